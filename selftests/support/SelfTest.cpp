@@ -1,0 +1,51 @@
+#include "selftests/support/SelfTest.h"
+
+#include <stdlib.h>
+
+#include <fstream>
+#include <iostream>
+#include <stdexcept>
+
+namespace vantry {
+
+bool SelfTest::expect(bool held, std::string_view what) {
+    if (!held) {
+        passed_ = false;
+        std::cout << subject_ << " self-test failed: " << what << std::endl;
+    }
+    return held;
+}
+
+bool SelfTest::finish() {
+    if (passed_) std::cout << subject_ << " self-test passed" << std::endl;
+    return passed_;
+}
+
+TemporaryDirectory::TemporaryDirectory(std::string_view prefix) {
+    std::string name =
+        (std::filesystem::temp_directory_path() / (std::string(prefix) + "XXXXXX")).string();
+    if (::mkdtemp(name.data()) == nullptr) throw std::runtime_error("no temporary directory");
+    path_ = name;
+}
+
+TemporaryDirectory::~TemporaryDirectory() {
+    std::error_code ignored;
+    std::filesystem::remove_all(path_, ignored);
+}
+
+std::filesystem::path TemporaryDirectory::write(const std::filesystem::path& name,
+                                                std::string_view contents) const {
+    const std::filesystem::path path = path_ / name;
+    std::filesystem::create_directories(path.parent_path());
+    std::ofstream(path, std::ios::binary) << contents;
+    return path;
+}
+
+std::filesystem::path TemporaryDirectory::writeProgram(const std::filesystem::path& name,
+                                                       std::string_view script) const {
+    const std::filesystem::path path = write(name, script);
+    std::filesystem::permissions(path, std::filesystem::perms::owner_all);
+    return path;
+}
+
+}  // namespace vantry
