@@ -1,0 +1,51 @@
+#include "platform/AtomicFile.h"
+
+#include <fcntl.h>
+#include <stdlib.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <string>
+
+#include "platform/FileDescriptor.h"
+
+namespace vantry {
+
+namespace {
+
+std::error_code lastError() { return {errno, std::generic_category()}; }
+
+std::error_code writeAll(int descriptor, std::string_view bytes) {
+    while (!bytes.empty()) {
+        const ssize_t written = ::write(descriptor, bytes.data(), bytes.size());
+        if (written < 0 && errno == EINTR) continue;
+        if (written < 0) return lastError();
+        bytes.remove_prefix(static_cast<std::size_t>(written));
+    }
+    return {};
+}
+
+std::error_code writeAndRename(int descriptor, const std::string& temporary,
+                               const std::filesystem::path& path, std::string_view bytes,
+                               mode_t mode) {
+    if (const std::error_code error = writeAll(descriptor, bytes)) return error;
+    if (::fchmod(descriptor, mode) != 0) return lastError();
+    if (::fsync(descriptor) != 0) return lastError();
+    if (::rename(temporary.c_str(), path.c_str()) != 0) return lastError();
+    return {};
+}
+
+}  // namespace
+
+std::error_code replaceFileAtomically(const std::filesystem::path& path, std::string_view bytes,
+                                      mode_t mode) {
+    std::string temporary = path.string() + ".XXXXXX";
+    const FileDescriptor file(::mkostemp(temporary.data(), O_CLOEXEC));
+    if (!file.isOpen()) return lastError();
+    const std::error_code error = writeAndRename(file.number(), temporary, path, bytes, mode);
+    if (error) ::unlink(temporary.c_str());
+    return error;
+}
+
+}  // namespace vantry

@@ -1,0 +1,20 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <filesystem>
+#include <string_view>
+#include <system_error>
+
+namespace vantry {
+
+/// Replaces the file at `path` by one that holds exactly `bytes`, with permissions `mode`.
+///
+/// The bytes go to a temporary file beside the target, are synchronised to disk and renamed over
+/// it, so that a reader, or a crash, sees the old file or the new one and never a part. On an
+/// error the old file stands and the temporary file is removed. The directory must exist.
+/// Any thread; two writers of one path leave the file of one of them.
+std::error_code replaceFileAtomically(const std::filesystem::path& path, std::string_view bytes,
+                                      mode_t mode = 0600);
+
+}  // namespace vantry

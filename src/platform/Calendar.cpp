@@ -1,0 +1,197 @@
+#include "platform/Calendar.h"
+
+#include <unicode/gregocal.h>
+#include <unicode/smpdtfmt.h>
+#include <unicode/timezone.h>
+
+#include <cmath>
+#include <filesystem>
+#include <fstream>
+
+namespace vantry {
+
+namespace {
+
+icu::UnicodeString wide(std::string_view text) {
+    return icu::UnicodeString::fromUTF8(icu::StringPiece(text.data(), static_cast<int>(text.size())));
+}
+
+std::string narrow(const icu::UnicodeString& text) {
+    std::string result;
+    text.toUTF8String(result);
+    return result;
+}
+
+std::unique_ptr<icu::TimeZone> icuZone(std::string_view identifier) {
+    return std::unique_ptr<icu::TimeZone>(icu::TimeZone::createTimeZone(wide(identifier)));
+}
+
+// "../usr/share/zoneinfo/Asia/Tokyo" names the zone behind the last "zoneinfo/".
+std::string zoneNameInPath(const std::string& path) {
+    constexpr std::string_view marker = "zoneinfo/";
+    const std::size_t at = path.rfind(marker);
+    return at == std::string::npos ? path : path.substr(at + marker.size());
+}
+
+std::optional<double> milliseconds(Date date) {
+    constexpr double reach = 3e15;  // about 95,000 years
+    const double result = date.secondsSince1970() * 1000.0;
+    if (!(std::fabs(result) <= reach)) return std::nullopt;
+    return std::floor(result);
+}
+
+}  // namespace
+
+std::optional<TimeZone> TimeZone::named(std::string_view identifier) {
+    if (identifier.empty()) return std::nullopt;
+    const auto zone = icuZone(identifier);
+    icu::UnicodeString found;
+    if (zone->getID(found) == UNICODE_STRING_SIMPLE("Etc/Unknown")) return std::nullopt;
+    return TimeZone(identifier);
+}
+
+TimeZone TimeZone::system(const Environment& environment) {
+    if (auto value = environment("TZ")) {
+        if (value->starts_with(':')) value->erase(0, 1);
+        if (auto zone = named(zoneNameInPath(*value))) return *zone;
+    }
+    std::error_code error;
+    const auto link = std::filesystem::read_symlink("/etc/localtime", error);
+    if (!error) {
+        if (auto zone = named(zoneNameInPath(link.string()))) return *zone;
+    }
+    std::ifstream file("/etc/timezone");
+    std::string name;
+    if (file >> name) {
+        if (auto zone = named(name)) return *zone;
+    }
+    return utc();
+}
+
+struct Calendar::State {
+    explicit State(const TimeZone& named) : zone(named) {
+        UErrorCode status = U_ZERO_ERROR;
+        icu = std::make_unique<icu::GregorianCalendar>(icuZone(zone.identifier()).release(),
+                                                       icu::Locale("en", "US", "POSIX"), status);
+        // The proleptic calendar, and the first of two equal wall-clock times.
+        icu->setGregorianChange(-1e18, status);
+        icu->setRepeatedWallTimeOption(UCAL_WALLTIME_FIRST);
+        icu->setSkippedWallTimeOption(UCAL_WALLTIME_NEXT_VALID);
+    }
+
+    std::optional<int> get(UCalendarDateFields field) const {
+        UErrorCode status = U_ZERO_ERROR;
+        const int value = icu->get(field, status);
+        if (U_FAILURE(status)) return std::nullopt;
+        return value;
+    }
+
+    bool moveTo(Date date) const {
+        const auto instant = milliseconds(date);
+        if (!instant) return false;
+        UErrorCode status = U_ZERO_ERROR;
+        icu->setTime(*instant, status);
+        return U_SUCCESS(status);
+    }
+
+    std::optional<Date> current() const {
+        UErrorCode status = U_ZERO_ERROR;
+        const double instant = icu->getTime(status);
+        if (U_FAILURE(status)) return std::nullopt;
+        return Date(instant / 1000.0);
+    }
+
+    // The first instant of the current day, or of one some days later; moves the calendar there.
+    std::optional<Date> moveToStart(int daysLater) const {
+        UErrorCode status = U_ZERO_ERROR;
+        if (daysLater != 0) icu->add(UCAL_DATE, daysLater, status);
+        if (U_FAILURE(status)) return std::nullopt;
+        for (const auto field : {UCAL_HOUR_OF_DAY, UCAL_MINUTE, UCAL_SECOND, UCAL_MILLISECOND}) {
+            icu->set(field, 0);
+        }
+        return current();
+    }
+
+    int offset(Date date) const {
+        std::int32_t raw = 0;
+        std::int32_t saving = 0;
+        UErrorCode status = U_ZERO_ERROR;
+        icu->getTimeZone().getOffset(date.secondsSince1970() * 1000.0, false, raw, saving, status);
+        return raw + saving;
+    }
+
+    // On a day of a clock change wall-clock dates need not be contiguous, so only a day of one
+    // offset is kept.
+    void remember(const CalendarDay& found) const {
+        const auto start = moveToStart(0);
+        const auto next = moveToStart(1);
+        if (!start || !next || offset(*start) != offset(*next - 0.001)) return;
+        keptDay = found;
+        keptFrom = *start;
+        keptTo = *next;
+    }
+
+    TimeZone zone;
+    std::unique_ptr<icu::GregorianCalendar> icu;
+    mutable CalendarDay keptDay;
+    mutable Date keptFrom{0};
+    mutable Date keptTo{0};
+};
+
+Calendar::Calendar(const TimeZone& zone) : state_(std::make_unique<State>(zone)) {}
+Calendar::Calendar(const Calendar& other) : Calendar(other.zone()) {}
+Calendar::Calendar(Calendar&&) noexcept = default;
+Calendar& Calendar::operator=(const Calendar& other) { return *this = Calendar(other.zone()); }
+Calendar& Calendar::operator=(Calendar&&) noexcept = default;
+Calendar::~Calendar() = default;
+
+const TimeZone& Calendar::zone() const { return state_->zone; }
+
+std::optional<CalendarDay> Calendar::day(Date date) const {
+    if (date >= state_->keptFrom && date < state_->keptTo) return state_->keptDay;
+    if (!state_->moveTo(date)) return std::nullopt;
+    const auto year = state_->get(UCAL_EXTENDED_YEAR);
+    const auto month = state_->get(UCAL_MONTH);
+    const auto day = state_->get(UCAL_DATE);
+    if (!year || !month || !day) return std::nullopt;
+    const CalendarDay result{.year = *year, .month = *month + 1, .day = *day};
+    state_->remember(result);
+    return result;
+}
+
+std::optional<int> Calendar::hour(Date date) const {
+    if (!state_->moveTo(date)) return std::nullopt;
+    return state_->get(UCAL_HOUR_OF_DAY);
+}
+
+std::optional<Date> Calendar::startOfDay(Date date) const {
+    if (date >= state_->keptFrom && date < state_->keptTo) return state_->keptFrom;
+    if (!state_->moveTo(date)) return std::nullopt;
+    return state_->moveToStart(0);
+}
+
+std::optional<Date> Calendar::addingDays(int days, Date date) const {
+    if (!state_->moveTo(date)) return std::nullopt;
+    UErrorCode status = U_ZERO_ERROR;
+    state_->icu->add(UCAL_DATE, days, status);
+    const auto moved = state_->current();
+    if (U_FAILURE(status) || !moved) return std::nullopt;
+    // The calendar counts milliseconds; what it dropped of the date comes back.
+    return *moved + (date.secondsSince1970() - *milliseconds(date) / 1000.0);
+}
+
+std::string Calendar::text(Date date, std::string_view localeIdentifier,
+                           std::string_view pattern) const {
+    const auto instant = milliseconds(date);
+    if (!instant) return {};
+    UErrorCode status = U_ZERO_ERROR;
+    const icu::Locale locale = icu::Locale::createFromName(std::string(localeIdentifier).c_str());
+    icu::SimpleDateFormat format(wide(pattern), locale, status);
+    if (U_FAILURE(status)) return {};
+    format.setCalendar(*state_->icu);
+    icu::UnicodeString result;
+    format.format(*instant, result);
+    return narrow(result);
+}
+
+}  // namespace vantry

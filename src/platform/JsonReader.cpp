@@ -1,0 +1,215 @@
+#include "platform/JsonReader.h"
+
+#include <simdjson.h>
+
+#include <bit>
+#include <charconv>
+#include <cmath>
+#include <cstring>
+#include <utility>
+
+namespace vantry {
+
+namespace dom = simdjson::dom;
+
+static_assert(JsonParser::padding >= simdjson::SIMDJSON_PADDING);
+
+namespace {
+
+dom::element elementOf(const std::array<std::uint64_t, 2>& stored) {
+    static_assert(sizeof(dom::element) == sizeof(stored));
+    static_assert(std::is_trivially_copyable_v<dom::element>);
+    return std::bit_cast<dom::element>(stored);
+}
+
+std::array<std::uint64_t, 2> stored(dom::element element) {
+    return std::bit_cast<std::array<std::uint64_t, 2>>(element);
+}
+
+bool isDigit(char c) { return c >= '0' && c <= '9'; }
+
+// The parser refuses a document for one integer beyond 64 bits. Such a number becomes a fraction
+// by a ".0" behind it, so that it costs only itself.
+std::string withWideIntegersAsFractions(std::string_view text) {
+    std::string result;
+    result.reserve(text.size() + 64);
+    bool inString = false;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const char c = text[i];
+        if (inString || !isDigit(c)) {
+            result.push_back(c);
+            if (inString && c == '\\' && i + 1 < text.size()) result.push_back(text[++i]);
+            if (c == '"') inString = !inString;
+            continue;
+        }
+        std::size_t end = i;
+        while (end < text.size() && isDigit(text[end])) ++end;
+        const char before = result.empty() ? ' ' : result.back();
+        const bool integral = before != '.' && before != 'e' && before != 'E' && before != '+' &&
+                              (end == text.size() ||
+                               (text[end] != '.' && text[end] != 'e' && text[end] != 'E'));
+        const bool exponent = before == '-' && result.size() > 1 &&
+                              (result[result.size() - 2] | 0x20) == 'e';
+        result.append(text, i, end - i);
+        if (integral && !exponent && end - i > 18) result.append(".0");
+        i = end - 1;
+    }
+    return result;
+}
+
+}  // namespace
+
+JsonKind JsonView::kind() const {
+    if (!present_) return JsonKind::missing;
+    switch (elementOf(element_).type()) {
+        case dom::element_type::NULL_VALUE:
+            return JsonKind::null;
+        case dom::element_type::BOOL:
+            return JsonKind::boolean;
+        case dom::element_type::INT64:
+            return JsonKind::integer;
+        case dom::element_type::UINT64:  // only used for what does not fit a signed integer
+        case dom::element_type::DOUBLE:
+            return JsonKind::fraction;
+        case dom::element_type::STRING:
+            return JsonKind::text;
+        case dom::element_type::ARRAY:
+            return JsonKind::array;
+        case dom::element_type::OBJECT:
+            return JsonKind::object;
+    }
+    return JsonKind::missing;
+}
+
+std::optional<bool> JsonView::boolean() const {
+    if (kind() != JsonKind::boolean) return std::nullopt;
+    return elementOf(element_).get_bool().value_unsafe();
+}
+
+std::optional<std::int64_t> JsonView::integer() const {
+    if (kind() != JsonKind::integer) return std::nullopt;
+    return elementOf(element_).get_int64().value_unsafe();
+}
+
+std::optional<double> JsonView::number() const {
+    const JsonKind is = kind();
+    if (is != JsonKind::integer && is != JsonKind::fraction) return std::nullopt;
+    return elementOf(element_).get_double().value_unsafe();
+}
+
+std::optional<std::string_view> JsonView::text() const {
+    if (kind() != JsonKind::text) return std::nullopt;
+    return elementOf(element_).get_string().value_unsafe();
+}
+
+JsonView JsonView::operator[](std::string_view key) const {
+    if (kind() != JsonKind::object) return {};
+    dom::element found;
+    if (elementOf(element_).get_object().value_unsafe().at_key(key).get(found) !=
+        simdjson::SUCCESS) {
+        return {};
+    }
+    return JsonView(stored(found));
+}
+
+std::size_t JsonView::size() const {
+    std::size_t count = 0;
+    if (kind() == JsonKind::array) {
+        for ([[maybe_unused]] auto element : elementOf(element_).get_array().value_unsafe()) ++count;
+    } else if (kind() == JsonKind::object) {
+        for ([[maybe_unused]] auto member : elementOf(element_).get_object().value_unsafe()) ++count;
+    }
+    return count;
+}
+
+void JsonView::forEachMember(
+    const std::function<bool(std::string_view, JsonView)>& visit) const {
+    if (kind() != JsonKind::object) return;
+    for (const auto member : elementOf(element_).get_object().value_unsafe()) {
+        if (!visit(member.key, JsonView(stored(member.value)))) return;
+    }
+}
+
+void JsonView::forEachElement(const std::function<bool(JsonView)>& visit) const {
+    if (kind() != JsonKind::array) return;
+    for (const dom::element element : elementOf(element_).get_array().value_unsafe()) {
+        if (!visit(JsonView(stored(element)))) return;
+    }
+}
+
+struct JsonParser::State {
+    dom::parser parser;
+    std::string copy;
+};
+
+JsonParser::JsonParser() : state_(std::make_unique<State>()) {}
+JsonParser::JsonParser(JsonParser&&) noexcept = default;
+JsonParser& JsonParser::operator=(JsonParser&&) noexcept = default;
+JsonParser::~JsonParser() = default;
+
+std::optional<JsonView> JsonParser::parsePadded(std::string_view text) {
+    dom::element root;
+    const auto attempt = [&](std::string_view padded) {
+        return state_->parser.parse(padded.data(), padded.size(), false).get(root);
+    };
+    simdjson::error_code error = attempt(text);
+    if (error == simdjson::NUMBER_ERROR) {
+        std::string widened = withWideIntegersAsFractions(text);
+        const std::size_t size = widened.size();
+        widened.append(padding, ' ');
+        error = attempt(std::string_view(widened).substr(0, size));
+    }
+    if (error != simdjson::SUCCESS) return std::nullopt;
+    return JsonView(stored(root));
+}
+
+std::optional<JsonView> JsonParser::parse(std::string_view text) {
+    state_->copy.assign(text);
+    state_->copy.append(padding, ' ');
+    return parsePadded(std::string_view(state_->copy).substr(0, text.size()));
+}
+
+std::optional<JsonDocument> JsonDocument::parse(std::string_view text) {
+    JsonParser parser;
+    const auto root = parser.parse(text);
+    if (!root) return std::nullopt;
+    return JsonDocument(std::move(parser), *root);
+}
+
+std::optional<std::int64_t> int64Value(JsonView value) {
+    if (const auto integer = value.integer()) return integer;
+    if (const auto fraction = value.number()) {
+        constexpr double bound = 9'223'372'036'854'775'808.0;  // 2^63
+        if (std::trunc(*fraction) != *fraction || *fraction < -bound || *fraction >= bound) {
+            return std::nullopt;
+        }
+        return static_cast<std::int64_t>(*fraction);
+    }
+    const auto text = value.text();
+    if (!text || text->empty()) return std::nullopt;
+    std::string_view digits = *text;
+    if (digits.front() == '+') digits.remove_prefix(1);
+    if (digits.empty() || digits.front() == '+' || (text->front() == '+' && digits.front() == '-'))
+        return std::nullopt;
+    std::int64_t result = 0;
+    const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), result);
+    if (error != std::errc() || end != digits.data() + digits.size()) return std::nullopt;
+    return result;
+}
+
+std::optional<double> doubleValue(JsonView value) {
+    if (const auto number = value.number()) return number;
+    const auto text = value.text();
+    if (!text || text->empty()) return std::nullopt;
+    std::string_view digits = *text;
+    if (digits.front() == '+') digits.remove_prefix(1);
+    if (digits.empty() || (text->front() == '+' && digits.front() == '-')) return std::nullopt;
+    double result = 0;
+    const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), result);
+    if (error != std::errc() || end != digits.data() + digits.size() || !std::isfinite(result)) {
+        return std::nullopt;
+    }
+    return result;
+}
+
+}  // namespace vantry

@@ -1,0 +1,47 @@
+#include "platform/UserDirectories.h"
+
+#include <pwd.h>
+#include <unistd.h>
+
+#include <array>
+
+namespace vantry {
+
+namespace fs = std::filesystem;
+
+UserDirectories UserDirectories::below(const fs::path& home) {
+    return {.home = home,
+            .config = home / ".config",
+            .data = home / ".local/share",
+            .state = home / ".local/state",
+            .cache = home / ".cache"};
+}
+
+UserDirectories UserDirectories::current(const Environment& environment) {
+    if (const auto override = environment("VANTRY_HOME_OVERRIDE")) return below(*override);
+    UserDirectories result = below(realHome(environment));
+    const auto replace = [&](fs::path& directory, const char* variable) {
+        const fs::path value = environment(variable).value_or("");
+        if (value.is_absolute()) directory = value;
+    };
+    replace(result.config, "XDG_CONFIG_HOME");
+    replace(result.data, "XDG_DATA_HOME");
+    replace(result.state, "XDG_STATE_HOME");
+    replace(result.cache, "XDG_CACHE_HOME");
+    return result;
+}
+
+fs::path UserDirectories::realHome(const Environment& environment) {
+    const fs::path home = environment("HOME").value_or("");
+    if (home.is_absolute()) return home;
+    passwd entry{};
+    passwd* found = nullptr;
+    std::array<char, 16384> buffer{};
+    if (::getpwuid_r(::getuid(), &entry, buffer.data(), buffer.size(), &found) == 0 &&
+        found != nullptr && found->pw_dir != nullptr && found->pw_dir[0] == '/') {
+        return found->pw_dir;
+    }
+    return "/";
+}
+
+}  // namespace vantry

@@ -1,0 +1,50 @@
+#include "records/RuntimeUsageSnapshot.h"
+
+#include <algorithm>
+
+namespace vantry {
+
+std::optional<std::int64_t> preferredRuntimeTodayTokens(std::optional<std::int64_t> detailed,
+                                                        std::optional<std::int64_t> fallback) {
+    return detailed ? detailed : fallback;
+}
+
+std::optional<std::int64_t> RuntimeUsageSnapshot::todayTokens() const {
+    if (!snapshot.local) return std::nullopt;
+    const auto& detailed = snapshot.local->detailedUsage;
+    return preferredRuntimeTodayTokens(
+        detailed ? std::optional(detailed->today.tokens.visibleTotalTokens()) : std::nullopt,
+        snapshot.local->todayTokens);
+}
+
+std::optional<Date> RuntimeUsageSnapshot::defaultQuotaCapturedAt(const UsageSnapshot& snapshot) {
+    if (!snapshot.primary && !snapshot.secondary) return std::nullopt;
+    return snapshot.refreshedAt;
+}
+
+RuntimeUsageSnapshot RuntimeUsageSnapshot::replacingTaskBoard(
+    std::optional<TaskBoard> board) const {
+    RuntimeUsageSnapshot result = *this;
+    result.snapshot = snapshot.replacingTaskBoard(std::move(board));
+    return result;
+}
+
+MultiRuntimeUsageSnapshot MultiRuntimeUsageSnapshot::empty() {
+    const Date now = Date::now();
+    return {.refreshedAt = now,
+            .runtimes = {},
+            .aggregate = UsageSnapshot::empty(),
+            .statisticsIdentity = StatisticsIdentity::empty(now)};
+}
+
+const RuntimeUsageSnapshot* MultiRuntimeUsageSnapshot::runtime(RuntimeScope scope) const {
+    const auto found = std::ranges::find(runtimes, scope, &RuntimeUsageSnapshot::scope);
+    return found == runtimes.end() ? nullptr : &*found;
+}
+
+const UsageSnapshot& MultiRuntimeUsageSnapshot::displaySnapshot(RuntimeScope scope) const {
+    const RuntimeUsageSnapshot* found = runtime(scope);
+    return found != nullptr ? found->snapshot : aggregate;
+}
+
+}  // namespace vantry
