@@ -1,7 +1,6 @@
 #include "selftests/support/SelfTest.h"
 
-#include <stdlib.h>
-
+#include <cstdlib>
 #include <fstream>
 #include <iostream>
 #include <stdexcept>
@@ -35,7 +34,7 @@ TemporaryDirectory::~TemporaryDirectory() {
 
 std::filesystem::path TemporaryDirectory::write(const std::filesystem::path& name,
                                                 std::string_view contents) const {
-    const std::filesystem::path path = path_ / name;
+    std::filesystem::path path = path_ / name;
     std::filesystem::create_directories(path.parent_path());
     std::ofstream(path, std::ios::binary) << contents;
     return path;
@@ -43,7 +42,7 @@ std::filesystem::path TemporaryDirectory::write(const std::filesystem::path& nam
 
 std::filesystem::path TemporaryDirectory::writeProgram(const std::filesystem::path& name,
                                                        std::string_view script) const {
-    const std::filesystem::path path = write(name, script);
+    std::filesystem::path path = write(name, script);
     std::filesystem::permissions(path, std::filesystem::perms::owner_all);
     return path;
 }

@@ -1,12 +1,11 @@
 #include "platform/AtomicFile.h"
 
+#include <cerrno>
+#include <cstdlib>
 #include <fcntl.h>
-#include <stdlib.h>
+#include <string>
 #include <sys/stat.h>
 #include <unistd.h>
-
-#include <cerrno>
-#include <string>
 
 #include "platform/FileDescriptor.h"
 
@@ -14,7 +13,9 @@ namespace vantry {
 
 namespace {
 
-std::error_code lastError() { return {errno, std::generic_category()}; }
+std::error_code lastError() {
+    return {errno, std::generic_category()};
+}
 
 std::error_code writeAll(int descriptor, std::string_view bytes) {
     while (!bytes.empty()) {

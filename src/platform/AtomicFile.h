@@ -1,9 +1,8 @@
 #pragma once
 
-#include <sys/types.h>
-
 #include <filesystem>
 #include <string_view>
+#include <sys/types.h>
 #include <system_error>
 
 namespace vantry {

@@ -1,19 +1,19 @@
 #include "platform/Calendar.h"
 
-#include <unicode/gregocal.h>
-#include <unicode/smpdtfmt.h>
-#include <unicode/timezone.h>
-
 #include <cmath>
 #include <filesystem>
 #include <fstream>
+#include <unicode/gregocal.h>
+#include <unicode/smpdtfmt.h>
+#include <unicode/timezone.h>
 
 namespace vantry {
 
 namespace {
 
 icu::UnicodeString wide(std::string_view text) {
-    return icu::UnicodeString::fromUTF8(icu::StringPiece(text.data(), static_cast<int>(text.size())));
+    return icu::UnicodeString::fromUTF8(
+        icu::StringPiece(text.data(), static_cast<int>(text.size())));
 }
 
 std::string narrow(const icu::UnicodeString& text) {
@@ -141,11 +141,15 @@ struct Calendar::State {
 Calendar::Calendar(const TimeZone& zone) : state_(std::make_unique<State>(zone)) {}
 Calendar::Calendar(const Calendar& other) : Calendar(other.zone()) {}
 Calendar::Calendar(Calendar&&) noexcept = default;
-Calendar& Calendar::operator=(const Calendar& other) { return *this = Calendar(other.zone()); }
+Calendar& Calendar::operator=(const Calendar& other) {
+    return *this = Calendar(other.zone());
+}
 Calendar& Calendar::operator=(Calendar&&) noexcept = default;
 Calendar::~Calendar() = default;
 
-const TimeZone& Calendar::zone() const { return state_->zone; }
+const TimeZone& Calendar::zone() const {
+    return state_->zone;
+}
 
 std::optional<CalendarDay> Calendar::day(Date date) const {
     if (date >= state_->keptFrom && date < state_->keptTo) return state_->keptDay;

@@ -1,15 +1,14 @@
 #include "platform/Iso8601.h"
 
-#include <fmt/format.h>
-
 #include <chrono>
 #include <cmath>
 #include <cstdint>
+#include <fmt/format.h>
 
 namespace vantry {
 
 namespace {
-constexpr double yearZero = -62'167'219'200.0;       // 0000-01-01T00:00:00Z
+constexpr double yearZero = -62'167'219'200.0;         // 0000-01-01T00:00:00Z
 constexpr double yearTenThousand = 253'402'300'800.0;  // 10000-01-01T00:00:00Z
 }  // namespace
 

@@ -1,11 +1,10 @@
 #include "platform/JsonReader.h"
 
-#include <simdjson.h>
-
 #include <bit>
 #include <charconv>
 #include <cmath>
 #include <cstring>
+#include <simdjson.h>
 #include <utility>
 
 namespace vantry {
@@ -26,7 +25,9 @@ std::array<std::uint64_t, 2> stored(dom::element element) {
     return std::bit_cast<std::array<std::uint64_t, 2>>(element);
 }
 
-bool isDigit(char c) { return c >= '0' && c <= '9'; }
+bool isDigit(char c) {
+    return c >= '0' && c <= '9';
+}
 
 // The parser refuses a document for one integer beyond 64 bits. Such a number becomes a fraction
 // by a ".0" behind it, so that it costs only itself.
@@ -45,11 +46,11 @@ std::string withWideIntegersAsFractions(std::string_view text) {
         std::size_t end = i;
         while (end < text.size() && isDigit(text[end])) ++end;
         const char before = result.empty() ? ' ' : result.back();
-        const bool integral = before != '.' && before != 'e' && before != 'E' && before != '+' &&
-                              (end == text.size() ||
-                               (text[end] != '.' && text[end] != 'e' && text[end] != 'E'));
-        const bool exponent = before == '-' && result.size() > 1 &&
-                              (result[result.size() - 2] | 0x20) == 'e';
+        const bool integral =
+            before != '.' && before != 'e' && before != 'E' && before != '+' &&
+            (end == text.size() || (text[end] != '.' && text[end] != 'e' && text[end] != 'E'));
+        const bool exponent =
+            before == '-' && result.size() > 1 && (result[result.size() - 2] | 0x20) == 'e';
         result.append(text, i, end - i);
         if (integral && !exponent && end - i > 18) result.append(".0");
         i = end - 1;
@@ -114,25 +115,23 @@ JsonView JsonView::operator[](std::string_view key) const {
 
 std::size_t JsonView::size() const {
     std::size_t count = 0;
-    if (kind() == JsonKind::array) {
-        for ([[maybe_unused]] auto element : elementOf(element_).get_array().value_unsafe()) ++count;
-    } else if (kind() == JsonKind::object) {
-        for ([[maybe_unused]] auto member : elementOf(element_).get_object().value_unsafe()) ++count;
-    }
+    forEachElement([&](JsonView) { return ++count != 0; });
+    forEachMember([&](std::string_view, JsonView) { return ++count != 0; });
     return count;
 }
 
-void JsonView::forEachMember(
-    const std::function<bool(std::string_view, JsonView)>& visit) const {
+void JsonView::forEachMember(const std::function<bool(std::string_view, JsonView)>& visit) const {
     if (kind() != JsonKind::object) return;
-    for (const auto member : elementOf(element_).get_object().value_unsafe()) {
+    const dom::object members = elementOf(element_).get_object().value_unsafe();
+    for (const auto member : members) {
         if (!visit(member.key, JsonView(stored(member.value)))) return;
     }
 }
 
 void JsonView::forEachElement(const std::function<bool(JsonView)>& visit) const {
     if (kind() != JsonKind::array) return;
-    for (const dom::element element : elementOf(element_).get_array().value_unsafe()) {
+    const dom::array elements = elementOf(element_).get_array().value_unsafe();
+    for (const dom::element element : elements) {
         if (!visit(JsonView(stored(element)))) return;
     }
 }

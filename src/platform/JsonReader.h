@@ -42,7 +42,8 @@ class JsonView {
     std::size_t size() const;
 
     /// In document order; `visit` returns false to stop.
-    void forEachMember(const std::function<bool(std::string_view key, JsonView value)>& visit) const;
+    void forEachMember(
+        const std::function<bool(std::string_view key, JsonView value)>& visit) const;
     void forEachElement(const std::function<bool(JsonView value)>& visit) const;
 
   private:

@@ -1,8 +1,7 @@
 #include "platform/JsonWriter.h"
 
-#include <nlohmann/json.hpp>
-
 #include <cmath>
+#include <nlohmann/json.hpp>
 
 namespace vantry {
 

@@ -67,9 +67,13 @@ template <class T>
 struct EnumTexts;
 
 template <class T>
-concept HasFields = requires { RecordFields<T>::list; };
+concept HasFields = requires {
+    RecordFields<T>::list;
+};
 template <class T>
-concept HasTexts = requires { EnumTexts<T>::table; };
+concept HasTexts = requires {
+    EnumTexts<T>::table;
+};
 
 /// The raw text of an enumeration's value.
 template <HasTexts Enum>
@@ -91,13 +95,19 @@ constexpr std::optional<Enum> fromRawText(std::string_view text) {
 
 // Encoding. One overload a kind of value; containers and records recurse.
 
-inline JsonValue encode(bool value, RecordForm) { return value; }
+inline JsonValue encode(bool value, RecordForm) {
+    return value;
+}
 template <std::integral Integer>
 JsonValue encode(Integer value, RecordForm) {
     return value;
 }
-inline JsonValue encode(double value, RecordForm) { return value; }
-inline JsonValue encode(const std::string& value, RecordForm) { return value; }
+inline JsonValue encode(double value, RecordForm) {
+    return value;
+}
+inline JsonValue encode(const std::string& value, RecordForm) {
+    return value;
+}
 inline JsonValue encode(Date value, RecordForm form) {
     if (form == RecordForm::stored) return value.secondsSinceReference();
     const auto text = iso8601Text(value);
@@ -244,8 +254,9 @@ bool decodeField(const DerivedField<Record, Get>&, JsonView, Record&) {
 template <HasFields Record>
 bool decode(JsonView value, Record& into) {
     if (!value.isObject()) return false;
-    return std::apply([&](const auto&... entry) { return (decodeField(entry, value, into) && ...); },
-                      RecordFields<Record>::list);
+    return std::apply(
+        [&](const auto&... entry) { return (decodeField(entry, value, into) && ...); },
+        RecordFields<Record>::list);
 }
 
 }  // namespace vantry

@@ -1,8 +1,7 @@
 #include "platform/Sha256.h"
 
-#include <sodium.h>
-
 #include <array>
+#include <sodium.h>
 
 namespace vantry {
 

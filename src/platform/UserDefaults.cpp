@@ -56,8 +56,8 @@ JsonValue copyOf(JsonView view) {
 
 }  // namespace
 
-UserDefaults::UserDefaults(std::filesystem::path directory, std::string_view domain)
-    : file_(std::move(directory) / (std::string(domain) + ".json")) {}
+UserDefaults::UserDefaults(const std::filesystem::path& directory, std::string_view domain)
+    : file_(directory / (std::string(domain) + ".json")) {}
 
 std::optional<std::string> UserDefaults::string(std::string_view key) const {
     const std::lock_guard lock(mutex_);

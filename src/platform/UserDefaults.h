@@ -17,7 +17,7 @@ namespace vantry {
 class UserDefaults {
   public:
     /// The domain's file is `directory`/`domain`.json; the directory is made at the first write.
-    UserDefaults(std::filesystem::path directory, std::string_view domain);
+    UserDefaults(const std::filesystem::path& directory, std::string_view domain);
 
     std::optional<std::string> string(std::string_view key) const;
 

@@ -1,9 +1,8 @@
 #include "platform/UserDirectories.h"
 
+#include <array>
 #include <pwd.h>
 #include <unistd.h>
-
-#include <array>
 
 namespace vantry {
 
@@ -32,7 +31,7 @@ UserDirectories UserDirectories::current(const Environment& environment) {
 }
 
 fs::path UserDirectories::realHome(const Environment& environment) {
-    const fs::path home = environment("HOME").value_or("");
+    fs::path home = environment("HOME").value_or("");
     if (home.is_absolute()) return home;
     passwd entry{};
     passwd* found = nullptr;

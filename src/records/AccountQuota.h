@@ -34,7 +34,7 @@ struct RecordFields<RateWindow> {
 struct CreditsInfo {
     bool hasCredits = false;
     bool unlimited = false;
-    std::optional<std::string> balance;         ///< the text that the service sent
+    std::optional<std::string> balance;        ///< the text that the service sent
     std::optional<std::int64_t> resetCredits;  ///< rate limit resets that the account holds
 
     friend bool operator==(const CreditsInfo&, const CreditsInfo&) = default;
@@ -42,10 +42,9 @@ struct CreditsInfo {
 
 template <>
 struct RecordFields<CreditsInfo> {
-    static constexpr std::tuple list{field("hasCredits", &CreditsInfo::hasCredits),
-                                     field("unlimited", &CreditsInfo::unlimited),
-                                     field("balance", &CreditsInfo::balance),
-                                     field("resetCredits", &CreditsInfo::resetCredits)};
+    static constexpr std::tuple list{
+        field("hasCredits", &CreditsInfo::hasCredits), field("unlimited", &CreditsInfo::unlimited),
+        field("balance", &CreditsInfo::balance), field("resetCredits", &CreditsInfo::resetCredits)};
 };
 
 /// What is kept of an account. Of its mail address only whether there was one.

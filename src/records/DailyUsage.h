@@ -54,10 +54,9 @@ struct UsageHeatmapDay {
 
 template <>
 struct RecordFields<UsageHeatmapDay> {
-    static constexpr std::tuple list{field("id", &UsageHeatmapDay::id),
-                                     field("date", &UsageHeatmapDay::date),
-                                     field("usage", &UsageHeatmapDay::usage),
-                                     field("isFuture", &UsageHeatmapDay::isFuture)};
+    static constexpr std::tuple list{
+        field("id", &UsageHeatmapDay::id), field("date", &UsageHeatmapDay::date),
+        field("usage", &UsageHeatmapDay::usage), field("isFuture", &UsageHeatmapDay::isFuture)};
 };
 
 struct UsageTrendSummary {

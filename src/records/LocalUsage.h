@@ -28,18 +28,18 @@ struct DetailedUsage {
 template <>
 struct RecordFields<DetailedUsage> {
     using Usage = DetailedUsage;
-    static constexpr std::tuple list{
-        field("today", &Usage::today),
-        field("sevenDay", &Usage::sevenDay),
-        field("month", &Usage::month),
-        field("lifetime", &Usage::lifetime),
-        field("parsedFileCount", &Usage::parsedFileCount),
-        field("tokenEventCount", &Usage::tokenEventCount),
-        field("todayHourlyBuckets", &Usage::todayHourlyBuckets),
-        field("previousSevenDayAverageCumulativeBuckets",
-              &Usage::previousSevenDayAverageCumulativeBuckets),
-        shownField<Usage>("sourceQuality",
-                          [](const Usage&) { return UsageSourceQuality::detailed; })};
+    static constexpr std::tuple list{field("today", &Usage::today),
+                                     field("sevenDay", &Usage::sevenDay),
+                                     field("month", &Usage::month),
+                                     field("lifetime", &Usage::lifetime),
+                                     field("parsedFileCount", &Usage::parsedFileCount),
+                                     field("tokenEventCount", &Usage::tokenEventCount),
+                                     field("todayHourlyBuckets", &Usage::todayHourlyBuckets),
+                                     field("previousSevenDayAverageCumulativeBuckets",
+                                           &Usage::previousSevenDayAverageCumulativeBuckets),
+                                     shownField<Usage>("sourceQuality", [](const Usage&) {
+                                         return UsageSourceQuality::detailed;
+                                     })};
 };
 
 struct LocalThread {
@@ -102,16 +102,15 @@ struct SkillUsage {
 
 template <>
 struct RecordFields<SkillUsage> {
-    static constexpr std::tuple list{
-        field("id", &SkillUsage::id),
-        field("name", &SkillUsage::name),
-        storedField("path", &SkillUsage::path),
-        field("sourceLabel", &SkillUsage::sourceLabel),
-        field("loadCount", &SkillUsage::loadCount),
-        field("threadCount", &SkillUsage::threadCount),
-        field("staticTokenEstimate", &SkillUsage::staticTokenEstimate),
-        field("staticByteCount", &SkillUsage::staticByteCount),
-        field("lastLoadedAt", &SkillUsage::lastLoadedAt)};
+    static constexpr std::tuple list{field("id", &SkillUsage::id),
+                                     field("name", &SkillUsage::name),
+                                     storedField("path", &SkillUsage::path),
+                                     field("sourceLabel", &SkillUsage::sourceLabel),
+                                     field("loadCount", &SkillUsage::loadCount),
+                                     field("threadCount", &SkillUsage::threadCount),
+                                     field("staticTokenEstimate", &SkillUsage::staticTokenEstimate),
+                                     field("staticByteCount", &SkillUsage::staticByteCount),
+                                     field("lastLoadedAt", &SkillUsage::lastLoadedAt)};
 };
 
 struct LocalModelDayUsage {

@@ -43,7 +43,8 @@ struct ProjectDailyUsageBucket {
     Date date;
     std::int64_t tokens = 0;
 
-    friend bool operator==(const ProjectDailyUsageBucket&, const ProjectDailyUsageBucket&) = default;
+    friend bool operator==(const ProjectDailyUsageBucket&,
+                           const ProjectDailyUsageBucket&) = default;
 };
 
 template <>
@@ -107,13 +108,12 @@ struct ProjectUsageDetail {
 template <>
 struct RecordFields<ProjectUsageDetail> {
     using Detail = ProjectUsageDetail;
-    static constexpr std::tuple list{
-        field("dailyBuckets", &Detail::dailyBuckets),
-        field("todayThreadCount", &Detail::todayThreadCount),
-        field("sevenDayThreadCount", &Detail::sevenDayThreadCount),
-        field("thirtyDayThreadCount", &Detail::thirtyDayThreadCount),
-        field("toolUsages", &Detail::toolUsages),
-        field("conversations", &Detail::conversations)};
+    static constexpr std::tuple list{field("dailyBuckets", &Detail::dailyBuckets),
+                                     field("todayThreadCount", &Detail::todayThreadCount),
+                                     field("sevenDayThreadCount", &Detail::sevenDayThreadCount),
+                                     field("thirtyDayThreadCount", &Detail::thirtyDayThreadCount),
+                                     field("toolUsages", &Detail::toolUsages),
+                                     field("conversations", &Detail::conversations)};
 };
 
 /// One project's share of a tool or a Skill.
@@ -145,7 +145,8 @@ struct UsageDimensionBreakdown {
 
     bool isEmpty() const { return projectsByToolID.empty() && projectsBySkillID.empty(); }
 
-    friend bool operator==(const UsageDimensionBreakdown&, const UsageDimensionBreakdown&) = default;
+    friend bool operator==(const UsageDimensionBreakdown&,
+                           const UsageDimensionBreakdown&) = default;
 };
 
 template <>

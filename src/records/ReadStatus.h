@@ -20,7 +20,9 @@ struct EnumTexts<RuntimeScope> {
 };
 
 /// The scope's name as a user reads it.
-constexpr std::string_view displayName(RuntimeScope) { return "Codex"; }
+constexpr std::string_view displayName(RuntimeScope) {
+    return "Codex";
+}
 
 /// How far one runtime's figures can be trusted.
 enum class RuntimeMenuStatus : std::uint8_t { available, stale, localOnly, unavailable };
@@ -55,7 +57,12 @@ constexpr BilingualText statusText(RuntimeMenuStatus status) {
 }
 
 /// What became of the read of the local records.
-enum class LocalUsageReadStatus : std::uint8_t { notAttempted, complete, staleFallback, unavailable };
+enum class LocalUsageReadStatus : std::uint8_t {
+    notAttempted,
+    complete,
+    staleFallback,
+    unavailable
+};
 
 template <>
 struct EnumTexts<LocalUsageReadStatus> {

@@ -61,10 +61,9 @@ struct TaskColumn {
 
 template <>
 struct RecordFields<TaskColumn> {
-    static constexpr std::tuple list{storedField("id", &TaskColumn::id),
-                                     field("title", &TaskColumn::title),
-                                     field("count", &TaskColumn::count),
-                                     field("items", &TaskColumn::items)};
+    static constexpr std::tuple list{
+        storedField("id", &TaskColumn::id), field("title", &TaskColumn::title),
+        field("count", &TaskColumn::count), field("items", &TaskColumn::items)};
 };
 
 /// What Codex's conversations are doing, in columns.

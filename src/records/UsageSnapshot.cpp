@@ -44,11 +44,11 @@ UsageSnapshot UsageSnapshot::replacingLocalUsage(const LocalUsageReplacement& re
 }
 
 void UsageSnapshot::bindTaskBoardTokens() {
-    if (!taskBoard || !local) return;
-    const auto tokens = local->todayConversationTokens();
-    if (!tokens) return;
+    if (!taskBoard) return;
+    const auto tokens = local ? local->todayConversationTokens() : std::nullopt;
     taskBoard = taskBoard->replacingTodayConversationTokens(
-        *tokens, localUsageReadStatus != LocalUsageReadStatus::complete);
+        tokens.value_or(std::map<std::string, std::int64_t>{}),
+        localUsageReadStatus != LocalUsageReadStatus::complete);
 }
 
 }  // namespace vantry

@@ -56,8 +56,8 @@ struct UsageSnapshot {
     /// Official figures stay; the messages of the earlier local read make room for the new ones.
     UsageSnapshot replacingLocalUsage(const LocalUsageReplacement& replacement) const;
 
-    /// The task board with the tokens of this snapshot's local usage bound to it, stale unless
-    /// the local read was complete. Without local usage the board loses no figure of its own.
+    /// Binds today's tokens of the local usage to the task board, stale unless the local read was
+    /// complete. Figures that the local usage does not know are taken off the board.
     void bindTaskBoardTokens();
 
     friend bool operator==(const UsageSnapshot&, const UsageSnapshot&) = default;

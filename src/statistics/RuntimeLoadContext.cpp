@@ -10,11 +10,12 @@ RuntimeLoadContext RuntimeLoadContext::live(
     const Environment& environment) {
     const UserDirectories directories = UserDirectories::current(environment);
     const auto cacheOverride = environment("VANTRY_CACHE_OVERRIDE");
-    return {.now = now,
-            .homeDirectory = directories.home,
-            .cacheDirectory = cacheOverride ? std::filesystem::path(*cacheOverride)
-                                            : directories.cache / application::displayName,
-            .statistics = StatisticsContext(statisticsPreference, now, TimeZone::system(environment))};
+    return {
+        .now = now,
+        .homeDirectory = directories.home,
+        .cacheDirectory = cacheOverride ? std::filesystem::path(*cacheOverride)
+                                        : directories.cache / application::displayName,
+        .statistics = StatisticsContext(statisticsPreference, now, TimeZone::system(environment))};
 }
 
 }  // namespace vantry

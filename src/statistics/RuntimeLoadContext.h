@@ -9,7 +9,7 @@ namespace vantry {
 
 /// What is fixed for one read. An immutable value in all but its last field; any thread.
 struct RuntimeLoadContext {
-    Date now;  ///< every day boundary and capture time of the read
+    Date now;                              ///< every day boundary and capture time of the read
     std::filesystem::path homeDirectory;   ///< where `.codex` is found
     std::filesystem::path cacheDirectory;  ///< where this program's caches lie
     StatisticsContext statistics;

@@ -1,0 +1,71 @@
+#include "selftests/entry/ApplicationStartSelfTest.h"
+
+#include "entry/ApplicationStart.h"
+#include "selftests/support/SelfTest.h"
+
+namespace vantry::ApplicationStartSelfTest {
+
+namespace {
+
+using Lock = ApplicationPlatform::LockOutcome;
+
+/// Writes down what is asked of it.
+class RecordingPlatform : public ApplicationPlatform {
+  public:
+    RecordingPlatform(bool hasBundle, Lock lock) : hasBundle_(hasBundle), lock_(std::move(lock)) {}
+
+    std::optional<std::string> bundleIdentifier() override {
+        return hasBundle_ ? std::optional<std::string>("self-test") : std::nullopt;
+    }
+    LockOutcome acquireInstanceLock(const std::string& bundleIdentifier) override {
+        log += "lock " + bundleIdentifier + ";";
+        return lock_;
+    }
+    void requestActivation(const std::string& bundleIdentifier) override {
+        log += "activate " + bundleIdentifier + ";";
+    }
+    void migrateDefaults() override { log += "migrate;"; }
+    void runApplication() override { log += "run;"; }
+
+    std::string log;
+
+  private:
+    bool hasBundle_;
+    Lock lock_;
+};
+
+}  // namespace
+
+bool run() {
+    SelfTest test("application start");
+    const Lock held = ApplicationPlatform::LockHeldByAnother{};
+    const Lock acquired = ApplicationPlatform::LockAcquired{};
+    const Lock failed = ApplicationPlatform::LockFailed{"refused"};
+    struct Case {
+        bool hasBundle;
+        Lock lock;
+        bool isLifecycleLaunch;
+        const char* expected;
+    };
+    const Case cases[] = {
+        {false, acquired, false, ""},
+        {false, acquired, true, ""},
+        {true, acquired, false, "lock self-test;migrate;run;"},
+        {true, acquired, true, "lock self-test;migrate;run;"},
+        {true, held, false, "lock self-test;activate self-test;"},
+        {true, held, true, "lock self-test;"},
+        {true, failed, false, "lock self-test;"},
+        {true, failed, true, "lock self-test;"},
+    };
+    for (const Case& entry : cases) {
+        RecordingPlatform platform(entry.hasBundle, entry.lock);
+        std::vector<std::string_view> arguments{"vantry", "--unknown"};
+        if (entry.isLifecycleLaunch) arguments.emplace_back("--codex-lifecycle-launch");
+        startApplication(arguments, platform);
+        test.expect(platform.log == entry.expected, "expected \"" + std::string(entry.expected) +
+                                                        "\", saw \"" + platform.log + "\"");
+    }
+    return test.finish();
+}
+
+}  // namespace vantry::ApplicationStartSelfTest

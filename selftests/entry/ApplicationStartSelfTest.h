@@ -1,0 +1,7 @@
+#pragma once
+
+namespace vantry::ApplicationStartSelfTest {
+
+bool run();
+
+}  // namespace vantry::ApplicationStartSelfTest

@@ -1,0 +1,7 @@
+#pragma once
+
+namespace vantry::JSONDumpWriterSelfTest {
+
+bool run();
+
+}  // namespace vantry::JSONDumpWriterSelfTest

@@ -1,0 +1,383 @@
+#include "selftests/io/BoundedProcessRunnerSelfTest.h"
+
+#include <array>
+#include <cerrno>
+#include <chrono>
+#include <cmath>
+#include <fcntl.h>
+#include <filesystem>
+#include <iterator>
+#include <limits>
+#include <signal.h>
+#include <string>
+#include <string_view>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <utility>
+#include <variant>
+
+#include "io/BoundedProcessRunner.h"
+#include "io/ChildProcess.h"
+#include "selftests/support/SelfTest.h"
+
+namespace vantry {
+
+namespace {
+
+namespace fs = std::filesystem;
+using Kind = BoundedProcessResult::Kind;
+
+// Only the cases about time limits depend on their length; elsewhere it keeps a fault from hanging.
+constexpr double generousTimeout = 10;
+constexpr std::size_t smallLimit = 1'024;
+
+constexpr std::string_view script = R"(#!/bin/sh
+block=aaaaaaaaaaaaaaaabbbbbbbbbbbbbbbbccccccccccccccccdddddddddddddddd
+blocks() { i=0; while [ $i -lt $1 ]; do printf '%s' "$block"; i=$((i + 1)); done; }
+flood() { while :; do printf '%s' "$block"; done; }
+case "$1" in
+    normal) printf normal-output; printf normal-error >&2 ;;
+    timeout) while :; do :; done ;;
+    ignore-term) trap '' TERM; while :; do :; done ;;
+    overflow) blocks 256 ;;
+    exact) blocks 16 ;;
+    dual-output)
+        i=0
+        while [ $i -lt 1024 ]; do
+            printf '%s' "$block"; printf '%s' "$block" >&2; i=$((i + 1))
+        done ;;
+    nonzero) printf failed >&2; exit 7 ;;
+    flood-ignore-term) trap '' TERM; flood ;;
+    quiet-heir) sleep 2 & printf done ;;
+    flooding-heir) flood & printf done >&2 ;;
+    closes-output) exec >&- 2>&-; i=0; while [ $i -lt 2000 ]; do i=$((i + 1)); done; exit 3 ;;
+    killed) kill -KILL $$ ;;
+    echo) cat ;;
+    variable) printf '%s ' "$HOME"; grep -zc '^HOME=' "/proc/$$/environ" ;;
+    descriptor) if [ -e "/proc/$$/fd/$2" ]; then printf leaked; else printf clean; fi ;;
+    signals)
+        while read -r name value; do
+            case "$name" in SigBlk: | SigIgn:) printf '%s' "$value" ;; esac
+        done < /proc/$$/status ;;
+esac
+)";
+
+struct Fixture {
+    SelfTest& test;
+    const TemporaryDirectory& directory;
+    fs::path program;
+
+    /// A request that no time limit should touch.
+    BoundedProcessRunner::Request request(std::string scenario) const {
+        return {.executableURL = program,
+                .arguments = {std::move(scenario)},
+                .timeout = generousTimeout,
+                .maxOutputBytes = smallLimit,
+                .terminationGrace = 0.15,
+                .killGrace = 0.15};
+    }
+
+    BoundedProcessResult run(std::string scenario) const {
+        return BoundedProcessRunner::run(request(std::move(scenario)));
+    }
+};
+
+struct Timed {
+    BoundedProcessResult result;
+    double seconds = 0;
+};
+
+Timed timed(const BoundedProcessRunner::Request& request) {
+    const auto start = MonotonicClock::now();
+    Timed run{.result = BoundedProcessRunner::run(request)};
+    run.seconds = std::chrono::duration<double>(MonotonicClock::now() - start).count();
+    return run;
+}
+
+std::string repeatedBlock(std::size_t count) {
+    std::string text;
+    while (count-- > 0) {
+        for (const char letter : {'a', 'b', 'c', 'd'}) text.append(16, letter);
+    }
+    return text;
+}
+
+void checkOutcomes(const Fixture& with) {
+    SelfTest& test = with.test;
+    const BoundedProcessOutput both{.standardOutput = "normal-output",
+                                    .standardError = "normal-error"};
+    test.expect(with.run("normal") == BoundedProcessResult{.kind = Kind::success, .output = both},
+                "正常输出未完整排空");
+
+    auto request = with.request("dual-output");
+    request.maxOutputBytes = 262'144;
+    const BoundedProcessResult dual = BoundedProcessRunner::run(request);
+    test.expect(dual.kind == Kind::success, "stdout/stderr 并发大输出未正常结束");
+    test.expect(dual.output.standardOutput == repeatedBlock(1'024) &&
+                    dual.output.standardError == repeatedBlock(1'024),
+                "stdout/stderr 并发大输出未完整排空");
+
+    const BoundedProcessResult failed = with.run("nonzero");
+    test.expect(failed.kind == Kind::nonZeroExit && failed.exitCode == 7,
+                "非零退出未返回 nonZeroExit");
+    test.expect(failed.output == BoundedProcessOutput{.standardError = "failed"},
+                "非零退出信息不完整");
+    request = with.request("nonzero");
+    request.allowedExitCodes = {0, 7};
+    const BoundedProcessResult allowed = BoundedProcessRunner::run(request);
+    test.expect(allowed.kind == Kind::success && allowed.exitCode == 7,
+                "允许的非零退出码未返回 success");
+
+    const BoundedProcessResult killed = with.run("killed");
+    test.expect(killed.kind == Kind::nonZeroExit && killed.exitCode == 128 + SIGKILL,
+                "a death by signal is a non-zero exit");
+    test.expect(with.run("closes-output").exitCode == 3,
+                "a child that closes its output is still waited for");
+
+    request.executableURL = with.directory.path() / "missing";
+    test.expect(BoundedProcessRunner::run(request) ==
+                    BoundedProcessResult{.kind = Kind::launchFailed,
+                                         .message = "No such file or directory"},
+                "a missing program is a failed launch with the system's text");
+    request.executableURL = "sh";
+    test.expect(BoundedProcessRunner::run(request).kind == Kind::launchFailed,
+                "no search path is used");
+    request = with.request(std::string("normal\0other", 12));
+    test.expect(BoundedProcessRunner::run(request).kind == Kind::launchFailed,
+                "an argument is never cut at a NUL byte");
+}
+
+void checkOutputLimit(const Fixture& with) {
+    SelfTest& test = with.test;
+    const BoundedProcessResult over = with.run("overflow");
+    test.expect(over.kind == Kind::outputLimitExceeded && over.limit == smallLimit,
+                "超限未返回 outputLimitExceeded");
+    test.expect(over.output == BoundedProcessOutput{.standardOutput = repeatedBlock(16)},
+                "超限结果未按上限截断");
+    test.expect(with.run("exact").kind == Kind::success, "output of just the limit is legal");
+
+    const BoundedProcessResult shared = with.run("dual-output");
+    test.expect(
+        shared.kind == Kind::outputLimitExceeded &&
+            shared.output.standardOutput.size() + shared.output.standardError.size() == smallLimit,
+        "the two streams share one limit");
+
+    auto request = with.request("overflow");
+    request.maxOutputBytes = 0;
+    const BoundedProcessResult none = BoundedProcessRunner::run(request);
+    test.expect(none.kind == Kind::outputLimitExceeded && none.output == BoundedProcessOutput{},
+                "a limit of nothing keeps nothing");
+
+    request = with.request("flood-ignore-term");
+    const BoundedProcessResult stopped = BoundedProcessRunner::run(request);
+    test.expect(stopped.kind == Kind::outputLimitExceeded,
+                "a flood that ignores SIGTERM is killed for its flood, before its time limit");
+    request.timeout = 0.2;
+    request.terminationGrace = 0.6;
+    const BoundedProcessResult late = BoundedProcessRunner::run(request);
+    test.expect(late.kind == Kind::timedOut, "a time-out outranks an overflow");
+    test.expect(late.output.standardOutput == repeatedBlock(16),
+                "output from before a stop is kept");
+}
+
+void checkTimeLimit(const Fixture& with) {
+    SelfTest& test = with.test;
+    auto request = with.request("timeout");
+    request.timeout = 0.05;
+    request.terminationGrace = 0.03;
+    request.killGrace = 0.03;
+    Timed run = timed(request);
+    test.expect(run.result.kind == Kind::timedOut, "超时未返回 timedOut");
+    test.expect(run.seconds < 0.75, "超时进程未有界回收");
+    request.arguments = {"ignore-term"};
+    run = timed(request);
+    test.expect(run.result.kind == Kind::timedOut, "忽略 TERM 的进程未返回 timedOut");
+    test.expect(run.seconds < 0.75, "忽略 TERM 的进程未被 SIGKILL 有界回收");
+
+    for (const double limit : {0.0, -1.0, std::nan("")}) {
+        request.timeout = limit;
+        request.terminationGrace = limit;
+        request.killGrace = limit;
+        run = timed(request);
+        test.expect(run.result.kind == Kind::timedOut && run.seconds < 0.75,
+                    "a limit that is no length of time ends the run at once");
+    }
+    request = with.request("normal");
+    request.timeout = std::numeric_limits<double>::infinity();
+    request.terminationGrace = request.timeout;
+    test.expect(BoundedProcessRunner::run(request).kind == Kind::success,
+                "an infinite limit does not overflow");
+}
+
+/// The child ends at once, but what it has started keeps the pipes.
+void checkHeirs(const Fixture& with) {
+    const Timed quiet = timed(with.request("quiet-heir"));
+    with.test.expect(quiet.result.kind == Kind::success &&
+                         quiet.result.output.standardOutput == "done" && quiet.seconds < 1.5,
+                     "a descendant that holds the pipes does not hold the caller");
+    const Timed flood = timed(with.request("flooding-heir"));
+    with.test.expect(flood.result.kind == Kind::outputLimitExceeded && flood.seconds < 1.5,
+                     "a descendant that floods the pipes does not hold the caller");
+}
+
+void checkInheritance(const Fixture& with) {
+    SelfTest& test = with.test;
+    test.expect(with.run("echo").output.standardOutput.empty(),
+                "without an input the child reads the null device");
+    const fs::path text = with.directory.write("input.txt", "some input");
+    auto request = with.request("echo");
+    const FileDescriptor input(::open(text.c_str(), O_RDONLY | O_CLOEXEC));
+    request.standardInput = &input;
+    test.expect(BoundedProcessRunner::run(request).output.standardOutput == "some input",
+                "the child reads the given descriptor");
+
+    request = with.request("variable");
+    request.environment = {{"HOME", "/elsewhere"}};
+    test.expect(BoundedProcessRunner::run(request).output.standardOutput == "/elsewhere 1\n",
+                "a variable replaces the inherited one");
+
+    const FileDescriptor inheritable(::fcntl(input.number(), F_DUPFD, 50));
+    request = with.request("descriptor");
+    request.arguments.push_back(std::to_string(inheritable.number()));
+    test.expect(BoundedProcessRunner::run(request).output.standardOutput == "clean",
+                "no descriptor of this process reaches the child");
+
+    sigset_t blocked;
+    sigset_t before;
+    ::sigemptyset(&blocked);
+    for (const int number : {SIGTERM, SIGPIPE}) ::sigaddset(&blocked, number);
+    ::pthread_sigmask(SIG_BLOCK, &blocked, &before);
+    const auto disposition = ::signal(SIGUSR2, SIG_IGN);
+    const BoundedProcessResult signals = with.run("signals");
+    ::signal(SIGUSR2, disposition);
+    ::pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    // The C library ignores two signals of its own in a child, numbers 32 and 33.
+    const std::string_view masks = signals.output.standardOutput;
+    test.expect(masks.starts_with(std::string(16, '0')) && masks.ends_with(std::string(7, '0')),
+                "the child blocks and ignores no signal");
+}
+
+/// As in a program that was started with its standard streams closed: new descriptors take the
+/// numbers 0 to 2, the borrowed input among them.
+void checkClosedStandardStreams(const Fixture& with) {
+    const fs::path text = with.directory.write("input.txt", "some input");
+    std::array<FileDescriptor, 3> saved;
+    for (int number = 0; number < 3; ++number) {
+        saved[static_cast<std::size_t>(number)] =
+            FileDescriptor(::fcntl(number, F_DUPFD_CLOEXEC, 20));
+        ::close(number);
+    }
+    bool pipesStandApart = false;
+    {
+        auto started = ChildProcess::spawn(
+            {.executable = with.program, .arguments = {"echo"}, .standardInput = PipeInput{}});
+        if (auto* child = std::get_if<ChildProcess>(&started)) {
+            pipesStandApart = child->standardOutput().number() > 2 &&
+                              child->standardError().number() > 2 &&
+                              child->takeStandardInput().number() > 2;
+        }
+    }
+    const BoundedProcessResult normal = with.run("normal");
+    BoundedProcessResult echo;
+    {
+        const FileDescriptor occupied(::open("/dev/null", O_RDONLY | O_CLOEXEC));
+        const FileDescriptor input(::open(text.c_str(), O_RDONLY | O_CLOEXEC));
+        auto request = with.request("echo");
+        request.standardInput = &input;
+        echo = BoundedProcessRunner::run(request);
+    }
+    for (int number = 0; number < 3; ++number) {
+        const FileDescriptor& original = saved[static_cast<std::size_t>(number)];
+        if (original.isOpen()) ::dup2(original.number(), number);
+    }
+    with.test.expect(pipesStandApart, "no pipe to a child takes the place of a standard stream");
+    with.test.expect(normal.output.standardOutput == "normal-output" &&
+                         normal.output.standardError == "normal-error",
+                     "both streams arrive when this process has none of its own");
+    with.test.expect(echo.output.standardOutput == "some input",
+                     "a borrowed input with a standard number arrives");
+}
+
+std::ptrdiff_t openDescriptors() {
+    return std::distance(fs::directory_iterator("/proc/self/fd"), fs::directory_iterator());
+}
+
+bool hasUnreapedChild() {
+    siginfo_t info{};
+    return ::waitid(P_ALL, 0, &info, WEXITED | WNOHANG | WNOWAIT) == 0 && info.si_pid != 0;
+}
+
+void checkNothingStays(const Fixture& with) {
+    const auto before = openDescriptors();
+    auto unknown = with.request("");
+    unknown.executableURL = with.directory.path() / "missing";
+    for (int round = 0; round < 100; ++round) {
+        with.run("nonzero");
+        BoundedProcessRunner::run(unknown);
+    }
+    with.test.expect(openDescriptors() == before, "200 runs leave no descriptor open");
+    with.test.expect(!hasUnreapedChild(), "200 runs leave no zombie");
+}
+
+void checkChildHandle(const Fixture& with) {
+    SelfTest& test = with.test;
+    auto started = ChildProcess::spawn(
+        {.executable = with.program, .arguments = {"echo"}, .standardInput = PipeInput{}});
+    auto* child = std::get_if<ChildProcess>(&started);
+    if (!test.expect(child != nullptr, "the child starts")) return;
+    test.expect(child->running() && !child->exitCode(), "a child that waits for input runs");
+    test.expect(!child->waitForExit({}), "no time is not enough for it to end");
+    {
+        const FileDescriptor input = child->takeStandardInput();
+        test.expect(::write(input.number(), "ping", 4) == 4, "its input takes text");
+    }
+    test.expect(child->waitForExit(boundedDuration(generousTimeout)) && child->exitCode() == 0,
+                "the end of its input ends it");
+    std::array<char, 16> answer{};
+    test.expect(::read(child->standardOutput().number(), answer.data(), answer.size()) == 4,
+                "its output can be read after its end");
+    child->kill();
+
+    started = ChildProcess::spawn({.executable = with.program, .arguments = {"timeout"}});
+    child = std::get_if<ChildProcess>(&started);
+    if (!test.expect(child != nullptr, "the second child starts")) return;
+    const pid_t pid = child->processIdentifier();
+    child->terminate();
+    test.expect(
+        child->waitForExit(boundedDuration(generousTimeout)) && child->exitCode() == 128 + SIGTERM,
+        "SIGTERM ends it and shows in its code");
+    test.expect(::kill(pid, 0) != 0 && errno == ESRCH, "it is reaped by whoever sees its end");
+
+    pid_t dropped = -1;
+    {
+        auto last = ChildProcess::spawn({.executable = with.program, .arguments = {"ignore-term"}});
+        if (auto* running = std::get_if<ChildProcess>(&last)) {
+            const ChildProcess moved = std::move(*running);
+            dropped = moved.processIdentifier();
+        }
+        test.expect(dropped > 0 && ::kill(dropped, 0) != 0 && errno == ESRCH,
+                    "a handle that goes takes its running child along");
+    }
+    test.expect(!hasUnreapedChild(), "no child is left behind");
+}
+
+}  // namespace
+
+bool BoundedProcessRunnerSelfTest::run() {
+    SelfTest test("bounded process");
+    const TemporaryDirectory directory("vantry-bounded-process-test-");
+    const fs::path program = directory.writeProgram("scenario.sh", script);
+    if (!test.expect(fs::exists(program), "无法创建临时脚本")) return test.finish();
+    const Fixture with{.test = test, .directory = directory, .program = program};
+    checkOutcomes(with);
+    checkOutputLimit(with);
+    checkTimeLimit(with);
+    checkHeirs(with);
+    checkInheritance(with);
+    checkClosedStandardStreams(with);
+    checkNothingStays(with);
+    checkChildHandle(with);
+    return test.finish();
+}
+
+}  // namespace vantry

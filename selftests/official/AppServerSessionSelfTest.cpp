@@ -1,0 +1,255 @@
+#include "selftests/official/AppServerSessionSelfTest.h"
+
+#include <chrono>
+#include <string>
+#include <vector>
+
+#include "official/AppServerSession.h"
+#include "platform/Sha256.h"
+#include "selftests/support/SelfTest.h"
+
+namespace vantry::AppServerSessionSelfTest {
+
+using namespace CodexUsageReader;
+
+namespace {
+
+const char* const early = "app-server 提前结束";
+const char* const timedOut = "app-server 响应超时";
+const char* const flooded = "app-server 输出超出安全限制";
+const char* const notWritten = "app-server 请求写入失败";
+const char* const errorsOnly = "app-server 返回错误";
+const char* const changed = "Codex 账号在读取期间发生变化，未采用该批官方数据";
+
+// Shell functions for the answers, and a loop that gives them to the requests.
+const std::string answers = R"(#!/bin/sh
+hello() { echo '{"id":1,"result":{}}'; }
+account() { echo '{"id":2,"result":{"account":{"type":"chatgpt","planType":"pro","email":null}}}'; }
+quota() { echo '{"id":'$1',"result":{"accountId":"fixture-account-'$2'","rateLimits":{"primary":{"usedPercent":'$3',"windowDurationMins":10080,"resetsAt":4102444800},"secondary":null}}}'; }
+usage() { echo '{"id":4,"result":{"summary":{"lifetimeTokens":999},"dailyUsageBuckets":[{"startDate":"2026-01-01","tokens":100}]}}'; }
+failure() { echo '{"id":'$1',"error":{"code":-32600,"message":"failure"}}'; }
+spin() { while :; do sleep 0.05; done; }
+serve() { while IFS= read -r line; do case "$line" in
+*'"id":1,'*) on1;; *'"id":2,'*) on2;; *'"id":3,'*) on3;; *'"id":4,'*) on4;; *'"id":5,'*) on5;; esac; done; }
+on1() { hello; }
+on2() { account; }
+on3() { quota 3 a 23; }
+on4() { usage; }
+on5() { quota 5 a 24; }
+)";
+
+class Fixture {
+  public:
+    explicit Fixture(SelfTest& test) : test_(test) {}
+
+    AppServerRead read(const std::string& body, AppServerRequest request = {}) {
+        request.executablePath = directory_.writeProgram("fake-codex", answers + body);
+        request.responseTimeout = 1.5;
+        const auto start = std::chrono::steady_clock::now();
+        AppServerRead result = readAppServer(request);
+        seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+        test_.expect(seconds < 2.2, "app-server 异常输出应快速、有界失败: " + body);
+        return result;
+    }
+
+    double seconds = 0;  ///< of the last read
+
+  private:
+    SelfTest& test_;
+    TemporaryDirectory directory_{"vantry-app-server-"};
+};
+
+std::optional<double> remaining(const AppServerRead& read) {
+    const auto& window = read.snapshot.secondary;
+    return window ? std::optional(window->remainingPercent()) : std::nullopt;
+}
+
+bool isEmptyBatch(const AppServerRead& read) {
+    const AppServerSnapshot& s = read.snapshot;
+    return !s.account && !s.accountIdentity && !s.primary && !s.secondary && !s.credits &&
+           !s.officialLifetimeTokens && !s.cloudDailyBuckets;
+}
+
+void checkConversation(SelfTest& test, Fixture& fixture) {
+    const AppServerRead full = fixture.read("serve");
+    test.expect(
+        full.messages.empty() && full.snapshot.readState == AppServerReadState::responded &&
+            remaining(full) == 76 && full.snapshot.account &&
+            full.snapshot.officialUsageReadStatus == OfficialUsageReadStatus::succeeded &&
+            full.snapshot.accountIdentity == "codex-account:" + sha256Hex("fixture-account-a"),
+        "a full read takes the final quota and the identity of both");
+
+    // Requests out of order end the program, which ends the read early.
+    const AppServerRead quotaOnly = fixture.read(R"(
+step=0
+after() { [ "$step" = "$1" ] || exit 1; step=$2; }
+on1() { after 0 1; hello; }
+on3() { after 1 3; quota 3 a 23; }
+on2() { after 3 2; account; }
+on4() { exit 1; }
+on5() { after 2 5; quota 5 a 23; exit 0; }
+serve)",
+                                                 {.requestedResponseIDs = {2, 3}});
+    test.expect(
+        quotaOnly.snapshot.readState == AppServerReadState::responded &&
+            remaining(quotaOnly) == 77 && quotaOnly.snapshot.account &&
+            quotaOnly.snapshot.officialUsageReadStatus == OfficialUsageReadStatus::notAttempted &&
+            !quotaOnly.snapshot.cloudDailyUsageAttempted,
+        "额度重试应读取账号身份与额度，但不请求官方用量历史");
+    test.expect(remaining(fixture.read("on5() { quota 5 a 24; exit 0; }\nserve")) == 76,
+                "the end of the program does not lose its last reply");
+    const AppServerRead swapped = fixture.read(R"(
+on2() { :; }
+on4() { usage; account; }
+serve)");
+    test.expect(remaining(swapped) == 76 && swapped.snapshot.account,
+                "replies may come in any order");
+    const AppServerRead noisy = fixture.read(R"(
+echo 'no json'; echo '[]'; echo '{"method":"account/updated","params":{}}'; echo '{"id":"3","result":{}}'
+echo '{"id":3,"method":"item/ask","params":{}}'; echo '{"id":3.5}'; echo
+exec 2>&-
+on1() { hello; hello; printf '%s' '{"id":1,'; sleep 0.05; echo '"result":{}}'; }
+serve)");
+    test.expect(remaining(noisy) == 76 && noisy.messages.empty(),
+                "app-server stderr EOF 不应丢弃 stdout 的后续额度响应");
+    std::vector<std::int64_t> seen;
+    fixture.read("serve", {.beforeParsingResponse = [&](std::int64_t id) { seen.push_back(id); }});
+    test.expect(seen == std::vector<std::int64_t>{1, 3, 2, 4, 5}, "every reply is announced once");
+    test.expect(
+        remaining(fixture.read(R"((while :; do echo complaint >&2; sleep 0.001; done) & noise=$!
+on5() { quota 5 a 24; kill $noise; }
+serve)")) == 76,
+        "app-server stderr 持续输出时仍应读到周额度");
+}
+
+void checkEndings(SelfTest& test, Fixture& fixture) {
+    struct Case {
+        const char* body;
+        const char* message;
+        bool isFast;
+        const char* what;
+    };
+    const Case cases[] = {
+        {"exit 0", early, true, "app-server 提前退出应立即结束待处理响应"},
+        {"exec 1>&-\nspin", early, true, "app-server stdout EOF 应立即结束待处理响应"},
+        {"IFS= read -r line; exec 0<&-; hello; spin", notWritten, true,
+         "app-server 提前关闭输入时应有界失败，不应崩溃或采用不完整响应"},
+        {"on5() { exec 1>&-; spin; }\nserve", early, true, "an end before the final quota"},
+        {"on2() { exit 3; }\nserve", early, true, "a death in the middle"},
+        {"sleep 5 & exit 0", timedOut, false, "a grandchild that holds the pipe"},
+        {"on5() { :; }\nserve", timedOut, false,
+         "without its final quota a read that ran out of time keeps nothing"},
+        {"trap '' TERM; spin", timedOut, false, "a program that ignores the polite stop"},
+        {"on3() { kill -STOP $$; }\nserve", timedOut, false, "a program that stands still"},
+    };
+    for (const Case& entry : cases) {
+        const AppServerRead read = fixture.read(entry.body);
+        test.expect(read.messages == std::vector<std::string>{entry.message} &&
+                        read.snapshot.readState == AppServerReadState::failed &&
+                        isEmptyBatch(read) && (!entry.isFast || fixture.seconds < 1.2),
+                    entry.what);
+    }
+    const AppServerRead missing =
+        readAppServer({.search = {.homeDirectory = "/nonexistent", .systemRoot = "/nonexistent"}});
+    test.expect(missing.snapshot.readState == AppServerReadState::executableMissing &&
+                    missing.messages == std::vector<std::string>{"未找到 codex 可执行文件"},
+                "no program");
+    const AppServerRead unstartable = readAppServer({.executablePath = "/nonexistent/codex"});
+    test.expect(unstartable.snapshot.readState == AppServerReadState::failed &&
+                    unstartable.messages == std::vector<std::string>{"app-server 启动失败"},
+                "a program that cannot be started");
+}
+
+void checkFloods(SelfTest& test, Fixture& fixture) {
+    struct Case {
+        const char* name;
+        const char* body;
+        AppServerRequest request;
+    };
+    const std::string lines = "i=0; while [ $i -lt 20 ]; do i=$((i+1)); ";
+    const Case cases[] = {
+        {"long-line", "printf 'x%.0s' $(seq 128); echo; spin", {.maxLineBytes = 127}},
+        {"unfinished long line", "printf 'x%.0s' $(seq 128); spin", {.maxLineBytes = 127}},
+        {"total-flood", "flood() { echo 1234567890123456; }\nmany; spin", {.maxOutputBytes = 300}},
+        {"stderr-flood",
+         "flood() { echo 1234567890123456 >&2; }\nmany; spin",
+         {.maxOutputBytes = 300}},
+        {"line-flood", "flood() { echo '{}'; }\nmany; spin", {.maxLineCount = 10}},
+        {"message-flood", "flood() { failure 99; }\nmany; spin", {.maxMessageCount = 4}},
+    };
+    const std::string many = "many() { " + lines + "flood; done; }\n";
+    for (const Case& entry : cases) {
+        const AppServerRead read = fixture.read(many + entry.body, entry.request);
+        test.expect(read.messages == std::vector<std::string>{flooded} && isEmptyBatch(read) &&
+                        read.snapshot.readState == AppServerReadState::failed &&
+                        fixture.seconds < 1.2,
+                    std::string("app-server 异常输出应快速、有界失败: ") + entry.name);
+    }
+    const AppServerRead partial =
+        fixture.read("on2() { failure 99; failure 99; failure 99; failure 99; spin; }\nserve",
+                     {.maxMessageCount = 3});
+    test.expect(remaining(partial) == 77 && !partial.snapshot.accountIdentity &&
+                    partial.snapshot.readState == AppServerReadState::failed &&
+                    partial.messages == std::vector<std::string>{flooded},
+                "a flood after the first quota keeps the quota, without an identity");
+    const AppServerRead within =
+        fixture.read("on1() { failure 99; failure 99; hello; }\nserve", {.maxMessageCount = 2});
+    test.expect(remaining(within) == 76, "errors within the limit change nothing");
+}
+
+void checkIdentity(SelfTest& test, Fixture& fixture) {
+    const char* const what = "官方读取应校验前后账号身份，拒绝串号且不受响应顺序影响";
+    for (const std::set<int>& requested : {std::set{2, 3, 4}, std::set{2, 3}}) {
+        const AppServerRead read =
+            fixture.read("on5() { quota 5 b 24; }\nserve", {.requestedResponseIDs = requested});
+        test.expect(read.messages == std::vector<std::string>{changed} && isEmptyBatch(read) &&
+                        read.snapshot.readState == AppServerReadState::responded &&
+                        read.snapshot.officialUsageReadStatus == OfficialUsageReadStatus::failed,
+                    what);
+    }
+    const AppServerRead failedUsage = fixture.read("on4() { failure 4; }\nserve");
+    test.expect(
+        remaining(failedUsage) == 76 &&
+            failedUsage.snapshot.readState == AppServerReadState::responded &&
+            failedUsage.snapshot.officialUsageReadStatus == OfficialUsageReadStatus::failed &&
+            failedUsage.messages == std::vector<std::string>{"app-server 4: failure"},
+        "a failed usage request keeps the quota");
+    const AppServerRead strangers = fixture.read(R"(
+on1() { quota 5 unrequested 1; quota 3 unrequested 1; hello; }
+on3() { quota 3 a 23; quota 3 duplicate 1; }
+on5() { quota 3 duplicate 1; quota 5 a 24; quota 5 duplicate 1; }
+serve)");
+    test.expect(remaining(strangers) == 76 && strangers.messages.empty(), what);
+    const AppServerRead unnamed = fixture.read(
+        R"(on5() { echo '{"id":5,"result":{"rateLimits":{}}}'; }
+serve)");
+    test.expect(
+        remaining(unnamed) == 77 && !unnamed.snapshot.accountIdentity && unnamed.messages.empty(),
+        "a missing identity is no evidence of a change, and confirms nothing");
+    const AppServerRead signedOut = fixture.read(R"(
+on2() { echo '{"id":2,"result":{"account":null}}'; }
+on3() { failure 3; }
+on4() { echo '{"error":{"message":"'$(printf '%0300d' 0)'"},"id":4}'; }
+on5() { echo '{"id":5,"error":{}}'; }
+serve)");
+    test.expect(
+        isEmptyBatch(signedOut) && signedOut.snapshot.readState == AppServerReadState::failed &&
+            signedOut.messages == std::vector<std::string>{"app-server 3: failure",
+                                                           "app-server 4: " + std::string(240, '0'),
+                                                           "app-server 5: 未知错误", errorsOnly},
+        "an account that is not signed in is an answer, not a crash and not a zero");
+}
+
+}  // namespace
+
+bool run() {
+    SelfTest test("app-server session");
+    Fixture fixture(test);
+    checkConversation(test, fixture);
+    checkEndings(test, fixture);
+    checkFloods(test, fixture);
+    checkIdentity(test, fixture);
+    return test.finish();
+}
+
+}  // namespace vantry::AppServerSessionSelfTest

@@ -1,0 +1,7 @@
+#pragma once
+
+namespace vantry::AppServerSessionSelfTest {
+
+bool run();
+
+}  // namespace vantry::AppServerSessionSelfTest

@@ -1,0 +1,7 @@
+#pragma once
+
+namespace vantry::CodexExecutableSelfTest {
+
+bool run();
+
+}  // namespace vantry::CodexExecutableSelfTest

@@ -1,0 +1,7 @@
+#pragma once
+
+namespace vantry::QuotaWindowSelfTest {
+
+bool run();
+
+}  // namespace vantry::QuotaWindowSelfTest

@@ -1,0 +1,147 @@
+#include "selftests/official/RateLimitParsingSelfTest.h"
+
+#include <string>
+
+#include "official/AccountParsing.h"
+#include "platform/Sha256.h"
+#include "selftests/io/BoundedProcessRunnerSelfTest.h"
+#include "selftests/io/ReaderIOSelfTest.h"
+#include "selftests/official/AppServerSessionSelfTest.h"
+#include "selftests/official/CodexExecutableSelfTest.h"
+#include "selftests/official/QuotaWindowSelfTest.h"
+#include "selftests/platform/PlatformSelfTest.h"
+#include "selftests/runtime/RuntimeLoadSelfTest.h"
+#include "selftests/support/SelfTest.h"
+
+namespace vantry::RateLimitParsingSelfTest {
+
+namespace {
+
+using CodexUsageReader::parseRateLimits;
+using CodexUsageReader::RateLimits;
+
+RateLimits limitsOf(std::string_view json) {
+    const auto document = JsonDocument::parse(json);
+    return document ? parseRateLimits(document->root()) : RateLimits{};
+}
+
+std::optional<double> remaining(const std::optional<RateWindow>& window) {
+    return window ? std::optional(window->remainingPercent()) : std::nullopt;
+}
+
+std::optional<std::int64_t> resets(const RateLimits& limits) {
+    return limits.credits ? limits.credits->resetCredits : std::nullopt;
+}
+
+void checkSlots(SelfTest& test) {
+    const RateLimits lone = limitsOf(
+        R"({"rateLimits":{"primary":{"usedPercent":11,"windowDurationMins":10080,"resetsAt":1720000000},"secondary":null}})");
+    test.expect(remaining(lone.secondary) == 89 && lone.secondary->resetsAt == Date(1'720'000'000),
+                "单周窗口应写入 7d 槽位");
+    test.expect(!lone.primary, "单周窗口不应写入 5h 槽位");
+
+    const RateLimits both = limitsOf(
+        R"({"rateLimits":{"primary":{"usedPercent":"25","windowDurationMins":300},"secondary":{"usedPercent":60,"windowDurationMins":10080}}})");
+    test.expect(remaining(both.primary) == 75, "旧双窗口响应应保留 5h 映射");
+    test.expect(remaining(both.secondary) == 40, "旧双窗口响应应保留 7d 映射");
+
+    const RateLimits newer = limitsOf(
+        R"({"rateLimitsByLimitId":{"codex":{"primary":{"usedPercent":1,"windowDurationMins":300}}},
+            "rateLimits":{"primary":{"usedPercent":2,"windowDurationMins":300}}})");
+    test.expect(remaining(newer.primary) == 99, "the limit of the name codex comes first");
+    const RateLimits odd = limitsOf(
+        R"({"rateLimits":{"primary":{"usedPercent":1,"windowDurationMins":60},"secondary":{"usedPercent":1}}})");
+    test.expect(!odd.primary && !odd.secondary, "a window of another length fills no slot");
+}
+
+void checkBounds(SelfTest& test) {
+    for (const char* percent : {"-1", "101", "100.01", "\"abc\"", "true", "null", "1e400",
+                                "\"inf\"", "\"nan\"", "123456789012345678901234567890"}) {
+        const RateLimits limits = limitsOf(
+            std::string(R"({"rateLimits":{"primary":{"usedPercent":)") + percent +
+            R"(,"windowDurationMins":300},"secondary":{"usedPercent":10,"windowDurationMins":10080}},)"
+            R"("rateLimitResetCredits":{"availableCount":3}})");
+        test.expect(!limits.primary, "超出 0...100 的官方额度百分比应视为不可用");
+        // What no double can hold is no JSON at all; anything else costs only itself.
+        if (std::string_view(percent) == "1e400") continue;
+        test.expect(remaining(limits.secondary) == 90 && resets(limits) == 3,
+                    "异常额度窗口不应使同批合法窗口和重置次数失效");
+    }
+    const RateLimits edges = limitsOf(
+        R"({"rateLimits":{"primary":{"usedPercent":0,"windowDurationMins":300},"secondary":{"usedPercent":100,"windowDurationMins":10080}},"rateLimitResetCredits":{"availableCount":0}})");
+    test.expect(
+        remaining(edges.primary) == 100 && remaining(edges.secondary) == 0 && resets(edges) == 0,
+        "额度百分比 0/100 与重置次数 0 应保留为合法边界值");
+}
+
+void checkCredits(SelfTest& test) {
+    struct Case {
+        const char* json;
+        std::optional<CreditsInfo> expected;
+        const char* what;
+    };
+    const auto withResets = [](std::optional<std::int64_t> resetCredits) {
+        return CreditsInfo{.resetCredits = resetCredits};
+    };
+    const Case cases[] = {
+        {R"({"rateLimits":{},"rateLimitResetCredits":{"availableCount":2}})", withResets(2),
+         "官方剩余重置次数应读取 availableCount"},
+        {R"({"rateLimits":{"rateLimitResetCredits":{"availableCount":4}},"rateLimitResetCredits":{"availableCount":2}})",
+         withResets(4), "the limit's own reset credits come before those beside it"},
+        {R"({"rateLimits":{"credits":{}},"rateLimitResetCredits":null})", withResets({}),
+         "缺少官方剩余重置次数时不应伪造成 0"},
+        {R"({"rateLimits":{"credits":{}},"rateLimitResetCredits":{"availableCount":-1}})",
+         withResets({}), "负数官方剩余重置次数应视为不可用"},
+        {R"({"rateLimits":{"rateLimitResetCredits":{"availableCount":true}}})", std::nullopt,
+         "nothing usable makes no credits"},
+        {R"({"rateLimits":{"credits":{"hasCredits":true,"unlimited":false,"balance":"12.50"}},"credits":{"balance":"9"}})",
+         CreditsInfo{.hasCredits = true, .balance = "12.50"},
+         "credits stand in the limit and keep the text of their balance"},
+        {R"({"rateLimits":{},"credits":{"unlimited":true,"balance":7}})",
+         CreditsInfo{.unlimited = true}, "credits at the top are found; a balance is a text"},
+    };
+    for (const Case& entry : cases) {
+        test.expect(limitsOf(entry.json).credits == entry.expected, entry.what);
+    }
+}
+
+void checkAccount(SelfTest& test) {
+    const RateLimits limits = limitsOf(R"({"accountId":"fixture-account-a"})");
+    test.expect(
+        limits.accountIdentity == "codex-account:" + sha256Hex("fixture-account-a") &&
+            sha256Hex("abc") == "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad",
+        "the identity is the hash of the account's id");
+    test.expect(!limitsOf(R"({"accountId":""})").accountIdentity &&
+                    !limitsOf(R"({"accountId":7})").accountIdentity,
+                "an empty id or one that is no text gives no identity");
+
+    const auto accountOf = [](std::string_view json) {
+        const auto document = JsonDocument::parse(json);
+        return CodexUsageReader::parseAccount(document->root());
+    };
+    test.expect(accountOf(R"({"account":{"type":"chatgpt","planType":"Plus","email":"a@b"}})") ==
+                    AccountInfo{.type = "chatgpt", .planType = "Plus", .emailPresent = true},
+                "of a mail address only its presence is kept");
+    test.expect(!accountOf(R"({"account":null})") && !accountOf(R"({"account":{"type":3}})"),
+                "without a type there is no account");
+}
+
+}  // namespace
+
+bool run() {
+    SelfTest test("rate limit parsing");
+    checkSlots(test);
+    checkBounds(test);
+    checkCredits(test);
+    checkAccount(test);
+    bool passed = test.finish();
+    for (bool (*const suite)() :
+         {PlatformSelfTest::run, BoundedProcessRunnerSelfTest::run, ReaderIOSelfTest::run,
+          QuotaWindowSelfTest::run, CodexExecutableSelfTest::run, AppServerSessionSelfTest::run,
+          RuntimeLoadSelfTest::run}) {
+        passed = suite() && passed;
+    }
+    return passed;
+}
+
+}  // namespace vantry::RateLimitParsingSelfTest

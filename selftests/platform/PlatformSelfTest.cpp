@@ -1,0 +1,209 @@
+#include "selftests/platform/PlatformSelfTest.h"
+
+#include <atomic>
+#include <cmath>
+#include <fstream>
+#include <limits>
+#include <string>
+#include <sys/stat.h>
+#include <thread>
+
+#include "platform/AtomicFile.h"
+#include "platform/Iso8601.h"
+#include "platform/JsonReader.h"
+#include "platform/RecordFields.h"
+#include "platform/Text.h"
+#include "platform/UserDefaults.h"
+#include "platform/UserDirectories.h"
+#include "platform/WorkQueue.h"
+#include "records/LocalUsage.h"
+#include "selftests/support/SelfTest.h"
+
+namespace vantry::PlatformSelfTest {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+void checkJsonReading(SelfTest& test) {
+    const auto document = JsonDocument::parse(
+        R"({"n":null,"b":true,"i":7,"f":7.0,"g":7.5,"t":"7","big":9223372036854775808,)"
+        R"("wide":[-123456789012345678901234567890,1e-20,"12345678901234567890\"123456789012345678901"],)"
+        R"("s":"\u4f60"})");
+    if (!test.expect(document.has_value(), "a number of any size costs only itself")) return;
+    const JsonView root = document->root();
+    const auto kind = [&](const char* key) { return root[key].kind(); };
+    test.expect(kind("n") == JsonKind::null && kind("none") == JsonKind::missing &&
+                    kind("b") == JsonKind::boolean && kind("i") == JsonKind::integer &&
+                    kind("f") == JsonKind::fraction && kind("t") == JsonKind::text &&
+                    kind("big") == JsonKind::fraction && kind("wide") == JsonKind::array,
+                "kinds are told apart");
+    test.expect(int64Value(root["i"]) == 7 && int64Value(root["f"]) == 7 &&
+                    int64Value(root["t"]) == 7 && !int64Value(root["g"]) &&
+                    !int64Value(root["b"]) && !int64Value(root["n"]) && !int64Value(root["big"]),
+                "the tolerant integer");
+    test.expect(
+        root["s"].text() == "你" && root["wide"].size() == 3 && root["n"]["deeper"].isMissing(),
+        "texts are unescaped, and what is no object has no members");
+    struct Case {
+        const char* text;
+        std::optional<std::int64_t> integer;
+        std::optional<double> fraction;
+    };
+    for (const Case& entry :
+         {Case{"+12", 12, 12}, Case{"-9223372036854775808", INT64_MIN, -9223372036854775808.0},
+          Case{"9223372036854775808", {}, 9223372036854775808.0}, Case{"1.5", {}, 1.5},
+          Case{"", {}, {}}, Case{" 1", {}, {}}, Case{"+", {}, {}}, Case{"+-1", {}, {}},
+          Case{"++1", {}, {}}, Case{"0x10", {}, {}}, Case{"inf", {}, {}}, Case{"nan", {}, {}}}) {
+        const auto one = JsonDocument::parse("\"" + std::string(entry.text) + "\"");
+        test.expect(
+            int64Value(one->root()) == entry.integer && doubleValue(one->root()) == entry.fraction,
+            "a number as text: \"" + std::string(entry.text) + "\"");
+    }
+    for (const char* bad : {"", "{", "{}x", "\"\xff\"", "1e999", "[1,]", "nul"}) {
+        test.expect(!JsonDocument::parse(bad), "no document: " + std::string(bad));
+    }
+    test.expect(!JsonDocument::parse(std::string(100'000, '[')), "nesting is limited");
+}
+
+void checkJsonWriting(SelfTest& test) {
+    const JsonValue value = JsonValue::Object{
+        {"b", JsonValue::Array{1, 2.5, true, nullptr, std::nan("")}}, {"a", "ü\n"}};
+    test.expect(
+        writeJson(value, JsonLayout::compact) == R"({"a":"ü\n","b":[1,2.5,true,null,null]})",
+        "keys are sorted, and what is no number is null");
+    test.expect(!writeJson(JsonValue("\xff"), JsonLayout::compact), "text that is not UTF-8 fails");
+}
+
+void checkRecords(SelfTest& test) {
+    const SkillUsage skill{
+        .id = "s", .path = "/p", .loadCount = 3, .lastLoadedAt = Date(978'307'201.5)};
+    const auto text = writeJson(encode(skill, RecordForm::stored), JsonLayout::compact);
+    test.expect(
+        text ==
+            R"({"id":"s","lastLoadedAt":1.5,"loadCount":3,"name":"","path":"/p","sourceLabel":"","threadCount":0})",
+        "the stored form leaves out what is absent");
+    SkillUsage back;
+    test.expect(decode(JsonDocument::parse(*text)->root(), back) && back == skill,
+                "a record survives its stored form");
+    for (const char* damaged :
+         {R"({"id":"s"})", R"([])",
+          R"({"id":"s","loadCount":"3","name":"","path":"","sourceLabel":"","threadCount":0})"}) {
+        test.expect(!decode(JsonDocument::parse(damaged)->root(), back), damaged);
+    }
+    const JsonValue shown = encode(skill, RecordForm::shown);
+    test.expect(shown.find("path") == nullptr && *shown.find("staticByteCount") == JsonValue() &&
+                    *shown.find("lastLoadedAt") == JsonValue("2001-01-01T00:00:01Z"),
+                "the shown form has nulls, readable dates, and not every field");
+    test.expect(iso8601Text(Date(951'782'399.9)) == "2000-02-28T23:59:59Z" &&
+                    iso8601Text(Date(-0.5)) == "1969-12-31T23:59:59Z" &&
+                    !iso8601Text(Date(1e300)) && !iso8601Text(Date(std::nan(""))),
+                "dates as text");
+}
+
+void checkTokens(SelfTest& test) {
+    const TokenBreakdown earlier{.inputTokens = 90,
+                                 .cachedInputTokens = 50,
+                                 .outputTokens = 10,
+                                 .reasoningOutputTokens = 5,
+                                 .totalTokens = 100};
+    test.expect(TokenBreakdown{.inputTokens = 30, .outputTokens = 10, .totalTokens = 40}
+                        .delta(earlier)
+                        .totalTokens == 40,
+                "a smaller total is a new start");
+    const TokenBreakdown odd =
+        TokenBreakdown{
+            .inputTokens = 85, .cachedInputTokens = 90, .outputTokens = 25, .totalTokens = 110}
+            .delta(earlier);
+    test.expect(odd == TokenBreakdown{.outputTokens = 10, .totalTokens = 10},
+                "parts that shrank keep input + output = total");
+    test.expect(
+        saturatingAdd(INT64_MAX, 1) == INT64_MAX && saturatingAdd(INT64_MIN, -1) == INT64_MIN &&
+            TokenBreakdown{.inputTokens = 5, .cachedInputTokens = 9}.uncachedInputTokens() == 0,
+        "sums stop at the limits");
+}
+
+void checkFiles(SelfTest& test) {
+    const TemporaryDirectory directory("vantry-platform-");
+    const fs::path file = directory.path() / "file";
+    test.expect(!replaceFileAtomically(file, "one") && !replaceFileAtomically(file, "two") &&
+                    fs::file_size(file) == 3 &&
+                    std::distance(fs::directory_iterator(directory.path()), {}) == 1,
+                "a replaced file leaves nothing beside it");
+    struct stat status {};
+    ::stat(file.c_str(), &status);
+    test.expect((status.st_mode & 0777) == 0600, "files are private");
+    fs::create_directory(directory.path() / "folder");
+    test.expect(!!replaceFileAtomically(directory.path() / "folder", "x") &&
+                    std::distance(fs::directory_iterator(directory.path()), {}) == 2,
+                "a failed replacement leaves nothing beside the target either");
+
+    UserDefaults defaults(directory.path() / "config", "domain");
+    test.expect(!defaults.string("a") && defaults.setString("a", "1") &&
+                    defaults.setString("b", "2") && defaults.string("a") == "1" &&
+                    UserDefaults(directory.path() / "config", "domain").string("b") == "2",
+                "preferences are kept");
+    directory.write("config/domain.json", R"({"a":1,"keep":{"x":[1]}})");
+    test.expect(
+        !defaults.string("a") && defaults.setString("b", "3") && defaults.string("b") == "3",
+        "a value of another kind is absent");
+    std::string text;
+    std::getline(std::ifstream(directory.path() / "config/domain.json"), text, '\0');
+    test.expect(JsonDocument::parse(text)->root()["keep"]["x"].size() == 1,
+                "and other values stay");
+    directory.write("config/domain.json", "damaged");
+    test.expect(
+        !defaults.string("b") && defaults.setString("b", "4") && defaults.string("b") == "4",
+        "a damaged file counts as empty");
+}
+
+void checkDirectories(SelfTest& test) {
+    const auto environment = [](std::map<std::string, std::string> variables) {
+        return [variables](const char* name) -> std::optional<std::string> {
+            const auto found = variables.find(name);
+            return found == variables.end() ? std::nullopt : std::optional(found->second);
+        };
+    };
+    const auto plain = UserDirectories::current(
+        environment({{"HOME", "/h"}, {"XDG_CACHE_HOME", "/c"}, {"XDG_STATE_HOME", "relative"}}));
+    test.expect(plain.home == "/h" && plain.cache == "/c" && plain.state == "/h/.local/state" &&
+                    plain.config == "/h/.config" && plain.data == "/h/.local/share",
+                "variables count when they are absolute");
+    const auto overridden = UserDirectories::current(
+        environment({{"HOME", "/h"}, {"XDG_CACHE_HOME", "/c"}, {"VANTRY_HOME_OVERRIDE", "/o"}}));
+    test.expect(overridden.home == "/o" && overridden.cache == "/o/.cache",
+                "with an override the variables are not looked at");
+    test.expect(UserDirectories::realHome(environment({{"HOME", "relative"}})).is_absolute(),
+                "a home is absolute");
+    test.expect(trimmed(" \t\u3000x y\n\u2028") == "x y" && trimmed(" \n").empty() &&
+                    splitOmittingEmpty(",a,,b", ',').size() == 2 &&
+                    firstCharacters("你好", 1) == "你" && firstCharacters("ab", 9) == "ab",
+                "texts are cut at characters");
+}
+
+void checkQueue(SelfTest& test) {
+    WorkQueue queue(3);
+    std::atomic<int> sum = 0;
+    for (int round = 0; round < 200; ++round) {
+        TaskGroup group(queue);
+        for (int i = 1; i <= 3; ++i) group.submit([&sum, i] { sum += i; });
+        group.wait();
+        if (!test.expect(sum == 6 * (round + 1), "a group waits for all of its tasks")) return;
+    }
+}
+
+}  // namespace
+
+bool run() {
+    SelfTest test("platform");
+    checkJsonReading(test);
+    checkJsonWriting(test);
+    checkRecords(test);
+    checkTokens(test);
+    checkFiles(test);
+    checkDirectories(test);
+    checkQueue(test);
+    return test.finish();
+}
+
+}  // namespace vantry::PlatformSelfTest

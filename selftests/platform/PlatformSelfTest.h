@@ -1,0 +1,7 @@
+#pragma once
+
+namespace vantry::PlatformSelfTest {
+
+bool run();
+
+}  // namespace vantry::PlatformSelfTest

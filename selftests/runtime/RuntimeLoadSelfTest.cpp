@@ -1,0 +1,178 @@
+#include "selftests/runtime/RuntimeLoadSelfTest.h"
+
+#include <atomic>
+#include <future>
+#include <string>
+
+#include "runtime/CodexRuntimeProvider.h"
+#include "runtime/MultiRuntimeUsageReader.h"
+#include "selftests/support/SelfTest.h"
+
+namespace vantry::RuntimeLoadSelfTest {
+
+using namespace CodexUsageReader;
+
+namespace {
+
+const Date now(1'800'000'000);
+
+RuntimeLoadContext context() {
+    return {.now = now,
+            .homeDirectory = "/nonexistent",
+            .cacheDirectory = "/nonexistent",
+            .statistics = StatisticsContext({.selection = StatisticsTimeZoneSelection::utc}, now,
+                                            TimeZone::utc())};
+}
+
+Environment filter(const char* value) {
+    return [value](const char* name) -> std::optional<std::string> {
+        if (std::string_view(name) == "VANTRY_RUNTIME_FILTER" && value != nullptr) return value;
+        return std::nullopt;
+    };
+}
+
+AppServerRead quotaRead() {
+    return {.snapshot = {.readState = AppServerReadState::responded,
+                         .secondary = RateWindow{.usedPercent = 40, .windowDurationMins = 10'080}},
+            .messages = {"account"}};
+}
+
+LocalUsageRead localRead(std::int64_t tokens) {
+    return {.result = {.local = LocalUsage{.todayTokens = tokens},
+                       .capturedAt = now,
+                       .readStatus = LocalUsageReadStatus::complete},
+            .messages = {"local"}};
+}
+
+void checkRegistry(SelfTest& test) {
+    const auto size = [](const char* value) {
+        return RuntimeProviderRegistry(filter(value)).providers().size();
+    };
+    test.expect(size(nullptr) == 1 && size(" CODEX , ,") == 1 && size(",") == 1 && size("") == 1 &&
+                    size("other") == 0 && size("other,codex") == 1,
+                "the filter names the runtimes that are read");
+    const MultiRuntimeUsageReader none{RuntimeProviderRegistry(filter("other"))};
+    const MultiRuntimeUsageSnapshot read = none.load(context(), {.generation = 7});
+    test.expect(read.runtimes.empty() && read.statisticsIdentity.generation == 7 &&
+                    read.statisticsIdentity.resolvedIdentifier == "GMT" &&
+                    !none.loadTaskBoard(RuntimeScope::codex, context()),
+                "a read of nothing has no runtimes");
+}
+
+// The local read is held back until the quota has come out, and lets go of it only then.
+void checkQuotaComesFirst(SelfTest& test) {
+    std::promise<void> release;
+    std::shared_future<void> released = release.get_future().share();
+    auto provider = std::make_shared<CodexRuntimeProvider>(ReadSources{
+        .appServer =
+            [](const AppServerRequest& request) {
+                AppServerRead read = quotaRead();
+                if (request.requestedResponseIDs != std::set{2, 3, 4} ||
+                    request.maxLineBytes != 2'097'152 || request.responseTimeout != 30) {
+                    read.snapshot.secondary.reset();
+                }
+                return read;
+            },
+        .localUsage =
+            [released](const RuntimeLoadContext&) {
+                released.wait();
+                return localRead(5);
+            },
+        .taskBoard =
+            [](const RuntimeLoadContext&) {
+                return TaskBoardRead{.board = TaskBoard{.refreshedAt = now}, .messages = {"board"}};
+            }});
+    const MultiRuntimeUsageReader reader{RuntimeProviderRegistry({provider}, filter(nullptr))};
+    int calls = 0;
+    RuntimeUsageSnapshot early;
+    const MultiRuntimeUsageSnapshot read =
+        reader.load(context(), {.onQuotaReady = [&](const RuntimeUsageSnapshot& runtime) {
+                        ++calls;
+                        early = runtime;
+                        release.set_value();
+                    }});
+    test.expect(calls == 1 && early.status == RuntimeMenuStatus::available &&
+                    early.snapshot.readerState.isLoading && !early.snapshot.local &&
+                    early.snapshot.messages == std::vector<std::string>{"account"},
+                "the quota is handed out while the local read is still held back");
+    const UsageSnapshot& last = read.runtimes.at(0).snapshot;
+    test.expect(!last.readerState.isLoading && last.local && last.taskBoard &&
+                    last.messages == std::vector<std::string>{"account", "local", "board"} &&
+                    last.localReadMessages == std::vector<std::string>{"local"} &&
+                    read.runtimes.at(0).quotaCapturedAt == now &&
+                    read.runtimes.at(0).todayTokens() == 5 && read.aggregate == last,
+                "the joined read has all three sources");
+}
+
+void checkFailures(SelfTest& test) {
+    const ReadSources failing{.appServer = [](const AppServerRequest&) {
+        return AppServerRead{.snapshot = {.readState = AppServerReadState::executableMissing},
+                             .messages = {"missing"}};
+    }};
+    int calls = 0;
+    const UsageSnapshot read =
+        load(context(), {.onQuotaReady = [&](const UsageSnapshot&) { ++calls; }}, failing);
+    test.expect(calls == 1 && read.readerState.appServer == AppServerReadState::executableMissing &&
+                    read.messages.at(0) == "missing" && !read.primary && !read.local,
+                "a read without an answer still hands out its quota, and its words");
+    test.expect(
+        CodexRuntimeProvider::runtimeSnapshot(read).status == RuntimeMenuStatus::unavailable &&
+            !CodexRuntimeProvider::runtimeSnapshot(read).quotaCapturedAt,
+        "and is graded unavailable");
+}
+
+void checkReuse(SelfTest& test) {
+    std::atomic<int> localReads = 0;
+    std::atomic<int> boardReads = 0;
+    const ReadSources sources{.appServer = [](const AppServerRequest&) { return quotaRead(); },
+                              .localUsage =
+                                  [&](const RuntimeLoadContext&) {
+                                      ++localReads;
+                                      return localRead(2);
+                                  },
+                              .taskBoard =
+                                  [&](const RuntimeLoadContext&) {
+                                      ++boardReads;
+                                      return TaskBoardRead{};
+                                  }};
+    const UsageSnapshot good{.local = LocalUsage{.todayTokens = 1},
+                             .localUsageCapturedAt = now - 60,
+                             .localUsageReadStatus = LocalUsageReadStatus::complete,
+                             .taskBoard = TaskBoard{.refreshedAt = now - 60},
+                             .localReadMessages = {"old"}};
+    RuntimeSnapshotLoadOptions options{
+        .previousSnapshot = good, .reuseLocalUsage = true, .reuseTaskBoard = true};
+    const UsageSnapshot reused = load(context(), options, sources);
+    test.expect(localReads == 0 && boardReads == 0 && reused.local->todayTokens == 1 &&
+                    reused.localUsageCapturedAt == now - 60 && reused.taskBoard == good.taskBoard &&
+                    reused.localReadMessages.empty(),
+                "unchanged sources are not read again, and keep their capture time");
+    const auto refuse = [&](const char* what, auto change) {
+        options.previousSnapshot = good;
+        change(options);
+        const int before = localReads;
+        const UsageSnapshot fresh = load(context(), options, sources);
+        test.expect(localReads == before + 1 && fresh.local->todayTokens == 2, what);
+    };
+    refuse("stale local usage is read again",
+           [](auto& o) { o.previousSnapshot->localUsageIsStale = true; });
+    refuse("stale official days are read again",
+           [](auto& o) { o.previousSnapshot->cloudDailyUsageIsStale = true; });
+    refuse("missing local usage is read", [](auto& o) { o.previousSnapshot->local.reset(); });
+    refuse("without a previous read everything is read",
+           [](auto& o) { o.previousSnapshot.reset(); });
+    refuse("nothing is reused unasked", [](auto& o) { o.reuseLocalUsage = false; });
+}
+
+}  // namespace
+
+bool run() {
+    SelfTest test("runtime load");
+    checkRegistry(test);
+    checkQuotaComesFirst(test);
+    checkFailures(test);
+    checkReuse(test);
+    return test.finish();
+}
+
+}  // namespace vantry::RuntimeLoadSelfTest

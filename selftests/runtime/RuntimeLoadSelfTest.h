@@ -1,0 +1,7 @@
+#pragma once
+
+namespace vantry::RuntimeLoadSelfTest {
+
+bool run();
+
+}  // namespace vantry::RuntimeLoadSelfTest

@@ -1,0 +1,179 @@
+#include "selftests/statistics/StatisticsTimeZoneSelfTest.h"
+
+#include <cmath>
+#include <limits>
+#include <map>
+#include <string>
+
+#include "platform/UserDefaults.h"
+#include "records/RuntimeUsageSnapshot.h"
+#include "selftests/support/SelfTest.h"
+#include "statistics/RuntimeLoadContext.h"
+#include "statistics/StatisticsTimeZonePreferenceStore.h"
+
+namespace vantry::StatisticsTimeZoneSelfTest {
+
+namespace {
+
+const TimeZone utc = TimeZone::utc();
+
+StatisticsContext contextIn(const std::string& zone, Date now = Date(0)) {
+    return {{.selection = StatisticsTimeZoneSelection::fixed, .fixedIdentifier = zone}, now, utc};
+}
+
+// 2026-09-04T00:00:00Z and some seconds.
+Date september4(double seconds) {
+    return Date(1'788'480'000 + seconds);
+}
+
+void checkDayKeys(SelfTest& test) {
+    const StatisticsContext plain({.selection = StatisticsTimeZoneSelection::utc}, Date(0), utc);
+    test.expect(
+        plain.dayKey(september4(63'000)) == "2026-09-04" && plain.resolvedIdentifier() == "GMT",
+        "UTC key");
+    const StatisticsContext shanghai = contextIn("Asia/Shanghai", september4(57'540));
+    test.expect(shanghai.dayKey(september4(63'000)) == "2026-09-05", "Shanghai cross-day key");
+    test.expect(shanghai.dayKey(september4(57'599)) == "2026-09-04" &&
+                    shanghai.dayKey(september4(57'601)) == "2026-09-05",
+                "the day changes at local midnight");
+    test.expect(shanghai.currentDayKey() == "2026-09-04",
+                "stale capture time should remain on its original day");
+    test.expect(plain.dayKey(Date(std::nan(""))) == "0000-00-00" &&
+                    plain.dayKey(Date(std::numeric_limits<double>::infinity())) == "0000-00-00" &&
+                    !plain.calendar().startOfDay(Date(1e300)),
+                "an instant without a day has a key of zeros");
+    const Date evening(1'788'193'800);  // 2026-08-31T16:30:00Z
+    const auto label = [&](const char* zone) {
+        return StatisticsDateFormatting::string(evening, contextIn(zone).calendar(), "en_US_POSIX",
+                                                "yyyy-MM-dd EEE MMM");
+    };
+    test.expect(label("Asia/Shanghai") == "2026-09-01 Tue Sep" &&
+                    label("America/Los_Angeles") == "2026-08-31 Mon Aug",
+                "date, weekday and month follow the zone");
+}
+
+double lengthOfDay(const char* zone, Date date) {
+    const Calendar calendar = contextIn(zone).calendar();
+    const Date start = *calendar.startOfDay(date);
+    return *calendar.addingDays(1, start) - start;
+}
+
+void checkClockChanges(SelfTest& test) {
+    test.expect(lengthOfDay("America/Los_Angeles", Date(1'772'958'600)) == 82'800,
+                "the day on which clocks go forward has 23 hours");
+    test.expect(lengthOfDay("America/Los_Angeles", Date(1'793'516'400)) == 90'000,
+                "the day on which clocks go back has 25 hours");
+    const Calendar lordHowe = contextIn("Australia/Lord_Howe").calendar();
+    const Date october4(1'791'000'000);  // clocks go forward by half an hour
+    test.expect(lengthOfDay("Australia/Lord_Howe", october4) == 84'600 &&
+                    lordHowe.hour(*lordHowe.startOfDay(october4) + 2 * 3'600 - 1) == 1 &&
+                    lordHowe.hour(*lordHowe.startOfDay(october4) + 2 * 3'600) == 2,
+                "a change of half an hour");
+    // In Beirut clocks go forward at midnight: the day begins at one.
+    const Calendar beirut = contextIn("Asia/Beirut").calendar();
+    const Date start = *beirut.startOfDay(Date(1'774'774'800 + 7'200));
+    test.expect(beirut.hour(start) == 1 && localDayKey(start, beirut) == "2026-03-29" &&
+                    localDayKey(start - 1, beirut) == "2026-03-28",
+                "a day without a midnight begins with its first instant");
+    // St. John's once changed a minute after midnight, so that a day came twice.
+    const Calendar johns = contextIn("America/St_Johns").calendar();
+    const Date change(1'194'143'460);  // 2007-11-04T02:31:00Z, 00:01 daylight time
+    test.expect(localDayKey(change - 30, johns) == "2007-11-04" &&
+                    localDayKey(change + 30, johns) == "2007-11-03" &&
+                    localDayKey(change + 3'700, johns) == "2007-11-04",
+                "the day of an instant is what the clock on the wall says");
+}
+
+// Every instant of a walk gets the key that a fresh calendar gives it, whatever was kept before.
+void checkKeptDays(SelfTest& test) {
+    for (const char* zone : {"America/Los_Angeles", "Australia/Lord_Howe", "Pacific/Apia",
+                             "Asia/Beirut", "Asia/Shanghai"}) {
+        const StatisticsContext context = contextIn(zone);
+        const Calendar kept = context.calendar();
+        bool agrees = true;
+        for (int step = 0; step < 3'000 && agrees; ++step) {
+            const Date date(1'293'840'000 + 11'117.0 * (step * 7 % 3'000));
+            agrees = localDayKey(date, kept) == context.dayKey(date) &&
+                     kept.startOfDay(date) == context.calendar().startOfDay(date);
+        }
+        test.expect(agrees, std::string("a day that was kept is the right one in ") + zone);
+    }
+}
+
+void checkPreferences(SelfTest& test) {
+    const TemporaryDirectory directory("Vantry.statistics-time-zone.");
+    constexpr const char* selectionKey = "Vantry.statisticsTimeZone.selection";
+    constexpr const char* identifierKey = "Vantry.statisticsTimeZone.fixedIdentifier";
+    UserDefaults defaults(directory.path(), "suite");
+    const StatisticsTimeZonePreference shanghai{.selection = StatisticsTimeZoneSelection::fixed,
+                                                .fixedIdentifier = "Asia/Shanghai"};
+    const TimeZone system = *TimeZone::named("Europe/Berlin");
+    test.expect(StatisticsTimeZonePreferenceStore::load(defaults, system) ==
+                        StatisticsTimeZonePreference{.fixedIdentifier = "Europe/Berlin"} &&
+                    !defaults.string(selectionKey),
+                "nothing stored is the system's zone, and stores nothing");
+    StatisticsTimeZonePreferenceStore::save(shanghai, defaults);
+    test.expect(StatisticsTimeZonePreferenceStore::load(defaults, system) == shanghai,
+                "a stored preference comes back");
+    defaults.setString(selectionKey, "utc");
+    test.expect(StatisticsTimeZonePreferenceStore::load(defaults, system) ==
+                    StatisticsTimeZonePreference{.selection = StatisticsTimeZoneSelection::utc,
+                                                 .fixedIdentifier = "Asia/Shanghai"},
+                "the identifier is kept under another selection");
+    defaults.setString(selectionKey, "fixed");
+    defaults.setString(identifierKey, "Invalid/Zone");
+    const auto repaired = StatisticsTimeZonePreferenceStore::load(defaults, system);
+    test.expect(repaired.selection == StatisticsTimeZoneSelection::system &&
+                    repaired.fixedIdentifier == "Europe/Berlin" &&
+                    defaults.string(selectionKey) == "system" &&
+                    defaults.string(identifierKey) == "Europe/Berlin",
+                "invalid zone repair");
+    StatisticsTimeZonePreference decoded;
+    const auto stored = writeJson(encode(shanghai, RecordForm::stored), JsonLayout::compact);
+    test.expect(decode(JsonDocument::parse(*stored)->root(), decoded) && decoded == shanghai &&
+                    !decode(JsonDocument::parse(R"({"selection":"utc"})")->root(), decoded),
+                "both keys of a preference are required");
+    const Date now(5);
+    test.expect(
+        StatisticsContext::calendar("Invalid/Zone", system).zone() == system &&
+            StatisticsIdentity::empty(now).now == now &&
+            StatisticsContext(shanghai, now, system).resolvedIdentifier() == "Asia/Shanghai",
+        "an unknown zone falls back");
+    const auto zoneOf = [](const char* value) {
+        return TimeZone::system([value](const char* name) -> std::optional<std::string> {
+            if (std::string_view(name) == "TZ") return value;
+            return std::nullopt;
+        });
+    };
+    test.expect(zoneOf("Asia/Tokyo").identifier() == "Asia/Tokyo" &&
+                    zoneOf(":/usr/share/zoneinfo/Asia/Tokyo").identifier() == "Asia/Tokyo",
+                "the machine's zone may be named by TZ");
+}
+
+void checkConservation(SelfTest& test) {
+    const StatisticsContext context = contextIn("America/New_York");
+    std::map<std::string, int> counts;
+    for (int event = 0; event < 25'000; ++event)
+        ++counts[context.dayKey(Date(1.78e9 + event * 611.0))];
+    int sum = 0;
+    for (const auto& [key, count] : counts) sum += count;
+    test.expect(sum == 25'000 && counts.size() == 178, "25K event conservation");
+}
+
+}  // namespace
+
+bool run() {
+    SelfTest test("statistics time zone");
+    checkDayKeys(test);
+    checkClockChanges(test);
+    checkKeptDays(test);
+    checkPreferences(test);
+    checkConservation(test);
+    test.expect(preferredRuntimeTodayTokens(0, 9) == 0 && preferredRuntimeTodayTokens(5, 9) == 5,
+                "runtime summaries must prefer detailed token_count usage");
+    test.expect(preferredRuntimeTodayTokens({}, 9) == 9 && !preferredRuntimeTodayTokens({}, {}),
+                "runtime summaries should use SQLite only as a fallback");
+    return test.finish();
+}
+
+}  // namespace vantry::StatisticsTimeZoneSelfTest

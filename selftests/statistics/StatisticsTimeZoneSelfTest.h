@@ -1,0 +1,7 @@
+#pragma once
+
+namespace vantry::StatisticsTimeZoneSelfTest {
+
+bool run();
+
+}  // namespace vantry::StatisticsTimeZoneSelfTest

@@ -1,0 +1,108 @@
+#include "entry/JsonDump.h"
+
+#include <ostream>
+#include <set>
+#include <string>
+
+#include "official/RuntimeSummary.h"
+
+namespace vantry {
+
+namespace {
+
+JsonValue shown(const auto& value) {
+    return encode(value, RecordForm::shown);
+}
+
+JsonValue count(std::size_t number) {
+    return number;
+}
+
+// The number of different values that `of` gives for the buckets; empty answers do not count.
+template <class Key>
+JsonValue distinct(const LocalModelUsage& usage, Key of) {
+    std::set<std::string> values;
+    for (const LocalModelDayUsage& bucket : usage.buckets) {
+        if (auto value = of(bucket)) values.insert(*std::move(value));
+    }
+    return count(values.size());
+}
+
+void addLocalDetail(JsonValue::Object& members, const LocalUsage& local) {
+    if (local.projectBoard) members["projectCount"] = count(local.projectBoard->allProjects.size());
+    members["toolCount"] = count(local.toolUsages.size());
+    members["skillCount"] = count(local.skillUsages.size());
+    if (!local.modelUsage) return;
+    members["modelUsageAvailable"] = true;
+    members["modelDayCount"] = distinct(*local.modelUsage, [](const LocalModelDayUsage& bucket) {
+        return iso8601Text(bucket.dayStart);
+    });
+    members["modelCount"] = distinct(
+        *local.modelUsage, [](const LocalModelDayUsage& bucket) { return bucket.modelID; });
+}
+
+JsonValue probeRuntimeSummaryJSONObject(const RuntimeUsageSnapshot& runtime, Date now) {
+    const RuntimeMenuSummary seen = summary(runtime, now);
+    const UsageSnapshot& snapshot = runtime.snapshot;
+    const bool hasDetail = ReaderControlState::localDetailedUsageIsAvailable(
+        snapshot.localUsageReadStatus, snapshot.local && snapshot.local->detailedUsage);
+    JsonValue::Object members{{"id", rawText(runtime.scope)},
+                              {"status", rawText(seen.status)},
+                              {"quotaAvailable", seen.quotaRemainingPercent.has_value()},
+                              {"localUsageAvailable", hasDetail},
+                              {"taskBoardAvailable", snapshot.taskBoard.has_value()},
+                              {"taskCount", nullptr},
+                              {"trendDayCount", nullptr},
+                              {"projectCount", nullptr},
+                              {"toolCount", nullptr},
+                              {"skillCount", nullptr},
+                              {"modelUsageAvailable", false},
+                              {"modelDayCount", nullptr},
+                              {"modelCount", nullptr}};
+    if (snapshot.taskBoard) members["taskCount"] = snapshot.taskBoard->totalCount();
+    if (snapshot.local && snapshot.local->usageTrend) {
+        members["trendDayCount"] = count(snapshot.local->usageTrend->dayBuckets.size());
+    }
+    if (hasDetail) addLocalDetail(members, *snapshot.local);
+    return members;
+}
+
+void print(const JsonValue& document, std::ostream& output) {
+    if (const auto text = writeJson(document, JsonLayout::pretty)) output << *text << std::endl;
+}
+
+}  // namespace
+
+JsonValue probeSummaryJSONObject(const MultiRuntimeUsageSnapshot& snapshot, Date now) {
+    JsonValue::Array runtimes;
+    for (const RuntimeUsageSnapshot& runtime : snapshot.runtimes) {
+        runtimes.push_back(probeRuntimeSummaryJSONObject(runtime, now));
+    }
+    return JsonValue::Object{{"schemaVersion", 1},
+                             {"redacted", true},
+                             {"refreshedAt", shown(snapshot.refreshedAt)},
+                             {"runtimeCount", count(snapshot.runtimes.size())},
+                             {"runtimes", std::move(runtimes)}};
+}
+
+JsonValue dumpJSONObject(const MultiRuntimeUsageSnapshot& snapshot) {
+    const RuntimeUsageSnapshot* codex = snapshot.runtime(RuntimeScope::codex);
+    return JsonValue::Object{
+        {"schemaVersion", 2},
+        {"refreshedAt", shown(snapshot.refreshedAt)},
+        {"aggregate", shown(snapshot.aggregate)},
+        {"runtimes", shown(snapshot.runtimes)},
+        {"compat",
+         JsonValue::Object{{"codex", codex != nullptr ? shown(codex->snapshot) : JsonValue()}}}};
+}
+
+void dumpProbeSummaryJSON(const MultiRuntimeUsageSnapshot& snapshot, Date now,
+                          std::ostream& output) {
+    print(probeSummaryJSONObject(snapshot, now), output);
+}
+
+void dumpJSON(const MultiRuntimeUsageSnapshot& snapshot, std::ostream& output) {
+    print(dumpJSONObject(snapshot), output);
+}
+
+}  // namespace vantry

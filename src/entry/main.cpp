@@ -1,0 +1,41 @@
+#include <algorithm>
+#include <iostream>
+#include <string_view>
+#include <vector>
+
+#include "entry/ApplicationStart.h"
+#include "entry/JsonDump.h"
+#include "runtime/MultiRuntimeUsageReader.h"
+#include "selftests/SelfTestModes.h"
+
+using namespace vantry;
+
+namespace {
+
+MultiRuntimeUsageSnapshot readEverything() {
+    return MultiRuntimeUsageReader().load(StatisticsTimeZonePreference::defaultValue(), {});
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    const std::vector<std::string_view> arguments(argv, argv + argc);
+    const auto isGiven = [&](std::string_view argument) {
+        return std::ranges::find(arguments, argument) != arguments.end();
+    };
+    for (const SelfTestMode& mode : selfTestModes()) {
+        if (isGiven(mode.argument)) return mode.run() ? 0 : 1;
+    }
+    if (isGiven("--dump-probe-summary")) {
+        const MultiRuntimeUsageSnapshot snapshot = readEverything();
+        dumpProbeSummaryJSON(snapshot, Date::now(), std::cout);
+        return 0;
+    }
+    if (isGiven("--dump-json")) {
+        dumpJSON(readEverything(), std::cout);
+        return 0;
+    }
+    HeadlessPlatform platform;
+    startApplication(arguments, platform);
+    return 0;
+}

@@ -1,0 +1,80 @@
+#include "official/AccountParsing.h"
+
+#include "platform/Sha256.h"
+
+namespace vantry::CodexUsageReader {
+
+namespace {
+
+constexpr std::int64_t fiveHourMinutes = 300;
+constexpr std::int64_t sevenDayMinutes = 10'080;
+
+std::optional<std::string> ownedText(JsonView value) {
+    const auto text = value.text();
+    return text ? std::optional<std::string>(*text) : std::nullopt;
+}
+
+JsonView firstObject(JsonView preferred, JsonView fallback) {
+    return preferred.isObject() ? preferred : fallback;
+}
+
+std::optional<std::int64_t> parseResetCredits(JsonView limit, JsonView result) {
+    constexpr std::string_view key = "rateLimitResetCredits";
+    const auto count = int64Value(firstObject(limit[key], result[key])["availableCount"]);
+    if (!count || *count < 0) return std::nullopt;
+    return count;
+}
+
+std::optional<CreditsInfo> parseCredits(JsonView limit, JsonView result) {
+    const auto resetCredits = parseResetCredits(limit, result);
+    const JsonView credits = firstObject(limit["credits"], result["credits"]);
+    if (!credits.isObject() && !resetCredits) return std::nullopt;
+    return CreditsInfo{.hasCredits = credits["hasCredits"].boolean().value_or(false),
+                       .unlimited = credits["unlimited"].boolean().value_or(false),
+                       .balance = ownedText(credits["balance"]),
+                       .resetCredits = resetCredits};
+}
+
+}  // namespace
+
+std::optional<AccountInfo> parseAccount(JsonView result) {
+    const JsonView account = result["account"];
+    const auto type = ownedText(account["type"]);
+    if (!type) return std::nullopt;
+    return AccountInfo{.type = *type,
+                       .planType = ownedText(account["planType"]),
+                       .emailPresent = !account["email"].text().value_or("").empty()};
+}
+
+std::optional<RateWindow> parseRateWindow(JsonView value) {
+    const auto usedPercent = doubleValue(value["usedPercent"]);
+    if (!usedPercent || !(*usedPercent >= 0 && *usedPercent <= 100)) return std::nullopt;
+    const auto resetsAt = doubleValue(value["resetsAt"]);
+    return RateWindow{.usedPercent = *usedPercent,
+                      .windowDurationMins = int64Value(value["windowDurationMins"]),
+                      .resetsAt = resetsAt ? std::optional(Date(*resetsAt)) : std::nullopt};
+}
+
+RateLimits parseRateLimits(JsonView result) {
+    RateLimits limits;
+    const auto accountId = result["accountId"].text();
+    if (accountId && !accountId->empty()) {
+        limits.accountIdentity = "codex-account:" + sha256Hex(*accountId);
+    }
+    const JsonView limit =
+        firstObject(result["rateLimitsByLimitId"]["codex"], result["rateLimits"]);
+    for (const char* key : {"primary", "secondary"}) {
+        const auto window = parseRateWindow(limit[key]);
+        if (!window) continue;
+        if (window->windowDurationMins == fiveHourMinutes && !limits.primary) {
+            limits.primary = window;
+        }
+        if (window->windowDurationMins == sevenDayMinutes && !limits.secondary) {
+            limits.secondary = window;
+        }
+    }
+    limits.credits = parseCredits(limit, result);
+    return limits;
+}
+
+}  // namespace vantry::CodexUsageReader

@@ -1,0 +1,202 @@
+#include "official/AppServerConversation.h"
+
+#include <algorithm>
+#include <fmt/format.h>
+
+#include "platform/Application.h"
+#include "platform/JsonWriter.h"
+#include "platform/Text.h"
+
+namespace vantry {
+
+namespace {
+
+constexpr int accountID = 2;
+constexpr int quotaID = 3;
+constexpr int usageID = 4;
+constexpr int finalQuotaID = 5;
+
+constexpr std::size_t errorTextLimit = 240;  // characters of an error reply that are shown
+
+std::string_view wordsFor(AppServerConversation::Trouble trouble) {
+    switch (trouble) {
+        case AppServerConversation::Trouble::requestNotWritten:
+            return "app-server 请求写入失败";
+        case AppServerConversation::Trouble::endedEarly:
+            return "app-server 提前结束";
+        case AppServerConversation::Trouble::timedOut:
+            return "app-server 响应超时";
+        case AppServerConversation::Trouble::outputExceeded:
+            break;
+    }
+    return "app-server 输出超出安全限制";
+}
+
+std::string initializeLine() {
+    return fmt::format(
+        R"({{"id":1,"method":"initialize","params":{{"clientInfo":{{"name":"vantry","title":{},"version":{}}},"capabilities":{{"experimentalApi":true,"optOutNotificationMethods":[]}}}}}})"
+        "\n",
+        writeJson(application::displayName, JsonLayout::compact).value_or("\"\""),
+        writeJson(application::version, JsonLayout::compact).value_or("\"\""));
+}
+
+std::string_view requestLine(int id) {
+    switch (id) {
+        case accountID:
+            return "{\"id\":2,\"method\":\"account/read\",\"params\":{\"refreshToken\":false}}\n";
+        case quotaID:
+            return "{\"id\":3,\"method\":\"account/rateLimits/read\"}\n";
+        case usageID:
+            return "{\"id\":4,\"method\":\"account/usage/read\"}\n";
+        default:
+            return "{\"id\":5,\"method\":\"account/rateLimits/read\"}\n";
+    }
+}
+
+// The answers to wait for: the quota is always bracketed, and never read without the account.
+std::set<int> expectedIDs(const std::set<int>& requested) {
+    std::set<int> expected;
+    for (const int id : {accountID, quotaID, usageID}) {
+        if (requested.contains(id)) expected.insert(id);
+    }
+    if (expected.contains(quotaID) || expected.contains(usageID)) {
+        expected.insert({accountID, quotaID, finalQuotaID});
+    }
+    return expected;
+}
+
+}  // namespace
+
+AppServerConversation::AppServerConversation(Settings settings, Send send)
+    : settings_(std::move(settings)),
+      send_(std::move(send)),
+      expected_(expectedIDs(settings_.requestedResponseIDs)) {}
+
+void AppServerConversation::begin() {
+    send(std::nullopt, initializeLine());
+}
+
+bool AppServerConversation::isOver() const {
+    return trouble_ || std::ranges::includes(completed_, expected_);
+}
+
+bool AppServerConversation::isOpen(std::int64_t id) const {
+    const auto is = [id](int known) { return known == id; };
+    return std::ranges::any_of(sent_, is) && std::ranges::none_of(completed_, is);
+}
+
+void AppServerConversation::end(Trouble trouble) {
+    if (isOver()) return;
+    trouble_ = trouble;
+    messages_.emplace_back(wordsFor(trouble));
+}
+
+void AppServerConversation::send(std::optional<int> id, std::string_view line) {
+    if (trouble_) return;
+    if (id) sent_.insert(*id);
+    if (!send_(line)) end(Trouble::requestNotWritten);
+}
+
+void AppServerConversation::receive(std::string_view line) {
+    if (isOver()) return;
+    const auto message = parser_.parse(line);
+    if (!message || !message->isObject()) return;
+    const auto id = (*message)["id"].integer();
+    // The program's own requests carry ids of its own, which are not ours.
+    if (!id || !(*message)["method"].isMissing()) return;
+    if (settings_.beforeParsingResponse) settings_.beforeParsingResponse(*id);
+    if (*id == 1) return receiveHandshake();
+    const JsonView error = (*message)["error"];
+    if (error.isObject()) return receiveError(*id, error);
+    if (isOpen(*id)) receiveResult(static_cast<int>(*id), (*message)["result"]);
+}
+
+void AppServerConversation::receiveHandshake() {
+    if (sawHandshake_) return;
+    sawHandshake_ = true;
+    send(std::nullopt, "{\"method\":\"initialized\"}\n");
+    if (expected_.contains(accountID) && !expected_.contains(finalQuotaID)) {
+        send(accountID, requestLine(accountID));
+    }
+    if (expected_.contains(quotaID)) send(quotaID, requestLine(quotaID));
+}
+
+// Every error reply counts against a flood; only one to an open request is an answer and is shown.
+void AppServerConversation::receiveError(std::int64_t id, JsonView error) {
+    if (errorCount_ >= settings_.maxMessageCount) return end(Trouble::outputExceeded);
+    ++errorCount_;
+    if (!isOpen(id)) return;
+    const std::string_view text = error["message"].text().value_or("未知错误");
+    messages_.push_back(
+        fmt::format("app-server {}: {}", id, firstCharacters(text, errorTextLimit)));
+    finish(static_cast<int>(id));
+}
+
+void AppServerConversation::receiveResult(int id, JsonView result) {
+    if (result.isObject()) {
+        if (id == accountID) account_ = CodexUsageReader::parseAccount(result);
+        if (id == quotaID) firstQuota_ = CodexUsageReader::parseRateLimits(result);
+        if (id == usageID) usageSucceeded_ = true;
+        if (id == finalQuotaID) finalQuota_ = CodexUsageReader::parseRateLimits(result);
+    }
+    finish(id);
+}
+
+void AppServerConversation::finish(int id) {
+    completed_.insert(id);
+    if (!expected_.contains(finalQuotaID)) return;
+    if (id == quotaID) {
+        send(accountID, requestLine(accountID));
+        if (expected_.contains(usageID)) send(usageID, requestLine(usageID));
+        return;
+    }
+    const bool batchIsIn = completed_.contains(accountID) &&
+                           (completed_.contains(usageID) || !expected_.contains(usageID));
+    if (batchIsIn && !sent_.contains(finalQuotaID)) send(finalQuotaID, requestLine(finalQuotaID));
+}
+
+AppServerRead AppServerConversation::result() const {
+    AppServerRead read{.snapshot = {}, .messages = messages_};
+    AppServerSnapshot& snapshot = read.snapshot;
+    const bool responded = !trouble_ && firstQuota_;
+    snapshot.readState = responded ? AppServerReadState::responded : AppServerReadState::failed;
+    if (!responded && !trouble_) read.messages.emplace_back("app-server 返回错误");
+    snapshot.cloudDailyUsageAttempted = sent_.contains(usageID);
+    if (expected_.contains(usageID)) {
+        snapshot.officialUsageReadStatus = usageSucceeded_ && !trouble_
+                                               ? OfficialUsageReadStatus::succeeded
+                                               : OfficialUsageReadStatus::failed;
+    }
+    // Without its final quota a batch is not proved to be of one account. What a flood cut off
+    // keeps its quota, without an identity; everything else is dropped.
+    if (trouble_ && trouble_ != Trouble::outputExceeded) return read;
+    snapshot.account = account_;
+    if (firstQuota_) {
+        snapshot.primary = firstQuota_->primary;
+        snapshot.secondary = firstQuota_->secondary;
+        snapshot.credits = firstQuota_->credits;
+    }
+    judgeAccount(read);
+    return read;
+}
+
+void AppServerConversation::judgeAccount(AppServerRead& read) const {
+    if (!firstQuota_ || !finalQuota_) return;
+    const auto& before = firstQuota_->accountIdentity;
+    const auto& after = finalQuota_->accountIdentity;
+    // An identity that is missing on one side is no evidence of a change.
+    if (!before || !after) return;
+    if (*before != *after) {
+        read.messages.emplace_back("Codex 账号在读取期间发生变化，未采用该批官方数据");
+        read.snapshot = {.readState = read.snapshot.readState,
+                         .officialUsageReadStatus = OfficialUsageReadStatus::failed,
+                         .cloudDailyUsageAttempted = read.snapshot.cloudDailyUsageAttempted};
+        return;
+    }
+    read.snapshot.accountIdentity = before;
+    read.snapshot.primary = finalQuota_->primary;
+    read.snapshot.secondary = finalQuota_->secondary;
+    read.snapshot.credits = finalQuota_->credits;
+}
+
+}  // namespace vantry

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <optional>
+#include <set>
+
+#include "official/AppServerSnapshot.h"
+#include "official/CodexExecutable.h"
+
+/// One session with the account service, through a `codex app-server` child that lives as long as
+/// the call.
+namespace vantry::CodexUsageReader {
+
+struct AppServerRequest {
+    /// Absent: the program is looked for.
+    std::optional<std::filesystem::path> executablePath;
+    CodexSearch search;
+    double responseTimeout = 30;  ///< seconds, on the whole conversation
+    std::set<int> requestedResponseIDs = {2, 3, 4};
+    std::size_t maxOutputBytes = 8'388'608;  ///< standard output and standard error together
+    std::size_t maxLineBytes = 2'097'152;
+    std::size_t maxLineCount = 4'096;
+    int maxMessageCount = 32;  ///< error replies
+    std::function<void(std::int64_t id)> beforeParsingResponse;
+};
+
+/// Holds the conversation and ends the child. Blocks for at most the time limit and half a second
+/// more, whatever the child does; every way of failing is a state and a message. Any thread.
+AppServerRead readAppServer(const AppServerRequest& request);
+
+}  // namespace vantry::CodexUsageReader

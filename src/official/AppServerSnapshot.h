@@ -1,0 +1,41 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "records/AccountQuota.h"
+#include "records/DailyUsage.h"
+#include "records/ReadStatus.h"
+
+namespace vantry {
+
+/// What one session with the account service yielded.
+struct AppServerSnapshot {
+    AppServerReadState readState = AppServerReadState::notAttempted;
+    std::optional<AccountInfo> account;
+    /// Present only when the same account stood on both sides of the batch.
+    std::optional<std::string> accountIdentity;
+    std::optional<RateWindow> primary;
+    std::optional<RateWindow> secondary;
+    std::optional<CreditsInfo> credits;
+    std::optional<std::int64_t> officialLifetimeTokens;
+    std::optional<Date> officialLifetimeCapturedAt;
+    bool officialLifetimeIsStale = false;
+    OfficialUsageReadStatus officialUsageReadStatus = OfficialUsageReadStatus::notAttempted;
+    std::optional<std::vector<DailyTokenBucket>> cloudDailyBuckets;
+    std::optional<Date> cloudDailyUsageCapturedAt;
+    bool cloudDailyUsageIsStale = false;
+    bool cloudDailyUsageAttempted = false;  ///< the usage request was sent
+
+    friend bool operator==(const AppServerSnapshot&, const AppServerSnapshot&) = default;
+};
+
+/// A session's result with the words for its user, in the order they came up.
+struct AppServerRead {
+    AppServerSnapshot snapshot;
+    std::vector<std::string> messages;
+};
+
+}  // namespace vantry

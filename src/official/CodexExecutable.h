@@ -1,0 +1,37 @@
+#pragma once
+
+#include <filesystem>
+#include <functional>
+#include <optional>
+#include <vector>
+
+/// Finding a `codex` program that may be run.
+///
+/// Only programs of known install places are run, and no component below such a place may be a
+/// symbolic link: a `codex` in a downloads folder is never run, however executable it is. Reads
+/// the file system; any thread.
+namespace vantry::CodexUsageReader {
+
+struct CodexSearch {
+    std::filesystem::path homeDirectory;
+    /// Stands before every path outside the home; for tests with a prepared tree.
+    std::filesystem::path systemRoot = "/";
+};
+
+/// The six paths inside the two application bundles, in order of preference.
+std::vector<std::filesystem::path> standardCodexExecutablePaths();
+
+/// The first path that is executable and then is allowed.
+std::optional<std::filesystem::path> firstAllowedCodexExecutablePath(
+    const std::vector<std::filesystem::path>& paths,
+    const std::function<bool(const std::filesystem::path&)>& isExecutable,
+    const std::function<bool(const std::filesystem::path&)>& isAllowed);
+
+/// Whether the path lies in one of the places that programs are run from.
+bool codexExecutableAccessIsAllowed(const std::filesystem::path& path, const CodexSearch& search);
+
+/// The fixed paths first, then the native program inside the trees that npm, Homebrew and Volta
+/// install to, a newer version before an older one.
+std::optional<std::filesystem::path> resolveCodexExecutablePath(const CodexSearch& search);
+
+}  // namespace vantry::CodexUsageReader

@@ -1,0 +1,21 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace vantry {
+
+/// Without white space and newlines at both ends.
+std::string_view trimmed(std::string_view text);
+
+/// Letters A to Z in lower case, everything else as it is.
+std::string asciiLowercased(std::string_view text);
+
+/// The pieces between the separators, without empty ones.
+std::vector<std::string_view> splitOmittingEmpty(std::string_view text, char separator);
+
+/// The first `count` code points of UTF-8 text; never cuts one in half.
+std::string_view firstCharacters(std::string_view text, std::size_t count);
+
+}  // namespace vantry

@@ -1,0 +1,47 @@
+#pragma once
+
+#include <filesystem>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "local/LocalUsageReader.h"
+#include "local/TaskBoardReader.h"
+#include "official/AppServerSession.h"
+#include "runtime/RuntimeUsageProvider.h"
+
+/// One read of Codex: the account session, the local records and the task board, side by side.
+namespace vantry::CodexUsageReader {
+
+/// The three sources of a read. They run at the same time on threads of their own.
+struct ReadSources {
+    std::function<AppServerRead(const AppServerRequest&)> appServer = readAppServer;
+    std::function<LocalUsageRead(const RuntimeLoadContext&)> localUsage = readLocalUsage;
+    std::function<TaskBoardRead(const RuntimeLoadContext&)> taskBoard = readTaskBoard;
+};
+
+/// Reads all three and joins them. No source's failure stops another: each becomes a status and
+/// messages. `options.onQuotaReady` is called on a worker thread before this returns, while the
+/// other two may still be reading. Blocks as long as the slowest source; not on the main thread.
+UsageSnapshot load(const RuntimeLoadContext& context, const RuntimeSnapshotLoadOptions& options,
+                   const ReadSources& sources = {});
+
+/// The local usage that `options` allow to take over from the previous snapshot: only one that is
+/// neither stale itself nor mixed with stale official days.
+std::optional<LocalUsageReadResult> reusableLocalUsageResult(
+    const RuntimeSnapshotLoadOptions& options);
+
+/// The account's side of a snapshot, with nothing local in it.
+UsageSnapshot makeQuotaSnapshot(const RuntimeLoadContext& context, const AppServerRead& appServer,
+                                bool isLoadingLocalUsage);
+
+/// The quota-only refresh: account and quota, no usage history. Blocks for at most
+/// `responseTimeout` seconds and half a second more.
+struct QuotaRequest {
+    std::optional<std::filesystem::path> executablePath;
+    double responseTimeout = 30;
+};
+UsageSnapshot loadQuota(const RuntimeLoadContext& context, const QuotaRequest& request = {});
+
+}  // namespace vantry::CodexUsageReader
