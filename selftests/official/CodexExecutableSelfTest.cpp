@@ -63,10 +63,10 @@ std::optional<fs::path> resolve(const TemporaryDirectory& root) {
 }
 
 // Puts a symbolic link in the way: the folder is moved aside and linked to.
-void linkInstead(const fs::path& folder) {
-    const fs::path aside = folder.string() + ".real";
-    fs::rename(folder, aside);
-    fs::create_symlink(aside, folder);
+void linkInstead(const TemporaryDirectory& root, const std::string& folder) {
+    const fs::path aside = root.path() / "aside";
+    fs::rename(root.path() / folder, aside);
+    fs::create_symlink(aside, root.path() / folder);
 }
 
 void checkPlaces(SelfTest& test) {
@@ -75,7 +75,7 @@ void checkPlaces(SelfTest& test) {
         const fs::path program = root.writeProgram(place.program, "#!/bin/sh\n");
         test.expect(resolve(root) == program, "found at " + place.program);
         if (!place.folder.empty()) {
-            linkInstead(root.path() / place.folder);
+            linkInstead(root, place.folder);
             test.expect(!resolve(root), "refused behind a link at " + place.folder);
         }
         const TemporaryDirectory linked(prefix);

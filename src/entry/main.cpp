@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <iostream>
+#include <signal.h>
 #include <string_view>
 #include <vector>
 
@@ -19,6 +20,8 @@ MultiRuntimeUsageSnapshot readEverything() {
 }  // namespace
 
 int main(int argc, char** argv) {
+    // Inherited as ignored, the kernel would throw the exit statuses of our children away.
+    ::signal(SIGCHLD, SIG_DFL);
     const std::vector<std::string_view> arguments(argv, argv + argc);
     const auto isGiven = [&](std::string_view argument) {
         return std::ranges::find(arguments, argument) != arguments.end();

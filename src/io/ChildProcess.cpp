@@ -210,6 +210,7 @@ std::variant<ChildProcess, LaunchFailure> ChildProcess::spawn(const ChildLaunch&
     }
     ChildProcess child(pid, std::move(pidfd));
     child.standardInput_ = std::move(input.writeEnd);
+    child.inputReader_ = std::move(input.readEnd);
     child.standardOutput_ = std::move(output.readEnd);
     child.standardError_ = std::move(error.readEnd);
     return child;
@@ -221,6 +222,7 @@ ChildProcess& ChildProcess::operator=(ChildProcess&& other) noexcept {
         pid_ = other.pid_;
         pidfd_ = std::move(other.pidfd_);
         standardInput_ = std::move(other.standardInput_);
+        inputReader_ = std::move(other.inputReader_);
         standardOutput_ = std::move(other.standardOutput_);
         standardError_ = std::move(other.standardError_);
         exitCode_ = other.exitCode_;

@@ -61,6 +61,10 @@ class ChildProcess {
     /// Hands over the blocking write end of the child's input: open once, after a PipeInput.
     FileDescriptor takeStandardInput() { return std::move(standardInput_); }
 
+    /// Lets go of the read end of the child's input, which the parent holds open until then, so
+    /// that a first request is written the same whether the child still lives or not.
+    void closeInputReader() { inputReader_.close(); }
+
     /// For poll(2): readable from the end of the child on.
     const FileDescriptor& pidfd() const { return pidfd_; }
 
@@ -90,6 +94,7 @@ class ChildProcess {
     pid_t pid_;
     FileDescriptor pidfd_;
     FileDescriptor standardInput_;
+    FileDescriptor inputReader_;
     FileDescriptor standardOutput_;
     FileDescriptor standardError_;
     std::optional<int> exitCode_;

@@ -49,6 +49,7 @@ class Session {
 
     AppServerRead hold(double timeout) {
         conversation_.begin();
+        child_.closeInputReader();
         converse(MonotonicClock::now() + boundedDuration(timeout));
         writer_->close();
         stop();
