@@ -1,12 +1,22 @@
 #include "selftests/SelfTestModes.h"
 
 #include <algorithm>
+#include <exception>
 #include <iostream>
+#include <string>
 
 #include "selftests/diagnostics/DebugLogSelfTest.h"
 #include "selftests/entry/ApplicationStartSelfTest.h"
 #include "selftests/entry/JSONDumpWriterSelfTest.h"
+#include "selftests/io/BoundedProcessRunnerSelfTest.h"
+#include "selftests/io/ReaderIOSelfTest.h"
+#include "selftests/official/AppServerConversationSelfTest.h"
+#include "selftests/official/AppServerSessionSelfTest.h"
+#include "selftests/official/CodexExecutableSelfTest.h"
+#include "selftests/official/QuotaWindowSelfTest.h"
 #include "selftests/official/RateLimitParsingSelfTest.h"
+#include "selftests/platform/PlatformSelfTest.h"
+#include "selftests/runtime/RuntimeLoadSelfTest.h"
 #include "selftests/statistics/StatisticsTimeZoneSelfTest.h"
 
 namespace vantry {
@@ -23,16 +33,22 @@ bool SelfTestMode::isComplete() const {
     return std::ranges::all_of(suites, [](const SelfTestSuite& suite) { return !!suite.run; });
 }
 
-bool SelfTestMode::run() const {
-    bool passed = true;
-    for (const SelfTestSuite& suite : suites) {
-        if (suite.run) {
-            passed = suite.run() && passed;
-        } else {
-            std::cout << suite.subject << " self-test failed: not built" << std::endl;
-            passed = false;
+bool SelfTestSuite::passes() const {
+    std::string failure = "not built";
+    if (run) {
+        try {
+            return run();
+        } catch (const std::exception& error) {
+            failure = error.what();
         }
     }
+    std::cout << subject << " self-test failed: " << failure << std::endl;
+    return false;
+}
+
+bool SelfTestMode::run() const {
+    bool passed = true;
+    for (const SelfTestSuite& suite : suites) passed = suite.passes() && passed;
     return passed;
 }
 
@@ -42,7 +58,15 @@ const std::vector<SelfTestMode>& selfTestModes() {
          {notBuilt("model usage trend"), notBuilt("model usage parser")}},
         {"--self-test-task-facts", {notBuilt("task semantics"), notBuilt("codex session opener")}},
         {"--self-test-status-item",
-         {{"rate limit parsing", RateLimitParsingSelfTest::run},
+         {{"rate limit parsing", CodexUsageReader::runRateLimitParsingSelfTest},
+          {"platform", PlatformSelfTest::run},
+          {"bounded process", BoundedProcessRunnerSelfTest::run},
+          {"reader IO", ReaderIOSelfTest::run},
+          {"quota window", QuotaWindowSelfTest::run},
+          {"codex executable", CodexExecutableSelfTest::run},
+          {"app-server conversation", AppServerConversationSelfTest::run},
+          {"app-server session", AppServerSessionSelfTest::run},
+          {"runtime load", RuntimeLoadSelfTest::run},
           notBuilt("official daily usage"),
           notBuilt("session parser budget"),
           notBuilt("codex project name parsing"),

@@ -10,6 +10,9 @@ namespace vantry {
 struct SelfTestSuite {
     std::string_view subject;
     std::function<bool()> run;
+
+    /// Runs it; a suite that throws has failed. Prints what it says.
+    bool passes() const;
 };
 
 /// One `--self-test-*` argument with its suites.

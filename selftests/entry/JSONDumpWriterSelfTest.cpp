@@ -208,6 +208,53 @@ void checkDump(SelfTest& test) {
     test.expect(none.str().empty(), "what cannot be written as JSON prints nothing");
 }
 
+// The keys of each record as they are printed; scripts of users depend on them.
+void checkKeys(SelfTest& test) {
+    const auto keysOf = [](const auto& record) {
+        std::string keys;
+        const JsonValue value = encode(record, RecordForm::shown);
+        for (const auto& [key, member] : std::get<JsonValue::Object>(value.storage())) {
+            keys += key + " ";
+        }
+        return keys;
+    };
+    const std::pair<std::string, std::string> cases[] = {
+        {keysOf(UsageSnapshot{}),
+         "account accountIdentity cloudDailyBuckets cloudDailyUsageAttempted "
+         "cloudDailyUsageCapturedAt cloudDailyUsageIsStale credits hybridReadMessages local "
+         "localReadMessages localUsageCapturedAt localUsageIsStale localUsageReadStatus messages "
+         "officialLifetimeCapturedAt officialLifetimeIsStale officialLifetimeTokens "
+         "officialUsageReadStatus primary readerState refreshedAt secondary taskBoard "},
+        {keysOf(RuntimeUsageSnapshot{}),
+         "displayName quotaSourceLabel scope snapshot status usageSourceLabel "},
+        {keysOf(RateWindow{}), "remainingPercent resetsAt usedPercent windowDurationMins "},
+        {keysOf(CreditsInfo{}), "balance hasCredits resetCredits unlimited "},
+        {keysOf(AccountInfo{}), "emailPresent planType type "},
+        {keysOf(ReaderControlState{}), "appServer isLoading localDependencyFailure "},
+        {keysOf(LocalUsage{}),
+         "dailyBuckets detailedUsage lastUpdatedAt lifetimeTokens modelUsage projectBoard "
+         "recentThreads sevenDayTokens skillUsages threadCount todayTokens toolUsages usageTrend "},
+        {keysOf(DetailedUsage{}),
+         "lifetime month parsedFileCount previousSevenDayAverageCumulativeBuckets sevenDay "
+         "sourceQuality today todayHourlyBuckets tokenEventCount "},
+        {keysOf(UsageTrend{}),
+         "activeDayCount changePercent dailyAverageTokens dayCount isNewActivity month peakDay "
+         "projectedMonthCostUSD sevenDay sourceQuality "},
+        {keysOf(PricedTokenUsage{}),
+         "cachedInputTokens estimatedCostUSD inputTokens outputTokens reasoningOutputTokens tokens "
+         "totalTokens uncachedInputTokens visibleTotalTokens "},
+        {keysOf(TaskBoard{}), "columns refreshedAt totalCount "},
+        {keysOf(TaskColumn{}), "count items title "},
+        {keysOf(TaskItem{}), "detail title tokens updatedAt "},
+        {keysOf(SkillUsage{}),
+         "id lastLoadedAt loadCount name sourceLabel staticByteCount staticTokenEstimate "
+         "threadCount "},
+        {keysOf(ProjectUsage{}),
+         "estimatedCostUSD fullPath id lastActiveAt name sourceQuality threadCount tokens "},
+    };
+    for (const auto& [seen, expected] : cases) test.expect(seen == expected, "keys: " + seen);
+}
+
 // What replaces one group of a snapshot leaves the others alone.
 void checkReplacing(SelfTest& test) {
     const UsageSnapshot before = markedSnapshot();
@@ -225,30 +272,33 @@ void checkReplacing(SelfTest& test) {
     read.localReadMessages = {"local 1"};
     read.hybridReadMessages = {"merge 1"};
     read.readerState = ReaderControlState::loading();
-    const UsageSnapshot after =
-        read.replacingLocalUsage({.result = {.local = markedLocalUsage(),
-                                             .capturedAt = now,
-                                             .readStatus = LocalUsageReadStatus::staleFallback},
-                                  .at = now + 5,
-                                  .localMessages = {"local 2"},
-                                  .hybridMessages = {"merge 2"}});
+    LocalUsageReplacement fallback{
+        .at = now + 5, .localMessages = {"local 2"}, .hybridMessages = {"merge 2"}};
+    fallback.result.local = markedLocalUsage();
+    fallback.result.capturedAt = now;
+    fallback.result.readStatus = LocalUsageReadStatus::staleFallback;
+    fallback.result.dependencyFailure = LocalReaderDependencyFailure::databaseMissing;
+    const UsageSnapshot after = read.replacingLocalUsage(fallback);
     test.expect(
         after.messages == std::vector<std::string>{"account", "board", "local 2", "merge 2"} &&
             after.refreshedAt == now + 5 && !after.readerState.isLoading &&
+            after.localUsageCapturedAt == now &&
+            after.readerState.localDependencyFailure ==
+                LocalReaderDependencyFailure::databaseMissing &&
             after.taskBoard->columns[0].items[0].tokens == 4 &&
             after.taskBoard->columns[0].items[0].tokensAreStale,
         "a new local read brings its messages and binds the board's figures");
-    const UsageSnapshot cleared = after.replacingLocalUsage({.at = now});
+    const LocalUsageReplacement nothing{.result = {}, .at = now};
+    const UsageSnapshot cleared = after.replacingLocalUsage(nothing);
     test.expect(!cleared.local && !cleared.taskBoard->columns[0].items[0].tokens,
                 "仅完整本机统计批次可绑定任务用量；不可用批次或清空本机记录必须清除旧任务数字");
     RuntimeUsageSnapshot stale = CodexRuntimeProvider::runtimeSnapshot(after);
-    test.expect(
-        stale.status == RuntimeMenuStatus::localOnly &&
-            replacingLocalUsage(stale, {.at = now}).status == RuntimeMenuStatus::unavailable,
-        "the status follows the local usage");
+    test.expect(stale.status == RuntimeMenuStatus::localOnly &&
+                    replacingLocalUsage(stale, nothing).status == RuntimeMenuStatus::unavailable,
+                "the status follows the local usage");
     stale.snapshot.secondary = RateWindow{.windowDurationMins = 10'080};
     stale.status = RuntimeMenuStatus::stale;
-    test.expect(replacingLocalUsage(stale, {.at = now}).status == RuntimeMenuStatus::stale,
+    test.expect(replacingLocalUsage(stale, nothing).status == RuntimeMenuStatus::stale,
                 "and a stale quota stays stale");
     using Environment = ReaderControlState::Environment;
     const auto asks = ReaderControlState::shouldShowEnvironmentChecklist;
@@ -271,6 +321,7 @@ bool run() {
     checkAbsence(test);
     checkQuota(test);
     checkDump(test);
+    checkKeys(test);
     checkReplacing(test);
     return test.finish();
 }

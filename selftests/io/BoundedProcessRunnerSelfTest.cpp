@@ -4,11 +4,11 @@
 #include <cerrno>
 #include <chrono>
 #include <cmath>
+#include <csignal>
 #include <fcntl.h>
 #include <filesystem>
 #include <iterator>
 #include <limits>
-#include <signal.h>
 #include <string>
 #include <string_view>
 #include <sys/wait.h>

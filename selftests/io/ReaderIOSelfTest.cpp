@@ -4,6 +4,7 @@
 #include <atomic>
 #include <cerrno>
 #include <chrono>
+#include <csignal>
 #include <cstdint>
 #include <fcntl.h>
 #include <filesystem>
@@ -12,7 +13,6 @@
 #include <memory>
 #include <optional>
 #include <poll.h>
-#include <signal.h>
 #include <string>
 #include <string_view>
 #include <sys/stat.h>
@@ -289,6 +289,7 @@ void exchange(int closeAfter, Traffic& traffic) {
         }
     });
     std::vector<std::thread> threads;
+    threads.reserve(writers);
     for (int index = 0; index < writers; ++index) {
         threads.emplace_back([&, letter = static_cast<char>('a' + index)] {
             sendLines(*pipe.writer, letter, closeAfter, traffic);

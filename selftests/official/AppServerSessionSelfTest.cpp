@@ -1,6 +1,7 @@
 #include "selftests/official/AppServerSessionSelfTest.h"
 
 #include <chrono>
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -18,8 +19,6 @@ const char* const early = "app-server 提前结束";
 const char* const timedOut = "app-server 响应超时";
 const char* const flooded = "app-server 输出超出安全限制";
 const char* const notWritten = "app-server 请求写入失败";
-const char* const errorsOnly = "app-server 返回错误";
-const char* const changed = "Codex 账号在读取期间发生变化，未采用该批官方数据";
 
 // Shell functions for the answers, and a loop that gives them to the requests.
 const std::string answers = R"(#!/bin/sh
@@ -96,8 +95,9 @@ serve)",
             quotaOnly.snapshot.officialUsageReadStatus == OfficialUsageReadStatus::notAttempted &&
             !quotaOnly.snapshot.cloudDailyUsageAttempted,
         "额度重试应读取账号身份与额度，但不请求官方用量历史");
-    test.expect(remaining(fixture.read("on5() { quota 5 a 24; exit 0; }\nserve")) == 76,
-                "the end of the program does not lose its last reply");
+    test.expect(
+        remaining(fixture.read("on5() { printf '%s' \"$(quota 5 a 24)\"; exit 0; }\nserve")) == 76,
+        "the end of the program does not lose its last reply");
     const AppServerRead swapped = fixture.read(R"(
 on2() { :; }
 on4() { usage; account; }
@@ -185,10 +185,11 @@ void checkFloods(SelfTest& test, Fixture& fixture) {
                         fixture.seconds < 1.2,
                     std::string("app-server 异常输出应快速、有界失败: ") + entry.name);
     }
-    const AppServerRead partial =
-        fixture.read("on2() { failure 99; failure 99; failure 99; failure 99; spin; }\nserve",
-                     {.maxMessageCount = 3});
+    const AppServerRead partial = fixture.read(
+        "on2() { account; failure 99; failure 99; failure 99; failure 99; spin; }\nserve",
+        {.maxMessageCount = 3});
     test.expect(remaining(partial) == 77 && !partial.snapshot.accountIdentity &&
+                    !partial.snapshot.account &&
                     partial.snapshot.readState == AppServerReadState::failed &&
                     partial.messages == std::vector<std::string>{flooded},
                 "a flood after the first quota keeps the quota, without an identity");
@@ -197,47 +198,15 @@ void checkFloods(SelfTest& test, Fixture& fixture) {
     test.expect(remaining(within) == 76, "errors within the limit change nothing");
 }
 
-void checkIdentity(SelfTest& test, Fixture& fixture) {
-    const char* const what = "官方读取应校验前后账号身份，拒绝串号且不受响应顺序影响";
-    for (const std::set<int>& requested : {std::set{2, 3, 4}, std::set{2, 3}}) {
-        const AppServerRead read =
-            fixture.read("on5() { quota 5 b 24; }\nserve", {.requestedResponseIDs = requested});
-        test.expect(read.messages == std::vector<std::string>{changed} && isEmptyBatch(read) &&
-                        read.snapshot.readState == AppServerReadState::responded &&
-                        read.snapshot.officialUsageReadStatus == OfficialUsageReadStatus::failed,
-                    what);
-    }
-    const AppServerRead failedUsage = fixture.read("on4() { failure 4; }\nserve");
-    test.expect(
-        remaining(failedUsage) == 76 &&
-            failedUsage.snapshot.readState == AppServerReadState::responded &&
-            failedUsage.snapshot.officialUsageReadStatus == OfficialUsageReadStatus::failed &&
-            failedUsage.messages == std::vector<std::string>{"app-server 4: failure"},
-        "a failed usage request keeps the quota");
-    const AppServerRead strangers = fixture.read(R"(
-on1() { quota 5 unrequested 1; quota 3 unrequested 1; hello; }
-on3() { quota 3 a 23; quota 3 duplicate 1; }
-on5() { quota 3 duplicate 1; quota 5 a 24; quota 5 duplicate 1; }
-serve)");
-    test.expect(remaining(strangers) == 76 && strangers.messages.empty(), what);
-    const AppServerRead unnamed = fixture.read(
-        R"(on5() { echo '{"id":5,"result":{"rateLimits":{}}}'; }
-serve)");
-    test.expect(
-        remaining(unnamed) == 77 && !unnamed.snapshot.accountIdentity && unnamed.messages.empty(),
-        "a missing identity is no evidence of a change, and confirms nothing");
-    const AppServerRead signedOut = fixture.read(R"(
-on2() { echo '{"id":2,"result":{"account":null}}'; }
-on3() { failure 3; }
-on4() { echo '{"error":{"message":"'$(printf '%0300d' 0)'"},"id":4}'; }
-on5() { echo '{"id":5,"error":{}}'; }
-serve)");
-    test.expect(
-        isEmptyBatch(signedOut) && signedOut.snapshot.readState == AppServerReadState::failed &&
-            signedOut.messages == std::vector<std::string>{"app-server 3: failure",
-                                                           "app-server 4: " + std::string(240, '0'),
-                                                           "app-server 5: 未知错误", errorsOnly},
-        "an account that is not signed in is an answer, not a crash and not a zero");
+// The child is asked to go before it is made to.
+void checkStop(SelfTest& test) {
+    const TemporaryDirectory directory("vantry-app-server-");
+    const auto note = directory.path() / "stopped";
+    const auto program =
+        directory.writeProgram("fake-codex", answers + "trap 'echo stopped > " + note.string() +
+                                                 "; exit 0' TERM\nserve\nspin");
+    const AppServerRead read = readAppServer({.executablePath = program, .responseTimeout = 1.5});
+    test.expect(remaining(read) == 76 && std::filesystem::exists(note), "the stop is polite first");
 }
 
 }  // namespace
@@ -248,7 +217,7 @@ bool run() {
     checkConversation(test, fixture);
     checkEndings(test, fixture);
     checkFloods(test, fixture);
-    checkIdentity(test, fixture);
+    checkStop(test);
     return test.finish();
 }
 

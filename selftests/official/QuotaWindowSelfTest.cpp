@@ -17,23 +17,26 @@ const Date now(1'800'000'000);
 const Date never(std::numeric_limits<double>::infinity());
 
 void checkExpiry(SelfTest& test) {
-    const WindowTimes reset{.resetsAt = now};
-    test.expect(!isValid(reset, now) && isValid(reset, now - 0.001),
-                "a window that has reached its reset is dead at once");
-    const WindowTimes captured{.capturedAt = now - 600, .windowDurationMins = 300};
-    test.expect(expiresAt(captured) == now - 600 + 18'000 && isValid(captured, now),
+    test.expect(
+        !isValid({.resetsAt = now, .now = now}) && isValid({.resetsAt = now, .now = now - 0.001}),
+        "a window that has reached its reset is dead at once");
+    const WindowTimes captured{.capturedAt = now - 600, .windowDurationMins = 300, .now = now};
+    test.expect(expiresAt(captured) == now - 600 + 18'000 && isValid(captured),
                 "without a reset a window ends its length after its capture");
     for (const WindowTimes& unknown :
-         {WindowTimes{.windowDurationMins = 300}, WindowTimes{.capturedAt = now},
-          WindowTimes{.capturedAt = now, .windowDurationMins = 0},
-          WindowTimes{.capturedAt = never, .windowDurationMins = 300},
-          WindowTimes{.resetsAt = never, .capturedAt = now, .windowDurationMins = 300}}) {
-        test.expect(!expiresAt(unknown) && !validRemainingPercent(50.0, unknown, now),
+         {WindowTimes{.windowDurationMins = 300, .now = now},
+          WindowTimes{.capturedAt = now, .now = now},
+          WindowTimes{.capturedAt = now, .windowDurationMins = 0, .now = now},
+          WindowTimes{.capturedAt = never, .windowDurationMins = 300, .now = now},
+          WindowTimes{
+              .resetsAt = never, .capturedAt = now, .windowDurationMins = 300, .now = now}}) {
+        test.expect(!expiresAt(unknown) && !validRemainingPercent(50.0, unknown),
                     "a window of unknown end is not shown");
     }
-    test.expect(!isValid(captured, never), "a clock that is not finite shows nothing");
-    test.expect(validRemainingPercent(120.0, captured, now) == 100 &&
-                    !validRemainingPercent(std::nan(""), captured, now),
+    test.expect(!isValid({.resetsAt = now, .now = Date(std::nan(""))}),
+                "a clock that is not finite shows nothing");
+    test.expect(validRemainingPercent(120.0, captured) == 100 &&
+                    !validRemainingPercent(std::nan(""), captured),
                 "a percentage is limited, and is a number");
 }
 
@@ -46,12 +49,14 @@ void checkCountdown(SelfTest& test) {
     for (const Case& entry :
          {Case{1, "0.1", 1}, Case{3'600, "1", 1}, Case{3'601, "1.1", 1}, Case{16'500, "4.6", 1},
           Case{86'400, "24", 1}, Case{90'000, "25", 2}}) {
-        test.expect(remainingHoursText(now + entry.seconds, now) == entry.hours &&
-                        remainingDays(now + entry.seconds, now) == entry.days,
-                    std::string("a countdown is rounded up: ") + entry.hours);
+        const Countdown countdown{.resetsAt = now + entry.seconds, .now = now};
+        test.expect(
+            remainingHoursText(countdown) == entry.hours && remainingDays(countdown) == entry.days,
+            std::string("a countdown is rounded up: ") + entry.hours);
     }
     for (const Date gone : {now, now - 1, never, Date(1e300)}) {
-        test.expect(!remainingHoursText(gone, now) && !remainingDays(gone, now),
+        const Countdown countdown{.resetsAt = gone, .now = now};
+        test.expect(!remainingHoursText(countdown) && !remainingDays(countdown),
                     "a reset that is not ahead, or beyond counting, has no countdown");
     }
 }
@@ -81,8 +86,14 @@ void checkSelection(SelfTest& test) {
     test.expect(expired.quotaWindowKind == Kind::fiveHour && !expired.quotaRemainingPercent &&
                     !expired.quotaResetsAt && expired.status == RuntimeMenuStatus::unavailable,
                 "an expired window leaves its kind alone");
+    runtime.snapshot.primary->resetsAt.reset();
+    runtime.quotaCapturedAt.reset();
+    runtime.snapshot.refreshedAt = now;
+    test.expect(summary(runtime, now + 17'999).quotaRemainingPercent == 70 &&
+                    !summary(runtime, now + 18'000).quotaRemainingPercent,
+                "without a capture time of its own a quota is as old as its snapshot");
     runtime.snapshot.local = LocalUsage{};
-    test.expect(summary(runtime, now + 100).status == RuntimeMenuStatus::localOnly,
+    test.expect(summary(runtime, now + 18'000).status == RuntimeMenuStatus::localOnly,
                 "local figures outlive the quota");
     test.expect(RateWindow{.usedPercent = 120}.remainingPercent() == 0 &&
                     RateWindow{.usedPercent = -5}.remainingPercent() == 100,

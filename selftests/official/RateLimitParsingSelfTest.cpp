@@ -4,21 +4,11 @@
 
 #include "official/AccountParsing.h"
 #include "platform/Sha256.h"
-#include "selftests/io/BoundedProcessRunnerSelfTest.h"
-#include "selftests/io/ReaderIOSelfTest.h"
-#include "selftests/official/AppServerSessionSelfTest.h"
-#include "selftests/official/CodexExecutableSelfTest.h"
-#include "selftests/official/QuotaWindowSelfTest.h"
-#include "selftests/platform/PlatformSelfTest.h"
-#include "selftests/runtime/RuntimeLoadSelfTest.h"
 #include "selftests/support/SelfTest.h"
 
-namespace vantry::RateLimitParsingSelfTest {
+namespace vantry::CodexUsageReader {
 
 namespace {
-
-using CodexUsageReader::parseRateLimits;
-using CodexUsageReader::RateLimits;
 
 RateLimits limitsOf(std::string_view json) {
     const auto document = JsonDocument::parse(json);
@@ -62,8 +52,6 @@ void checkBounds(SelfTest& test) {
             R"(,"windowDurationMins":300},"secondary":{"usedPercent":10,"windowDurationMins":10080}},)"
             R"("rateLimitResetCredits":{"availableCount":3}})");
         test.expect(!limits.primary, "超出 0...100 的官方额度百分比应视为不可用");
-        // What no double can hold is no JSON at all; anything else costs only itself.
-        if (std::string_view(percent) == "1e400") continue;
         test.expect(remaining(limits.secondary) == 90 && resets(limits) == 3,
                     "异常额度窗口不应使同批合法窗口和重置次数失效");
     }
@@ -117,7 +105,7 @@ void checkAccount(SelfTest& test) {
 
     const auto accountOf = [](std::string_view json) {
         const auto document = JsonDocument::parse(json);
-        return CodexUsageReader::parseAccount(document->root());
+        return parseAccount(document->root());
     };
     test.expect(accountOf(R"({"account":{"type":"chatgpt","planType":"Plus","email":"a@b"}})") ==
                     AccountInfo{.type = "chatgpt", .planType = "Plus", .emailPresent = true},
@@ -128,20 +116,13 @@ void checkAccount(SelfTest& test) {
 
 }  // namespace
 
-bool run() {
+bool runRateLimitParsingSelfTest() {
     SelfTest test("rate limit parsing");
     checkSlots(test);
     checkBounds(test);
     checkCredits(test);
     checkAccount(test);
-    bool passed = test.finish();
-    for (bool (*const suite)() :
-         {PlatformSelfTest::run, BoundedProcessRunnerSelfTest::run, ReaderIOSelfTest::run,
-          QuotaWindowSelfTest::run, CodexExecutableSelfTest::run, AppServerSessionSelfTest::run,
-          RuntimeLoadSelfTest::run}) {
-        passed = suite() && passed;
-    }
-    return passed;
+    return test.finish();
 }
 
-}  // namespace vantry::RateLimitParsingSelfTest
+}  // namespace vantry::CodexUsageReader

@@ -1,8 +1,8 @@
 #pragma once
 
-namespace vantry::RateLimitParsingSelfTest {
+namespace vantry::CodexUsageReader {
 
-/// The parsing of quota replies, and then every other check of the readers. Prints a line a suite.
-bool run();
+/// What the account's quota replies say.
+bool runRateLimitParsingSelfTest();
 
-}  // namespace vantry::RateLimitParsingSelfTest
+}  // namespace vantry::CodexUsageReader

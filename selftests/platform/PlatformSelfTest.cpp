@@ -7,6 +7,7 @@
 #include <string>
 #include <sys/stat.h>
 #include <thread>
+#include <vector>
 
 #include "platform/AtomicFile.h"
 #include "platform/Iso8601.h"
@@ -29,7 +30,7 @@ void checkJsonReading(SelfTest& test) {
     const auto document = JsonDocument::parse(
         R"({"n":null,"b":true,"i":7,"f":7.0,"g":7.5,"t":"7","big":9223372036854775808,)"
         R"("wide":[-123456789012345678901234567890,1e-20,"12345678901234567890\"123456789012345678901"],)"
-        R"("s":"\u4f60"})");
+        R"("s":"\u4f60","out":[-1e999,9223372036854775807,-9223372036854775808,1e-400]})");
     if (!test.expect(document.has_value(), "a number of any size costs only itself")) return;
     const JsonView root = document->root();
     const auto kind = [&](const char* key) { return root[key].kind(); };
@@ -55,12 +56,12 @@ void checkJsonReading(SelfTest& test) {
           Case{"9223372036854775808", {}, 9223372036854775808.0}, Case{"1.5", {}, 1.5},
           Case{"", {}, {}}, Case{" 1", {}, {}}, Case{"+", {}, {}}, Case{"+-1", {}, {}},
           Case{"++1", {}, {}}, Case{"0x10", {}, {}}, Case{"inf", {}, {}}, Case{"nan", {}, {}}}) {
-        const auto one = JsonDocument::parse("\"" + std::string(entry.text) + "\"");
+        const auto one = JsonDocument::parse(std::string(1, '"') + entry.text + '"');
         test.expect(
             int64Value(one->root()) == entry.integer && doubleValue(one->root()) == entry.fraction,
-            "a number as text: \"" + std::string(entry.text) + "\"");
+            std::string("a number as text: ") + entry.text);
     }
-    for (const char* bad : {"", "{", "{}x", "\"\xff\"", "1e999", "[1,]", "nul"}) {
+    for (const char* bad : {"", "{", "{}x", "\"\xff\"", "1e5e5", "[1,]", "nul"}) {
         test.expect(!JsonDocument::parse(bad), "no document: " + std::string(bad));
     }
     test.expect(!JsonDocument::parse(std::string(100'000, '[')), "nesting is limited");
@@ -158,7 +159,7 @@ void checkFiles(SelfTest& test) {
 }
 
 void checkDirectories(SelfTest& test) {
-    const auto environment = [](std::map<std::string, std::string> variables) {
+    const auto environment = [](const std::map<std::string, std::string>& variables) {
         return [variables](const char* name) -> std::optional<std::string> {
             const auto found = variables.find(name);
             return found == variables.end() ? std::nullopt : std::optional(found->second);

@@ -2,8 +2,10 @@
 
 #include <atomic>
 #include <future>
+#include <stdexcept>
 #include <string>
 
+#include "runtime/AgentUsageAggregator.h"
 #include "runtime/CodexRuntimeProvider.h"
 #include "runtime/MultiRuntimeUsageReader.h"
 #include "selftests/support/SelfTest.h"
@@ -121,6 +123,91 @@ void checkFailures(SelfTest& test) {
         "and is graded unavailable");
 }
 
+// Nothing of what the sources give is lost or exchanged on the way.
+void checkCarriage(SelfTest& test) {
+    const AppServerSnapshot official{
+        .readState = AppServerReadState::responded,
+        .account = AccountInfo{.type = "chatgpt"},
+        .accountIdentity = "identity",
+        .primary = RateWindow{.usedPercent = 1},
+        .secondary = RateWindow{.usedPercent = 2},
+        .credits = CreditsInfo{.balance = "3"},
+        .officialLifetimeTokens = 4,
+        .officialLifetimeCapturedAt = now - 5,
+        .officialLifetimeIsStale = true,
+        .officialUsageReadStatus = OfficialUsageReadStatus::succeeded,
+        .cloudDailyBuckets = std::vector<DailyTokenBucket>{{.id = "day", .tokens = 6}},
+        .cloudDailyUsageCapturedAt = now - 7,
+        .cloudDailyUsageIsStale = true,
+        .cloudDailyUsageAttempted = true};
+    const ReadSources sources{
+        .appServer =
+            [&](const AppServerRequest& request) {
+                const bool hasHome = request.search.homeDirectory == "/nonexistent" &&
+                                     request.environment.at(0).second == "/nonexistent";
+                return AppServerRead{.snapshot = official, .messages = {hasHome ? "home" : ""}};
+            },
+        .localUsage =
+            [](const RuntimeLoadContext&) {
+                return LocalUsageRead{
+                    .result = {.local = LocalUsage{.threadCount = 8},
+                               .capturedAt = now - 9,
+                               .isStale = true,
+                               .readStatus = LocalUsageReadStatus::staleFallback,
+                               .dependencyFailure = LocalReaderDependencyFailure::databaseMissing},
+                    .messages = {"local"}};
+            }};
+    UsageSnapshot expected{.refreshedAt = now};
+    expected.account = official.account;
+    expected.accountIdentity = "identity";
+    expected.primary = official.primary;
+    expected.secondary = official.secondary;
+    expected.credits = official.credits;
+    expected.officialLifetimeTokens = 4;
+    expected.officialLifetimeCapturedAt = now - 5;
+    expected.officialLifetimeIsStale = true;
+    expected.officialUsageReadStatus = OfficialUsageReadStatus::succeeded;
+    expected.cloudDailyBuckets = official.cloudDailyBuckets;
+    expected.cloudDailyUsageAttempted = true;
+    expected.cloudDailyUsageCapturedAt = now - 7;
+    expected.cloudDailyUsageIsStale = true;
+    expected.local = LocalUsage{.threadCount = 8};
+    expected.localUsageCapturedAt = now - 9;
+    expected.localUsageIsStale = true;
+    expected.localUsageReadStatus = LocalUsageReadStatus::staleFallback;
+    expected.messages = {"home", "local"};
+    expected.localReadMessages = {"local"};
+    expected.readerState.appServer = AppServerReadState::responded;
+    expected.readerState.localDependencyFailure = LocalReaderDependencyFailure::databaseMissing;
+    const UsageSnapshot read = load(context(), {}, sources);
+    test.expect(read == expected, "a read carries all that its sources gave");
+    UsageSnapshot aggregate =
+        AgentUsageAggregator::aggregate({CodexRuntimeProvider::runtimeSnapshot(read)}, now);
+    test.expect(aggregate == expected, "and so does the aggregate of one runtime");
+
+    const auto fail = [](const auto&) -> AppServerRead { throw std::runtime_error("fails"); };
+    const UsageSnapshot unfinished =
+        load(context(), {},
+             {.appServer = fail,
+              .localUsage = [](const auto&) -> LocalUsageRead { throw std::runtime_error(""); },
+              .taskBoard = [](const auto&) -> TaskBoardRead { throw std::runtime_error(""); }});
+    test.expect(unfinished.messages == std::vector<std::string>{"app-server 读取未完成",
+                                                                "本机用量读取未完成",
+                                                                "任务看板读取未完成"} &&
+                    unfinished.localUsageReadStatus == LocalUsageReadStatus::unavailable,
+                "a source that fails unforeseen stops no other");
+    const RuntimeLoadContext live =
+        RuntimeLoadContext::live(now, {.selection = StatisticsTimeZoneSelection::utc},
+                                 [](const char* name) -> std::optional<std::string> {
+                                     const std::string_view variable = name;
+                                     if (variable == "VANTRY_HOME_OVERRIDE") return "/o";
+                                     if (variable == "VANTRY_CACHE_OVERRIDE") return "/c";
+                                     return std::nullopt;
+                                 });
+    test.expect(live.homeDirectory == "/o" && live.cacheDirectory == "/c" && live.now == now,
+                "the overrides name the directories of a read");
+}
+
 void checkReuse(SelfTest& test) {
     std::atomic<int> localReads = 0;
     std::atomic<int> boardReads = 0;
@@ -171,6 +258,7 @@ bool run() {
     checkRegistry(test);
     checkQuotaComesFirst(test);
     checkFailures(test);
+    checkCarriage(test);
     checkReuse(test);
     return test.finish();
 }

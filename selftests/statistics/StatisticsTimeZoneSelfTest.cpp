@@ -18,7 +18,8 @@ namespace {
 const TimeZone utc = TimeZone::utc();
 
 StatisticsContext contextIn(const std::string& zone, Date now = Date(0)) {
-    return {{.selection = StatisticsTimeZoneSelection::fixed, .fixedIdentifier = zone}, now, utc};
+    return StatisticsContext(
+        {.selection = StatisticsTimeZoneSelection::fixed, .fixedIdentifier = zone}, now, utc);
 }
 
 // 2026-09-04T00:00:00Z and some seconds.
@@ -27,7 +28,9 @@ Date september4(double seconds) {
 }
 
 void checkDayKeys(SelfTest& test) {
-    const StatisticsContext plain({.selection = StatisticsTimeZoneSelection::utc}, Date(0), utc);
+    // With another zone as the system's, so that falling back to that would show.
+    const StatisticsContext plain({.selection = StatisticsTimeZoneSelection::utc}, Date(0),
+                                  *TimeZone::named("Asia/Tokyo"));
     test.expect(
         plain.dayKey(september4(63'000)) == "2026-09-04" && plain.resolvedIdentifier() == "GMT",
         "UTC key");
@@ -44,8 +47,10 @@ void checkDayKeys(SelfTest& test) {
                 "an instant without a day has a key of zeros");
     const Date evening(1'788'193'800);  // 2026-08-31T16:30:00Z
     const auto label = [&](const char* zone) {
-        return StatisticsDateFormatting::string(evening, contextIn(zone).calendar(), "en_US_POSIX",
-                                                "yyyy-MM-dd EEE MMM");
+        return StatisticsDateFormatting::string({.from = evening,
+                                                 .calendar = contextIn(zone).calendar(),
+                                                 .localeIdentifier = "en_US_POSIX",
+                                                 .dateFormat = "yyyy-MM-dd EEE MMM"});
     };
     test.expect(label("Asia/Shanghai") == "2026-09-01 Tue Sep" &&
                     label("America/Los_Angeles") == "2026-08-31 Mon Aug",
@@ -75,6 +80,10 @@ void checkClockChanges(SelfTest& test) {
     test.expect(beirut.hour(start) == 1 && localDayKey(start, beirut) == "2026-03-29" &&
                     localDayKey(start - 1, beirut) == "2026-03-28",
                 "a day without a midnight begins with its first instant");
+    // In Havana the hour after midnight comes twice; the day begins with the first.
+    const Calendar havana = contextIn("America/Havana").calendar();
+    const Date midnight(1'793'505'600);  // 2026-11-01T04:00:00Z
+    test.expect(havana.startOfDay(midnight + 5'000) == midnight, "the first of two midnights");
     // St. John's once changed a minute after midnight, so that a day came twice.
     const Calendar johns = contextIn("America/St_Johns").calendar();
     const Date change(1'194'143'460);  // 2007-11-04T02:31:00Z, 00:01 daylight time
@@ -169,10 +178,12 @@ bool run() {
     checkKeptDays(test);
     checkPreferences(test);
     checkConservation(test);
-    test.expect(preferredRuntimeTodayTokens(0, 9) == 0 && preferredRuntimeTodayTokens(5, 9) == 5,
+    test.expect(preferredRuntimeTodayTokens({.detailed = 0, .fallback = 9}) == 0 &&
+                    preferredRuntimeTodayTokens({.detailed = 5, .fallback = 9}) == 5,
                 "runtime summaries must prefer detailed token_count usage");
-    test.expect(preferredRuntimeTodayTokens({}, 9) == 9 && !preferredRuntimeTodayTokens({}, {}),
-                "runtime summaries should use SQLite only as a fallback");
+    test.expect(
+        preferredRuntimeTodayTokens({.fallback = 9}) == 9 && !preferredRuntimeTodayTokens({}),
+        "runtime summaries should use SQLite only as a fallback");
     return test.finish();
 }
 

@@ -21,7 +21,7 @@ JsonValue count(std::size_t number) {
 // The number of different values that `of` gives for the buckets; empty answers do not count.
 template <class Key>
 JsonValue distinct(const LocalModelUsage& usage, Key of) {
-    std::set<std::string> values;
+    std::set<typename decltype(of(LocalModelDayUsage{}))::value_type> values;
     for (const LocalModelDayUsage& bucket : usage.buckets) {
         if (auto value = of(bucket)) values.insert(*std::move(value));
     }
@@ -35,7 +35,7 @@ void addLocalDetail(JsonValue::Object& members, const LocalUsage& local) {
     if (!local.modelUsage) return;
     members["modelUsageAvailable"] = true;
     members["modelDayCount"] = distinct(*local.modelUsage, [](const LocalModelDayUsage& bucket) {
-        return iso8601Text(bucket.dayStart);
+        return std::optional(bucket.dayStart.secondsSince1970());
     });
     members["modelCount"] = distinct(
         *local.modelUsage, [](const LocalModelDayUsage& bucket) { return bucket.modelID; });

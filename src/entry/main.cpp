@@ -1,6 +1,7 @@
 #include <algorithm>
+#include <csignal>
+#include <fcntl.h>
 #include <iostream>
-#include <signal.h>
 #include <string_view>
 #include <vector>
 
@@ -13,6 +14,14 @@ using namespace vantry;
 
 namespace {
 
+// A descriptor that the shell left closed would be given to the next file that is opened, and what
+// is printed would go there.
+void openMissingStandardDescriptors() {
+    for (int number = 0; number <= 2; ++number) {
+        if (::fcntl(number, F_GETFD) < 0) ::open("/dev/null", O_RDWR);
+    }
+}
+
 MultiRuntimeUsageSnapshot readEverything() {
     return MultiRuntimeUsageReader().load(StatisticsTimeZonePreference::defaultValue(), {});
 }
@@ -20,8 +29,11 @@ MultiRuntimeUsageSnapshot readEverything() {
 }  // namespace
 
 int main(int argc, char** argv) {
+    openMissingStandardDescriptors();
     // Inherited as ignored, the kernel would throw the exit statuses of our children away.
     ::signal(SIGCHLD, SIG_DFL);
+    // A reader that has gone away changes nothing about how we end.
+    ::signal(SIGPIPE, SIG_IGN);
     const std::vector<std::string_view> arguments(argv, argv + argc);
     const auto isGiven = [&](std::string_view argument) {
         return std::ranges::find(arguments, argument) != arguments.end();

@@ -1,8 +1,8 @@
 #include "io/AppServerRequestWriter.h"
 
 #include <cerrno>
+#include <csignal>
 #include <fcntl.h>
-#include <signal.h>
 #include <unistd.h>
 
 namespace vantry {

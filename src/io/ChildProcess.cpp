@@ -156,7 +156,8 @@ TextList environmentList(const ChildLaunch& launch) {
                         [&](const auto& variable) { return variable.first == name; });
         if (!replaced) list.add(std::string(text));
     }
-    for (const auto& [name, value] : launch.environment) list.add(name + "=" + value);
+    for (const auto& [name, value] : launch.environment)
+        list.add(std::string(name).append("=").append(value));
     return list;
 }
 

@@ -1,8 +1,8 @@
 #pragma once
 
+#include <csignal>
 #include <filesystem>
 #include <optional>
-#include <signal.h>
 #include <string>
 #include <sys/types.h>
 #include <utility>

@@ -45,7 +45,7 @@ bool everyComponentIsPlain(std::string_view root, std::string_view rest) {
 bool localFileAccessIsAllowed(const std::filesystem::path& path,
                               const std::vector<LocalFileRoot>& roots) {
     const std::string_view text = path.native();
-    if (text.find('\0') != std::string_view::npos) return false;
+    if (!path.is_absolute() || text.find('\0') != std::string_view::npos) return false;
     for (const LocalFileRoot& candidate : roots) {
         const std::string_view root = withoutTrailingSlashes(candidate.path.native());
         if (!covers(root, text)) continue;

@@ -12,8 +12,8 @@ struct LocalFileRoot {
 };
 
 /// Whether `path` is one of `roots` or lies below one, and no component below the root, the last
-/// one included, is missing, a symbolic link or "..". The first root that fits decides. Looks at
-/// the file system once per component, and answers for that moment only.
+/// one included, is missing, a symbolic link or "..". A relative path never is. The first root that
+/// fits decides. Looks at the file system once per component, and answers for that moment only.
 bool localFileAccessIsAllowed(const std::filesystem::path& path,
                               const std::vector<LocalFileRoot>& roots);
 

@@ -14,8 +14,8 @@ struct LocalUsageRead {
     std::vector<std::string> messages;
 };
 
-/// Reads what Codex's records on this machine say. They are not read yet: the result says so and
-/// holds no figure.
+/// What Codex's records on this machine say. This build does not read them: the status is
+/// notAttempted, and there is no figure.
 LocalUsageRead readLocalUsage(const RuntimeLoadContext& context);
 
 }  // namespace vantry::CodexUsageReader

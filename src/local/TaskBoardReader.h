@@ -15,7 +15,7 @@ struct TaskBoardRead {
     std::vector<std::string> messages;
 };
 
-/// Reads what Codex's conversations are doing. They are not read yet: there is no board.
+/// What Codex's conversations are doing. This build does not read it: there is no board.
 TaskBoardRead readTaskBoard(const RuntimeLoadContext& context);
 
 }  // namespace vantry::CodexUsageReader

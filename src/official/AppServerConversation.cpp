@@ -80,9 +80,10 @@ bool AppServerConversation::isOver() const {
     return trouble_ || std::ranges::includes(completed_, expected_);
 }
 
-bool AppServerConversation::isOpen(std::int64_t id) const {
-    const auto is = [id](int known) { return known == id; };
-    return std::ranges::any_of(sent_, is) && std::ranges::none_of(completed_, is);
+std::optional<int> AppServerConversation::openRequest(std::int64_t id) const {
+    const auto found = std::ranges::find(sent_, id);
+    if (found == sent_.end() || completed_.contains(*found)) return std::nullopt;
+    return *found;
 }
 
 void AppServerConversation::end(Trouble trouble) {
@@ -94,7 +95,7 @@ void AppServerConversation::end(Trouble trouble) {
 void AppServerConversation::send(std::optional<int> id, std::string_view line) {
     if (trouble_) return;
     if (id) sent_.insert(*id);
-    if (!send_(line)) end(Trouble::requestNotWritten);
+    if (const auto trouble = send_(line)) end(*trouble);
 }
 
 void AppServerConversation::receive(std::string_view line) {
@@ -103,12 +104,12 @@ void AppServerConversation::receive(std::string_view line) {
     if (!message || !message->isObject()) return;
     const auto id = (*message)["id"].integer();
     // The program's own requests carry ids of its own, which are not ours.
-    if (!id || !(*message)["method"].isMissing()) return;
+    if (!id || (*message)["method"].text()) return;
     if (settings_.beforeParsingResponse) settings_.beforeParsingResponse(*id);
     if (*id == 1) return receiveHandshake();
     const JsonView error = (*message)["error"];
     if (error.isObject()) return receiveError(*id, error);
-    if (isOpen(*id)) receiveResult(static_cast<int>(*id), (*message)["result"]);
+    if (const auto open = openRequest(*id)) receiveResult(*open, (*message)["result"]);
 }
 
 void AppServerConversation::receiveHandshake() {
@@ -125,11 +126,12 @@ void AppServerConversation::receiveHandshake() {
 void AppServerConversation::receiveError(std::int64_t id, JsonView error) {
     if (errorCount_ >= settings_.maxMessageCount) return end(Trouble::outputExceeded);
     ++errorCount_;
-    if (!isOpen(id)) return;
+    const auto open = openRequest(id);
+    if (!open) return;
     const std::string_view text = error["message"].text().value_or("未知错误");
     messages_.push_back(
         fmt::format("app-server {}: {}", id, firstCharacters(text, errorTextLimit)));
-    finish(static_cast<int>(id));
+    finish(*open);
 }
 
 void AppServerConversation::receiveResult(int id, JsonView result) {
@@ -158,7 +160,7 @@ void AppServerConversation::finish(int id) {
 AppServerRead AppServerConversation::result() const {
     AppServerRead read{.snapshot = {}, .messages = messages_};
     AppServerSnapshot& snapshot = read.snapshot;
-    const bool responded = !trouble_ && firstQuota_;
+    const bool responded = !trouble_ && (firstQuota_ || !expected_.contains(quotaID));
     snapshot.readState = responded ? AppServerReadState::responded : AppServerReadState::failed;
     if (!responded && !trouble_) read.messages.emplace_back("app-server 返回错误");
     snapshot.cloudDailyUsageAttempted = sent_.contains(usageID);
@@ -167,10 +169,10 @@ AppServerRead AppServerConversation::result() const {
                                                ? OfficialUsageReadStatus::succeeded
                                                : OfficialUsageReadStatus::failed;
     }
-    // Without its final quota a batch is not proved to be of one account. What a flood cut off
-    // keeps its quota, without an identity; everything else is dropped.
+    // What was cut off before its final quota is not proved to be of one account, a usage history
+    // that has come included. Only a flood leaves the first quota, without an identity.
     if (trouble_ && trouble_ != Trouble::outputExceeded) return read;
-    snapshot.account = account_;
+    if (!trouble_) snapshot.account = account_;
     if (firstQuota_) {
         snapshot.primary = firstQuota_->primary;
         snapshot.secondary = firstQuota_->secondary;

@@ -34,8 +34,8 @@ class AppServerConversation {
         std::function<void(std::int64_t id)> beforeParsingResponse;
     };
 
-    /// Hands one line with its newline to the transport; false when it could not be written.
-    using Send = std::function<bool(std::string_view line)>;
+    /// Hands one line with its newline to the transport; says what went wrong, if anything did.
+    using Send = std::function<std::optional<Trouble>(std::string_view line)>;
 
     AppServerConversation(Settings settings, Send send);
 
@@ -62,7 +62,7 @@ class AppServerConversation {
     void receiveError(std::int64_t id, JsonView error);
     void receiveResult(int id, JsonView result);
     void finish(int id);
-    bool isOpen(std::int64_t id) const;
+    std::optional<int> openRequest(std::int64_t id) const;
     void judgeAccount(AppServerRead& read) const;
 
     Settings settings_;

@@ -25,6 +25,7 @@ using namespace std::chrono_literals;
 
 constexpr auto terminationGrace = 250ms;
 constexpr auto killGrace = 250ms;
+constexpr auto deathGrace = 20ms;
 
 AppServerRead failedRead(AppServerReadState state, const char* message) {
     return {.snapshot = {.readState = state}, .messages = {message}};
@@ -42,10 +43,10 @@ class Session {
           conversation_({.requestedResponseIDs = request.requestedResponseIDs,
                          .maxMessageCount = request.maxMessageCount,
                          .beforeParsingResponse = request.beforeParsingResponse},
-                        [this](std::string_view line) {
-                            return writer_->write(line).outcome ==
-                                   AppServerRequestWriter::Outcome::written;
-                        }) {}
+                        [this](std::string_view line) { return send(line); }) {}
+
+    Session(const Session&) = delete;
+    Session& operator=(const Session&) = delete;
 
     AppServerRead hold(double timeout) {
         conversation_.begin();
@@ -57,6 +58,14 @@ class Session {
     }
 
   private:
+    // A child that dies breaks its pipe a moment before its end shows.
+    std::optional<Trouble> send(std::string_view line) {
+        if (writer_->write(line).outcome == AppServerRequestWriter::Outcome::written) {
+            return std::nullopt;
+        }
+        return child_.waitForExit(deathGrace) ? Trouble::endedEarly : Trouble::requestNotWritten;
+    }
+
     void converse(MonotonicClock::time_point deadline) {
         while (!conversation_.isOver()) {
             if (MonotonicClock::now() >= deadline || !readSome(deadline)) {
@@ -157,8 +166,10 @@ AppServerRead readAppServer(const AppServerRequest& request) {
     if (!executable) {
         return failedRead(AppServerReadState::executableMissing, "未找到 codex 可执行文件");
     }
-    auto spawned = ChildProcess::spawn(
-        {.executable = *executable, .arguments = {"app-server"}, .standardInput = PipeInput{}});
+    auto spawned = ChildProcess::spawn({.executable = *executable,
+                                        .arguments = {"app-server"},
+                                        .environment = request.environment,
+                                        .standardInput = PipeInput{}});
     auto* child = std::get_if<ChildProcess>(&spawned);
     auto creation = child != nullptr ? AppServerRequestWriter::create(child->takeStandardInput())
                                      : AppServerRequestWriter::Creation{};

@@ -6,6 +6,9 @@
 #include <functional>
 #include <optional>
 #include <set>
+#include <string>
+#include <utility>
+#include <vector>
 
 #include "official/AppServerSnapshot.h"
 #include "official/CodexExecutable.h"
@@ -18,6 +21,8 @@ struct AppServerRequest {
     /// Absent: the program is looked for.
     std::optional<std::filesystem::path> executablePath;
     CodexSearch search;
+    /// Variables that the child gets in place of the inherited ones.
+    std::vector<std::pair<std::string, std::string>> environment;
     double responseTimeout = 30;  ///< seconds, on the whole conversation
     std::set<int> requestedResponseIDs = {2, 3, 4};
     std::size_t maxOutputBytes = 8'388'608;  ///< standard output and standard error together
@@ -27,8 +32,9 @@ struct AppServerRequest {
     std::function<void(std::int64_t id)> beforeParsingResponse;
 };
 
-/// Holds the conversation and ends the child. Blocks for at most the time limit and half a second
-/// more, whatever the child does; every way of failing is a state and a message. Any thread.
+/// Holds the conversation and ends the child. Blocks for at most the time limit and three fifths of
+/// a second more, whatever the child does; every way of failing is a state and a message. Any
+/// thread.
 AppServerRead readAppServer(const AppServerRequest& request);
 
 }  // namespace vantry::CodexUsageReader

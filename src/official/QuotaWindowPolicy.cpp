@@ -30,9 +30,9 @@ namespace QuotaWindowPresentation {
 namespace {
 
 // Seconds until the reset, if it is known, ahead and finite.
-std::optional<double> countdown(std::optional<Date> resetsAt, Date now) {
-    if (!resetsAt) return std::nullopt;
-    const double seconds = *resetsAt - now;
+std::optional<double> secondsLeft(const Countdown& countdown) {
+    if (!countdown.resetsAt) return std::nullopt;
+    const double seconds = *countdown.resetsAt - countdown.now;
     if (!std::isfinite(seconds) || seconds <= 0) return std::nullopt;
     return seconds;
 }
@@ -56,28 +56,28 @@ std::optional<Date> expiresAt(const WindowTimes& times) {
     return end.isFinite() ? std::optional(end) : std::nullopt;
 }
 
-bool isValid(const WindowTimes& times, Date now) {
+bool isValid(const WindowTimes& times) {
     const auto end = expiresAt(times);
-    return now.isFinite() && end && now < *end;
+    return times.now.isFinite() && end && times.now < *end;
 }
 
 std::optional<double> validRemainingPercent(std::optional<double> remainingPercent,
-                                            const WindowTimes& times, Date now) {
-    if (!remainingPercent || !std::isfinite(*remainingPercent) || !isValid(times, now)) {
+                                            const WindowTimes& times) {
+    if (!remainingPercent || !std::isfinite(*remainingPercent) || !isValid(times)) {
         return std::nullopt;
     }
     return std::clamp(*remainingPercent, 0.0, 100.0);
 }
 
-std::optional<std::string> remainingHoursText(std::optional<Date> resetsAt, Date now) {
-    const auto tenths = unitsUp(countdown(resetsAt, now), 360.0);
+std::optional<std::string> remainingHoursText(const Countdown& countdown) {
+    const auto tenths = unitsUp(secondsLeft(countdown), 360.0);
     if (!tenths) return std::nullopt;
     if (*tenths % 10 == 0) return fmt::format("{}", *tenths / 10);
     return fmt::format("{}.{}", *tenths / 10, *tenths % 10);
 }
 
-std::optional<std::int64_t> remainingDays(std::optional<Date> resetsAt, Date now) {
-    return unitsUp(countdown(resetsAt, now), 86'400.0);
+std::optional<std::int64_t> remainingDays(const Countdown& countdown) {
+    return unitsUp(secondsLeft(countdown), 86'400.0);
 }
 
 }  // namespace QuotaWindowPresentation

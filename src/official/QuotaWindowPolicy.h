@@ -44,26 +44,31 @@ struct WindowTimes {
     std::optional<Date> resetsAt;
     std::optional<Date> capturedAt;
     std::optional<std::int64_t> windowDurationMins;
+    Date now;  ///< the moment that is asked about
 };
 
 /// When the window ends. A finite `resetsAt` is the answer; without one, capture time plus the
 /// window's length in minutes. Empty if neither is known or the sum is not finite.
 std::optional<Date> expiresAt(const WindowTimes& times);
 
-/// Whether the window still runs at `now`. One that has reached its reset is dead at once, however
+/// Whether the window still runs. One that has reached its reset is dead at once, however
 /// recently it was read.
-bool isValid(const WindowTimes& times, Date now);
+bool isValid(const WindowTimes& times);
 
 /// The percentage, 0...100, of a window that may be shown; otherwise nothing.
 std::optional<double> validRemainingPercent(std::optional<double> remainingPercent,
-                                            const WindowTimes& times, Date now);
+                                            const WindowTimes& times);
 
 /// Hours until the reset, rounded up to a tenth: "4.6", "1", at least "0.1". Empty when the reset
 /// is not known or not ahead.
-std::optional<std::string> remainingHoursText(std::optional<Date> resetsAt, Date now);
+struct Countdown {
+    std::optional<Date> resetsAt;
+    Date now;
+};
+std::optional<std::string> remainingHoursText(const Countdown& countdown);
 
 /// Days until the reset, rounded up, at least 1. Empty as above.
-std::optional<std::int64_t> remainingDays(std::optional<Date> resetsAt, Date now);
+std::optional<std::int64_t> remainingDays(const Countdown& countdown);
 
 }  // namespace QuotaWindowPresentation
 

@@ -15,12 +15,18 @@ RuntimeMenuSummary summary(const RuntimeUsageSnapshot& runtime, Date time) {
                               .status = runtime.status,
                               .quotaWindowKind = selection.kind,
                               .todayTokens = runtime.todayTokens()};
-    if (selection.window && QuotaWindowPresentation::isValid(
-                                {.resetsAt = selection.window->resetsAt,
-                                 .capturedAt = runtime.quotaCapturedAt,
-                                 .windowDurationMins = selection.window->windowDurationMins},
-                                time)) {
-        result.quotaRemainingPercent = selection.window->remainingPercent();
+    const auto capturedAt = runtime.quotaCapturedAt
+                                ? runtime.quotaCapturedAt
+                                : RuntimeUsageSnapshot::defaultQuotaCapturedAt(runtime.snapshot);
+    if (selection.window) {
+        result.quotaRemainingPercent = QuotaWindowPresentation::validRemainingPercent(
+            selection.window->remainingPercent(),
+            {.resetsAt = selection.window->resetsAt,
+             .capturedAt = capturedAt,
+             .windowDurationMins = selection.window->windowDurationMins,
+             .now = time});
+    }
+    if (result.quotaRemainingPercent) {
         result.quotaResetsAt = selection.window->resetsAt;
     } else if (result.status == RuntimeMenuStatus::available ||
                result.status == RuntimeMenuStatus::stale) {

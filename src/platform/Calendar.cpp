@@ -1,6 +1,8 @@
 #include "platform/Calendar.h"
 
+#include <array>
 #include <cmath>
+#include <cstdint>
 #include <filesystem>
 #include <fstream>
 #include <unicode/gregocal.h>
@@ -30,7 +32,11 @@ std::unique_ptr<icu::TimeZone> icuZone(std::string_view identifier) {
 std::string zoneNameInPath(const std::string& path) {
     constexpr std::string_view marker = "zoneinfo/";
     const std::size_t at = path.rfind(marker);
-    return at == std::string::npos ? path : path.substr(at + marker.size());
+    std::string name = at == std::string::npos ? path : path.substr(at + marker.size());
+    for (const std::string_view variant : {"posix/", "right/"}) {
+        if (name.starts_with(variant)) name.erase(0, variant.size());
+    }
+    return name;
 }
 
 std::optional<double> milliseconds(Date date) {
@@ -53,6 +59,7 @@ std::optional<TimeZone> TimeZone::named(std::string_view identifier) {
 TimeZone TimeZone::system(const Environment& environment) {
     if (auto value = environment("TZ")) {
         if (value->starts_with(':')) value->erase(0, 1);
+        if (value->empty()) return utc();
         if (auto zone = named(zoneNameInPath(*value))) return *zone;
     }
     std::error_code error;
@@ -69,6 +76,12 @@ TimeZone TimeZone::system(const Environment& environment) {
 }
 
 struct Calendar::State {
+    struct KeptDay {
+        CalendarDay day;
+        Date from;
+        Date to;
+    };
+
     explicit State(const TimeZone& named) : zone(named) {
         UErrorCode status = U_ZERO_ERROR;
         icu = std::make_unique<icu::GregorianCalendar>(icuZone(zone.identifier()).release(),
@@ -126,16 +139,31 @@ struct Calendar::State {
         const auto start = moveToStart(0);
         const auto next = moveToStart(1);
         if (!start || !next || offset(*start) != offset(*next - 0.001)) return;
-        keptDay = found;
-        keptFrom = *start;
-        keptTo = *next;
+        KeptDay& slot = slotFor(utcDay(*start));
+        slot = {.day = found, .from = *start, .to = *next};
+    }
+
+    // The kept day of an instant. A day is kept under the UTC day in which it begins, which is the
+    // instant's own or the one before.
+    const KeptDay* kept(Date date) const {
+        const double day = utcDay(date);
+        if (!(std::fabs(day) < 1e9)) return nullptr;
+        for (const double candidate : {day, day - 1}) {
+            const KeptDay& slot = slotFor(candidate);
+            if (date >= slot.from && date < slot.to) return &slot;
+        }
+        return nullptr;
+    }
+
+    static double utcDay(Date date) { return std::floor(date.secondsSince1970() / 86'400); }
+
+    KeptDay& slotFor(double day) const {
+        return keptDays[static_cast<std::size_t>(static_cast<std::int64_t>(day)) % keptDays.size()];
     }
 
     TimeZone zone;
     std::unique_ptr<icu::GregorianCalendar> icu;
-    mutable CalendarDay keptDay;
-    mutable Date keptFrom{0};
-    mutable Date keptTo{0};
+    mutable std::array<KeptDay, 64> keptDays{};  // two months
 };
 
 Calendar::Calendar(const TimeZone& zone) : state_(std::make_unique<State>(zone)) {}
@@ -152,7 +180,7 @@ const TimeZone& Calendar::zone() const {
 }
 
 std::optional<CalendarDay> Calendar::day(Date date) const {
-    if (date >= state_->keptFrom && date < state_->keptTo) return state_->keptDay;
+    if (const State::KeptDay* kept = state_->kept(date)) return kept->day;
     if (!state_->moveTo(date)) return std::nullopt;
     const auto year = state_->get(UCAL_EXTENDED_YEAR);
     const auto month = state_->get(UCAL_MONTH);
@@ -169,7 +197,7 @@ std::optional<int> Calendar::hour(Date date) const {
 }
 
 std::optional<Date> Calendar::startOfDay(Date date) const {
-    if (date >= state_->keptFrom && date < state_->keptTo) return state_->keptFrom;
+    if (const State::KeptDay* kept = state_->kept(date)) return kept->from;
     if (!state_->moveTo(date)) return std::nullopt;
     return state_->moveToStart(0);
 }
@@ -184,13 +212,13 @@ std::optional<Date> Calendar::addingDays(int days, Date date) const {
     return *moved + (date.secondsSince1970() - *milliseconds(date) / 1000.0);
 }
 
-std::string Calendar::text(Date date, std::string_view localeIdentifier,
-                           std::string_view pattern) const {
+std::string Calendar::text(Date date, const TextForm& form) const {
     const auto instant = milliseconds(date);
     if (!instant) return {};
     UErrorCode status = U_ZERO_ERROR;
-    const icu::Locale locale = icu::Locale::createFromName(std::string(localeIdentifier).c_str());
-    icu::SimpleDateFormat format(wide(pattern), locale, status);
+    const icu::Locale locale =
+        icu::Locale::createFromName(std::string(form.localeIdentifier).c_str());
+    icu::SimpleDateFormat format(wide(form.pattern), locale, status);
     if (U_FAILURE(status)) return {};
     format.setCalendar(*state_->icu);
     icu::UnicodeString result;

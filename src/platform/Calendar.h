@@ -20,7 +20,8 @@ class TimeZone {
     static TimeZone utc() { return TimeZone("GMT"); }
 
     /// The machine's zone: the TZ variable, the link /etc/localtime, the name in /etc/timezone;
-    /// the first that names a known zone, else utc(). Reads the file system.
+    /// the first that names a known zone, else utc(). An empty TZ is utc(); a rule such as "JST-9"
+    /// names no zone. Reads the file system.
     static TimeZone system(const Environment& environment = processEnvironment);
 
     const std::string& identifier() const { return identifier_; }
@@ -43,10 +44,10 @@ struct CalendarDay {
 
 /// The Gregorian calendar of one zone. Days have the length that the zone gives them.
 ///
-/// A day found once is kept with its two bounds, so that the next instant of that day costs two
-/// comparisons. For this reason a calendar belongs to one thread; a copy is independent.
-/// Questions about a date that is not finite, or beyond the years of the time zone database's
-/// reach (roughly ±100,000), answer empty.
+/// A day found once is kept with its two bounds, the last two months of them, so that the next
+/// instant of that day costs a few comparisons. For this reason a calendar belongs to one thread; a
+/// copy is independent. Questions about a date that is not finite, or beyond the years of the time
+/// zone database's reach (roughly ±100,000), answer empty.
 class Calendar {
   public:
     explicit Calendar(const TimeZone& zone);
@@ -69,9 +70,12 @@ class Calendar {
     /// The same wall-clock time `days` later, or earlier when negative.
     std::optional<Date> addingDays(int days, Date date) const;
 
-    /// Formats with a pattern such as "yyyy-MM-dd EEE" in the words of the locale, for example
-    /// "en_US_POSIX". Empty text for a date without a day.
-    std::string text(Date date, std::string_view localeIdentifier, std::string_view pattern) const;
+    struct TextForm {
+        std::string_view localeIdentifier;  ///< "en_US_POSIX"
+        std::string_view pattern;           ///< "yyyy-MM-dd EEE"
+    };
+    /// The date in the words of the locale. Empty text for a date without a day.
+    std::string text(Date date, const TextForm& form) const;
 
   private:
     struct State;

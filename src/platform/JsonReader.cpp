@@ -1,5 +1,6 @@
 #include "platform/JsonReader.h"
 
+#include <algorithm>
 #include <bit>
 #include <charconv>
 #include <cmath>
@@ -25,35 +26,47 @@ std::array<std::uint64_t, 2> stored(dom::element element) {
     return std::bit_cast<std::array<std::uint64_t, 2>>(element);
 }
 
-bool isDigit(char c) {
-    return c >= '0' && c <= '9';
+// The number as the parser can take it: an integer beyond 64 bits becomes a fraction, and what no
+// double can hold becomes null.
+std::string tamed(std::string_view number) {
+    const bool isIntegral = number.find_first_of(".eE") == std::string_view::npos;
+    const char* const end = number.data() + number.size();
+    std::uint64_t magnitude = 0;
+    const bool isNegative = number.front() == '-';
+    if (isIntegral &&
+        std::from_chars(number.data() + (isNegative ? 1 : 0), end, magnitude).ec == std::errc() &&
+        (!isNegative || magnitude <= std::uint64_t{1} << 63)) {
+        return std::string(number);
+    }
+    double value = 0;
+    const bool isOutOfRange =
+        std::from_chars(number.data(), end, value).ec == std::errc::result_out_of_range;
+    // A number too close to zero is out of range as well, and is fine.
+    if (isOutOfRange && number.find("e-") == std::string_view::npos &&
+        number.find("E-") == std::string_view::npos) {
+        return "null";
+    }
+    return std::string(number) + (isIntegral ? ".0" : "");
 }
 
-// The parser refuses a document for one integer beyond 64 bits. Such a number becomes a fraction
-// by a ".0" behind it, so that it costs only itself.
-std::string withWideIntegersAsFractions(std::string_view text) {
+// The parser refuses a document for one number out of its range. This makes such a number cost only
+// itself.
+std::string withTamedNumbers(std::string_view text) {
+    constexpr std::string_view numberBytes = "0123456789+-.eE";
     std::string result;
     result.reserve(text.size() + 64);
     bool inString = false;
     for (std::size_t i = 0; i < text.size(); ++i) {
         const char c = text[i];
-        if (inString || !isDigit(c)) {
-            result.push_back(c);
-            if (inString && c == '\\' && i + 1 < text.size()) result.push_back(text[++i]);
-            if (c == '"') inString = !inString;
+        if (!inString && (c == '-' || (c >= '0' && c <= '9'))) {
+            const std::size_t end = std::min(text.find_first_not_of(numberBytes, i), text.size());
+            result += tamed(text.substr(i, end - i));
+            i = end - 1;
             continue;
         }
-        std::size_t end = i;
-        while (end < text.size() && isDigit(text[end])) ++end;
-        const char before = result.empty() ? ' ' : result.back();
-        const bool integral =
-            before != '.' && before != 'e' && before != 'E' && before != '+' &&
-            (end == text.size() || (text[end] != '.' && text[end] != 'e' && text[end] != 'E'));
-        const bool exponent =
-            before == '-' && result.size() > 1 && (result[result.size() - 2] | 0x20) == 'e';
-        result.append(text, i, end - i);
-        if (integral && !exponent && end - i > 18) result.append(".0");
-        i = end - 1;
+        result.push_back(c);
+        if (inString && c == '\\' && i + 1 < text.size()) result.push_back(text[++i]);
+        if (c == '"') inString = !inString;
     }
     return result;
 }
@@ -153,10 +166,10 @@ std::optional<JsonView> JsonParser::parsePadded(std::string_view text) {
     };
     simdjson::error_code error = attempt(text);
     if (error == simdjson::NUMBER_ERROR) {
-        std::string widened = withWideIntegersAsFractions(text);
-        const std::size_t size = widened.size();
-        widened.append(padding, ' ');
-        error = attempt(std::string_view(widened).substr(0, size));
+        std::string tame = withTamedNumbers(text);
+        const std::size_t size = tame.size();
+        tame.append(padding, ' ');
+        error = attempt(std::string_view(tame).substr(0, size));
     }
     if (error != simdjson::SUCCESS) return std::nullopt;
     return JsonView(stored(root));

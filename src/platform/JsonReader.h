@@ -68,8 +68,9 @@ class JsonParser {
     JsonParser& operator=(JsonParser&&) noexcept;
     ~JsonParser();
 
-    /// Parses without a copy. Empty if the text is not one JSON document in UTF-8, nests deeper
-    /// than 1,024 levels, or holds a number that no double can. The view lives until the next call.
+    /// Parses without a copy. Empty if the text is not one JSON document in UTF-8, or nests deeper
+    /// than 1,024 levels. A number that no double can hold is null. The view lives until the next
+    /// call.
     std::optional<JsonView> parsePadded(std::string_view text);
 
     /// The same for a text without padding, which is copied.

@@ -8,6 +8,12 @@ namespace vantry {
 
 namespace fs = std::filesystem;
 
+fs::path absolutePath(const fs::path& path) {
+    std::error_code error;
+    fs::path absolute = fs::absolute(path, error);
+    return error ? fs::path("/") / path : absolute;
+}
+
 UserDirectories UserDirectories::below(const fs::path& home) {
     return {.home = home,
             .config = home / ".config",
@@ -17,7 +23,8 @@ UserDirectories UserDirectories::below(const fs::path& home) {
 }
 
 UserDirectories UserDirectories::current(const Environment& environment) {
-    if (const auto override = environment("VANTRY_HOME_OVERRIDE")) return below(*override);
+    const std::string override = environment("VANTRY_HOME_OVERRIDE").value_or("");
+    if (!override.empty()) return below(absolutePath(override));
     UserDirectories result = below(realHome(environment));
     const auto replace = [&](fs::path& directory, const char* variable) {
         const fs::path value = environment(variable).value_or("");

@@ -6,10 +6,19 @@ namespace vantry {
 
 WorkQueue::WorkQueue(std::size_t threadCount) {
     threads_.reserve(threadCount);
-    for (std::size_t i = 0; i < threadCount; ++i) threads_.emplace_back([this] { run(); });
+    try {
+        for (std::size_t i = 0; i < threadCount; ++i) threads_.emplace_back([this] { run(); });
+    } catch (...) {
+        end();  // the threads that there are would be waited for without an end
+        throw;
+    }
 }
 
 WorkQueue::~WorkQueue() {
+    end();
+}
+
+void WorkQueue::end() {
     {
         const std::lock_guard lock(mutex_);
         ending_ = true;
@@ -45,7 +54,11 @@ void TaskGroup::submit(std::function<void()> task) {
         ++open_;
     }
     queue_.submit([this, task = std::move(task)] {
-        task();
+        try {
+            task();
+        } catch (...) {
+            // Whoever waits finds the task's result missing.
+        }
         // Notified under the lock: the waiter may destroy this group as soon as it sees zero.
         const std::lock_guard lock(mutex_);
         if (--open_ == 0) ended_.notify_all();

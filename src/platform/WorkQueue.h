@@ -11,7 +11,8 @@
 namespace vantry {
 
 /// A few threads that run tasks in the order they come. Tasks must not throw, and must not wait
-/// for tasks of the same queue. The end of the queue's life runs what is still waiting.
+/// for tasks of the same queue. The end of the queue's life runs what is still waiting. Throws
+/// std::system_error where the system gives no thread.
 class WorkQueue {
   public:
     explicit WorkQueue(std::size_t threadCount);
@@ -24,6 +25,7 @@ class WorkQueue {
 
   private:
     void run();
+    void end();
 
     std::mutex mutex_;
     std::condition_variable ready_;
@@ -32,7 +34,8 @@ class WorkQueue {
     std::vector<std::jthread> threads_;
 };
 
-/// Tasks that belong together, so that somebody can wait for all of them.
+/// Tasks that belong together, so that somebody can wait for all of them. A task that throws has
+/// ended like any other.
 class TaskGroup {
   public:
     explicit TaskGroup(WorkQueue& queue) : queue_(queue) {}

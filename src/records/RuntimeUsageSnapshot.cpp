@@ -4,17 +4,17 @@
 
 namespace vantry {
 
-std::optional<std::int64_t> preferredRuntimeTodayTokens(std::optional<std::int64_t> detailed,
-                                                        std::optional<std::int64_t> fallback) {
-    return detailed ? detailed : fallback;
+std::optional<std::int64_t> preferredRuntimeTodayTokens(const TodayTokenSources& sources) {
+    return sources.detailed ? sources.detailed : sources.fallback;
 }
 
 std::optional<std::int64_t> RuntimeUsageSnapshot::todayTokens() const {
     if (!snapshot.local) return std::nullopt;
-    const auto& detailed = snapshot.local->detailedUsage;
-    return preferredRuntimeTodayTokens(
-        detailed ? std::optional(detailed->today.tokens.visibleTotalTokens()) : std::nullopt,
-        snapshot.local->todayTokens);
+    TodayTokenSources sources{.fallback = snapshot.local->todayTokens};
+    if (const auto& detailed = snapshot.local->detailedUsage) {
+        sources.detailed = detailed->today.tokens.visibleTotalTokens();
+    }
+    return preferredRuntimeTodayTokens(sources);
 }
 
 std::optional<Date> RuntimeUsageSnapshot::defaultQuotaCapturedAt(const UsageSnapshot& snapshot) {

@@ -10,9 +10,13 @@
 
 namespace vantry {
 
+struct TodayTokenSources {
+    std::optional<std::int64_t> detailed;  ///< of the session logs
+    std::optional<std::int64_t> fallback;  ///< the plain total
+};
+
 /// Detailed figures beat the plain total, also when they are zero.
-std::optional<std::int64_t> preferredRuntimeTodayTokens(std::optional<std::int64_t> detailed,
-                                                        std::optional<std::int64_t> fallback);
+std::optional<std::int64_t> preferredRuntimeTodayTokens(const TodayTokenSources& sources);
 
 /// One runtime's snapshot with how far it can be trusted and where it came from.
 struct RuntimeUsageSnapshot {

@@ -1,10 +1,12 @@
 #include "records/TaskBoard.h"
 
+#include "records/TokenBreakdown.h"
+
 namespace vantry {
 
 std::int64_t TaskBoard::totalCount() const {
     std::int64_t total = 0;
-    for (const TaskColumn& column : columns) total += column.count;
+    for (const TaskColumn& column : columns) total = saturatingAdd(total, column.count);
     return total;
 }
 

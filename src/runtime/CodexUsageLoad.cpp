@@ -1,5 +1,9 @@
 #include "runtime/CodexUsageLoad.h"
 
+#include <system_error>
+
+#include "diagnostics/ReaderPerformanceTrace.h"
+#include "platform/UserDirectories.h"
 #include "platform/WorkQueue.h"
 #include "runtime/ConcurrentValueBox.h"
 
@@ -18,15 +22,29 @@ struct Boxes {
     ConcurrentValueBox<TaskBoardRead> taskBoard;
 };
 
+// A home of the caller's choice has an account of its own, so the child is given that home too.
+AppServerRequest requestFor(const RuntimeLoadContext& context) {
+    AppServerRequest request{.search = {.homeDirectory = context.homeDirectory}};
+    if (context.homeDirectory != UserDirectories::realHome()) {
+        request.environment.emplace_back("HOME", context.homeDirectory.string());
+        if (processEnvironment("CODEX_HOME")) {
+            request.environment.emplace_back("CODEX_HOME",
+                                             (context.homeDirectory / ".codex").string());
+        }
+    }
+    return request;
+}
+
 void fillBoxes(Boxes& boxes, const RuntimeLoadContext& context,
                const RuntimeSnapshotLoadOptions& options, const ReadSources& sources) {
     WorkQueue queue(3);
     TaskGroup group(queue);
     group.submit([&] {
-        const AppServerRead read =
-            sources.appServer({.search = {.homeDirectory = context.homeDirectory}});
+        const AppServerRead read = sources.appServer(requestFor(context));
         boxes.appServer.set(read);
-        if (options.onQuotaReady) options.onQuotaReady(makeQuotaSnapshot(context, read, true));
+        if (options.onQuotaReady)
+            options.onQuotaReady(makeQuotaSnapshot(
+                {.context = context, .appServer = read, .isLoadingLocalUsage = true}));
     });
     if (auto reusable = reusableLocalUsageResult(options)) {
         boxes.localUsage.set({.result = *std::move(reusable), .messages = {}});
@@ -45,26 +63,34 @@ void fillBoxes(Boxes& boxes, const RuntimeLoadContext& context,
 
 UsageSnapshot load(const RuntimeLoadContext& context, const RuntimeSnapshotLoadOptions& options,
                    const ReadSources& sources) {
+    ReaderPerformanceTrace trace;
     Boxes boxes;
-    fillBoxes(boxes, context, options, sources);
+    try {
+        fillBoxes(boxes, context, options, sources);
+    } catch (const std::system_error&) {
+        // No thread could be had; what is missing is told below.
+    }
+    trace.checkpoint("sources");
     const AppServerRead appServer =
         boxes.appServer.take().value_or(AppServerRead{{}, {"app-server 读取未完成"}});
-    const LocalUsageRead localUsage =
+    LocalUsageRead localUsage =
         boxes.localUsage.take().value_or(LocalUsageRead{{}, {"本机用量读取未完成"}});
-    const TaskBoardRead taskBoard =
+    TaskBoardRead taskBoard =
         boxes.taskBoard.take().value_or(TaskBoardRead{{}, {"任务看板读取未完成"}});
 
-    UsageSnapshot snapshot = makeQuotaSnapshot(context, appServer, false);
+    UsageSnapshot snapshot = makeQuotaSnapshot(
+        {.context = context, .appServer = appServer, .isLoadingLocalUsage = false});
     append(snapshot.messages, localUsage.messages);
     append(snapshot.messages, taskBoard.messages);
-    snapshot.local = localUsage.result.local;
+    snapshot.local = std::move(localUsage.result.local);
     snapshot.localUsageCapturedAt = localUsage.result.capturedAt;
     snapshot.localUsageIsStale = localUsage.result.isStale;
     snapshot.localUsageReadStatus = localUsage.result.readStatus;
-    snapshot.localReadMessages = localUsage.messages;
+    snapshot.localReadMessages = std::move(localUsage.messages);
     snapshot.readerState.localDependencyFailure = localUsage.result.dependencyFailure;
-    snapshot.taskBoard = taskBoard.board;
+    snapshot.taskBoard = std::move(taskBoard.board);
     if (snapshot.local) snapshot.bindTaskBoardTokens();
+    trace.finish("load");
     return snapshot;
 }
 
@@ -82,33 +108,34 @@ std::optional<LocalUsageReadResult> reusableLocalUsageResult(
                                 .dependencyFailure = previous.readerState.localDependencyFailure};
 }
 
-UsageSnapshot makeQuotaSnapshot(const RuntimeLoadContext& context, const AppServerRead& appServer,
-                                bool isLoadingLocalUsage) {
-    const AppServerSnapshot& official = appServer.snapshot;
-    return {.refreshedAt = context.now,
-            .account = official.account,
-            .accountIdentity = official.accountIdentity,
-            .primary = official.primary,
-            .secondary = official.secondary,
-            .credits = official.credits,
-            .officialLifetimeTokens = official.officialLifetimeTokens,
-            .officialLifetimeCapturedAt = official.officialLifetimeCapturedAt,
-            .officialLifetimeIsStale = official.officialLifetimeIsStale,
-            .officialUsageReadStatus = official.officialUsageReadStatus,
-            .cloudDailyBuckets = official.cloudDailyBuckets,
-            .cloudDailyUsageAttempted = official.cloudDailyUsageAttempted,
-            .cloudDailyUsageCapturedAt = official.cloudDailyUsageCapturedAt,
-            .cloudDailyUsageIsStale = official.cloudDailyUsageIsStale,
-            .messages = appServer.messages,
-            .readerState = {.isLoading = isLoadingLocalUsage, .appServer = official.readState}};
+UsageSnapshot makeQuotaSnapshot(const QuotaSnapshotParts& parts) {
+    const AppServerSnapshot& official = parts.appServer.snapshot;
+    return {
+        .refreshedAt = parts.context.now,
+        .account = official.account,
+        .accountIdentity = official.accountIdentity,
+        .primary = official.primary,
+        .secondary = official.secondary,
+        .credits = official.credits,
+        .officialLifetimeTokens = official.officialLifetimeTokens,
+        .officialLifetimeCapturedAt = official.officialLifetimeCapturedAt,
+        .officialLifetimeIsStale = official.officialLifetimeIsStale,
+        .officialUsageReadStatus = official.officialUsageReadStatus,
+        .cloudDailyBuckets = official.cloudDailyBuckets,
+        .cloudDailyUsageAttempted = official.cloudDailyUsageAttempted,
+        .cloudDailyUsageCapturedAt = official.cloudDailyUsageCapturedAt,
+        .cloudDailyUsageIsStale = official.cloudDailyUsageIsStale,
+        .messages = parts.appServer.messages,
+        .readerState = {.isLoading = parts.isLoadingLocalUsage, .appServer = official.readState}};
 }
 
-UsageSnapshot loadQuota(const RuntimeLoadContext& context, const QuotaRequest& request) {
-    const AppServerRead read = readAppServer({.executablePath = request.executablePath,
-                                              .search = {.homeDirectory = context.homeDirectory},
-                                              .responseTimeout = request.responseTimeout,
-                                              .requestedResponseIDs = {2, 3}});
-    return makeQuotaSnapshot(context, read, false);
+UsageSnapshot loadQuota(const RuntimeLoadContext& context, const QuotaRequest& quota) {
+    AppServerRequest request = requestFor(context);
+    request.executablePath = quota.executablePath;
+    request.responseTimeout = quota.responseTimeout;
+    request.requestedResponseIDs = {2, 3};
+    return makeQuotaSnapshot(
+        {.context = context, .appServer = readAppServer(request), .isLoadingLocalUsage = false});
 }
 
 }  // namespace vantry::CodexUsageReader

@@ -33,8 +33,12 @@ std::optional<LocalUsageReadResult> reusableLocalUsageResult(
     const RuntimeSnapshotLoadOptions& options);
 
 /// The account's side of a snapshot, with nothing local in it.
-UsageSnapshot makeQuotaSnapshot(const RuntimeLoadContext& context, const AppServerRead& appServer,
-                                bool isLoadingLocalUsage);
+struct QuotaSnapshotParts {
+    const RuntimeLoadContext& context;
+    const AppServerRead& appServer;
+    bool isLoadingLocalUsage = false;
+};
+UsageSnapshot makeQuotaSnapshot(const QuotaSnapshotParts& parts);
 
 /// The quota-only refresh: account and quota, no usage history. Blocks for at most
 /// `responseTimeout` seconds and half a second more.
@@ -42,6 +46,6 @@ struct QuotaRequest {
     std::optional<std::filesystem::path> executablePath;
     double responseTimeout = 30;
 };
-UsageSnapshot loadQuota(const RuntimeLoadContext& context, const QuotaRequest& request = {});
+UsageSnapshot loadQuota(const RuntimeLoadContext& context, const QuotaRequest& quota = {});
 
 }  // namespace vantry::CodexUsageReader

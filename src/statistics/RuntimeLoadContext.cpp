@@ -9,12 +9,12 @@ RuntimeLoadContext RuntimeLoadContext::live(
     Date now, const StatisticsTimeZonePreference& statisticsPreference,
     const Environment& environment) {
     const UserDirectories directories = UserDirectories::current(environment);
-    const auto cacheOverride = environment("VANTRY_CACHE_OVERRIDE");
+    const std::string cacheOverride = environment("VANTRY_CACHE_OVERRIDE").value_or("");
     return {
         .now = now,
         .homeDirectory = directories.home,
-        .cacheDirectory = cacheOverride ? std::filesystem::path(*cacheOverride)
-                                        : directories.cache / application::displayName,
+        .cacheDirectory = cacheOverride.empty() ? directories.cache / application::displayName
+                                                : absolutePath(cacheOverride),
         .statistics = StatisticsContext(statisticsPreference, now, TimeZone::system(environment))};
 }
 

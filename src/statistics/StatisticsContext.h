@@ -15,8 +15,9 @@ std::string localDayKey(Date date, const Calendar& calendar);
 class StatisticsContext {
   public:
     /// The preference is repaired against `systemTimeZone` first.
-    StatisticsContext(const StatisticsTimeZonePreference& preference, Date now = Date::now(),
-                      const TimeZone& systemTimeZone = TimeZone::system());
+    explicit StatisticsContext(const StatisticsTimeZonePreference& preference,
+                               Date now = Date::now(),
+                               const TimeZone& systemTimeZone = TimeZone::system());
 
     const StatisticsTimeZonePreference& preference() const { return preference_; }
     const TimeZone& timeZone() const { return timeZone_; }
@@ -47,11 +48,18 @@ class StatisticsContext {
 
 namespace StatisticsDateFormatting {
 
+struct Label {
+    Date from;
+    const Calendar& calendar;
+    std::string_view localeIdentifier;  ///< "en_US_POSIX"
+    std::string_view dateFormat;        ///< "yyyy-MM-dd EEE"
+};
+
 /// All date labels of statistics go through here, so that date, weekday and month follow the
 /// calendar's zone and never the machine's.
-inline std::string string(Date date, const Calendar& calendar, std::string_view localeIdentifier,
-                          std::string_view dateFormat) {
-    return calendar.text(date, localeIdentifier, dateFormat);
+inline std::string string(const Label& label) {
+    return label.calendar.text(
+        label.from, {.localeIdentifier = label.localeIdentifier, .pattern = label.dateFormat});
 }
 
 }  // namespace StatisticsDateFormatting

@@ -20,7 +20,7 @@ StatisticsTimeZonePreference load(UserDefaults& defaults, const TimeZone& system
     const StatisticsTimeZonePreference read{
         .selection = selection.value_or(StatisticsTimeZoneSelection::system),
         .fixedIdentifier = defaults.string(identifierKey).value_or(system.identifier())};
-    const StatisticsTimeZonePreference repaired = read.repaired(system);
+    StatisticsTimeZonePreference repaired = read.repaired(system);
     if (!(repaired == read)) store(repaired, defaults);
     return repaired;
 }

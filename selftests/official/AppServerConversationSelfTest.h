@@ -1,0 +1,7 @@
+#pragma once
+
+namespace vantry::AppServerConversationSelfTest {
+
+bool run();
+
+}  // namespace vantry::AppServerConversationSelfTest

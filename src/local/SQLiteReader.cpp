@@ -1,0 +1,62 @@
+#include "local/SQLiteReader.h"
+
+#include <algorithm>
+
+#include "io/BoundedProcessRunner.h"
+#include "platform/Text.h"
+
+namespace vantry::CodexUsageReader {
+
+namespace fs = std::filesystem;
+
+std::optional<fs::path> firstExistingPath(const std::vector<fs::path>& candidates) {
+    const auto found = std::ranges::find_if(candidates, [](const fs::path& candidate) {
+        std::error_code error;
+        return fs::exists(candidate, error);
+    });
+    if (found == candidates.end()) return std::nullopt;
+    return *found;
+}
+
+std::vector<fs::path> stateDatabaseCandidates(const fs::path& home) {
+    return {home / ".codex/state_5.sqlite", home / ".codex/sqlite/state_5.sqlite"};
+}
+
+std::vector<fs::path> sqliteProgramCandidates() {
+    return {"/usr/bin/sqlite3", "/usr/local/bin/sqlite3", "/opt/homebrew/bin/sqlite3",
+            "/home/linuxbrew/.linuxbrew/bin/sqlite3"};
+}
+
+std::string_view messageFor(SQLiteReadFailure failure) {
+    return failure == SQLiteReadFailure::queryFailed ? "SQLite 查询失败"
+                                                     : "SQLite 数据格式异常，未采用该批数据";
+}
+
+std::optional<JsonDocument> runSQLiteJSON(const SQLiteQuery& query) {
+    constexpr std::size_t outputLimit = 16'777'216;
+    const BoundedProcessResult result = BoundedProcessRunner::run(
+        {.executableURL = query.sqlitePath,
+         .arguments = {"-readonly", "-json", query.databasePath.string(), query.query},
+         .timeout = 5.0,
+         .maxOutputBytes = outputLimit});
+    if (result.kind != BoundedProcessResult::Kind::success) return std::nullopt;
+    // Without rows the program prints nothing.
+    const std::string& output = result.output.standardOutput;
+    auto document = JsonDocument::parse(trimmed(output).empty() ? "[]" : std::string_view(output));
+    if (!document || !document->root().isArray()) return std::nullopt;
+    bool areObjects = true;
+    document->root().forEachElement([&](JsonView row) { return areObjects = row.isObject(); });
+    if (!areObjects) return std::nullopt;
+    return document;
+}
+
+std::optional<Date> sqliteDateFromEpoch(JsonView value) {
+    constexpr std::int64_t firstMillisecond = 10'000'000'001;
+    constexpr std::int64_t lastMillisecond = 253'402'300'799'000;
+    const auto number = int64Value(value);
+    if (!number || *number <= 0 || *number > lastMillisecond) return std::nullopt;
+    const auto epoch = static_cast<double>(*number);
+    return Date(*number < firstMillisecond ? epoch : epoch / 1000.0);
+}
+
+}  // namespace vantry::CodexUsageReader

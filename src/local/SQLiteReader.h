@@ -1,0 +1,50 @@
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <variant>
+#include <vector>
+
+#include "platform/Date.h"
+#include "platform/JsonReader.h"
+
+/// Codex's state database, asked through the `sqlite3` program. Nothing here opens the database
+/// itself, and the program is told to read only. Functions block; any thread.
+namespace vantry::CodexUsageReader {
+
+/// The first path that exists.
+std::optional<std::filesystem::path> firstExistingPath(
+    const std::vector<std::filesystem::path>& candidates);
+
+/// The places where the state database of that home may lie, in order of preference.
+std::vector<std::filesystem::path> stateDatabaseCandidates(const std::filesystem::path& home);
+
+/// The places where the `sqlite3` program may lie, in order of preference.
+std::vector<std::filesystem::path> sqliteProgramCandidates();
+
+enum class SQLiteReadFailure { queryFailed, invalidData };
+
+/// What a user is told of a failure.
+std::string_view messageFor(SQLiteReadFailure failure);
+
+template <class Value>
+using SQLiteReadResult = std::variant<Value, SQLiteReadFailure>;
+
+/// The rows of a query: the root of the document is a list of objects.
+struct SQLiteQuery {
+    std::filesystem::path sqlitePath;
+    std::filesystem::path databasePath;
+    std::string query;
+};
+
+/// The rows as a document whose root is a list of objects; nothing when the program fails, takes
+/// more than 5 seconds or prints more than 16 MiB or something else. No output at all is no row.
+std::optional<JsonDocument> runSQLiteJSON(const SQLiteQuery& query);
+
+/// A point in time from seconds or milliseconds since 1970, told apart by their size; nothing for
+/// zero, anything negative and anything beyond the year 9999.
+std::optional<Date> sqliteDateFromEpoch(JsonView value);
+
+}  // namespace vantry::CodexUsageReader

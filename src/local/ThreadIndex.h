@@ -1,0 +1,67 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "local/SQLiteReader.h"
+#include "platform/Date.h"
+
+namespace vantry {
+
+/// One conversation of the state database with the log that belongs to it.
+struct SessionUsageSource {
+    std::string threadId;     ///< never empty
+    std::string rolloutPath;  ///< never empty
+    std::optional<std::string> model;
+    std::string cwd;
+    std::optional<Date> updatedAt;
+    bool isSubagent = false;
+    /// A guardian's log legitimately names no parent.
+    bool allowsMissingParentLineage = false;
+    std::optional<std::string> title;
+
+    friend bool operator==(const SessionUsageSource&, const SessionUsageSource&) = default;
+};
+
+struct SQLiteLocalTotals {
+    std::int64_t threadCount = 0;
+    std::optional<Date> lastUpdatedAt;
+
+    friend bool operator==(const SQLiteLocalTotals&, const SQLiteLocalTotals&) = default;
+};
+
+/// The thread index. A batch with one bad row is refused whole: a thread that is left out would
+/// silently lower every figure. Reads block; any thread.
+namespace CodexUsageReader {
+
+struct StateDatabase {
+    std::filesystem::path sqlitePath;
+    std::filesystem::path databasePath;
+};
+
+SQLiteReadResult<SQLiteLocalTotals> readLocalTotals(const StateDatabase& database);
+
+/// Oldest first. Works with databases that have no `name` column.
+SQLiteReadResult<std::vector<SessionUsageSource>> readThreadIndex(const StateDatabase& database);
+
+/// From the rows of the totals query; nothing unless there is one valid row.
+std::optional<SQLiteLocalTotals> parseSQLiteLocalTotals(JsonView rows);
+
+/// From the rows of the index query; nothing if any row is damaged. Of several threads with one
+/// log the first keeps it.
+std::optional<std::vector<SessionUsageSource>> parseSessionUsageSources(JsonView rows);
+
+/// The `subagent` object of a `source` text, copied out of it; nothing for any other text.
+struct SubagentSource {
+    std::optional<std::string> other;
+
+    friend bool operator==(const SubagentSource&, const SubagentSource&) = default;
+};
+std::optional<SubagentSource> subagentSourceMetadata(JsonView value);
+
+}  // namespace CodexUsageReader
+
+}  // namespace vantry

@@ -1,0 +1,31 @@
+#include "platform/Compression.h"
+
+#include <zstd.h>
+
+namespace vantry {
+
+namespace {
+constexpr int level = 3;  // a first read of many logs waits for this
+}
+
+std::optional<std::string> compressed(std::string_view bytes) {
+    std::string result(ZSTD_compressBound(bytes.size()), '\0');
+    const std::size_t size =
+        ZSTD_compress(result.data(), result.size(), bytes.data(), bytes.size(), level);
+    if (ZSTD_isError(size) != 0 || size == 0 || size >= bytes.size()) return std::nullopt;
+    result.resize(size);
+    result.shrink_to_fit();
+    return result;
+}
+
+std::optional<std::string> decompressed(std::string_view bytes, std::size_t size) {
+    // The frame says how much it holds; a lie is caught below, an excess before it costs memory.
+    if (ZSTD_getFrameContentSize(bytes.data(), bytes.size()) != size) return std::nullopt;
+    std::string result(size, '\0');
+    const std::size_t written =
+        ZSTD_decompress(result.data(), result.size(), bytes.data(), bytes.size());
+    if (ZSTD_isError(written) != 0 || written != size) return std::nullopt;
+    return result;
+}
+
+}  // namespace vantry

@@ -1,0 +1,141 @@
+#include <csignal>
+#include <fstream>
+#include <future>
+
+#include "platform/Sha256.h"
+#include "support/Program.h"
+
+namespace vantry {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+class Read : public ProgramTest {
+  protected:
+    /// A codex that leaves its process number in pidFile().
+    std::string signingCodex(const std::string& changes = "") const {
+        return codexScript(changes + "\necho $$ > '" + pidFile().string() + "'");
+    }
+    fs::path pidFile() const { return root() / "codex-pid"; }
+};
+
+const std::map<std::string, std::string> wholeAccount{
+    {"schemaVersion", "2"},
+    {"runtimes", "size 1"},
+    {"runtimes.0.status", "available"},
+    {"runtimes.0.snapshot.primary.remainingPercent", "77"},
+    {"aggregate.secondary.remainingPercent", "59.5"},
+    {"compat.codex.primary.windowDurationMins", "300"},
+    {"compat.codex.primary.resetsAt", "2100-01-01T00:00:00Z"},
+    {"compat.codex.secondary.usedPercent", "40.5"},
+    {"compat.codex.secondary.windowDurationMins", "10080"},
+    {"compat.codex.credits.hasCredits", "true"},
+    {"compat.codex.credits.unlimited", "false"},
+    {"compat.codex.credits.balance", "12.50"},
+    {"compat.codex.credits.resetCredits", "2"},
+    {"compat.codex.account.type", "chatgpt"},
+    {"compat.codex.account.planType", "plus"},
+    {"compat.codex.account.emailPresent", "true"},
+    {"compat.codex.accountIdentity", "codex-account:" + sha256Hex("fixture-account")},
+    {"compat.codex.officialUsageReadStatus", "succeeded"},
+    {"compat.codex.readerState.appServer", "responded"},
+    {"compat.codex.messages", "size 0"}};
+
+TEST_F(Read, ShowsTheAccountWithoutItsNames) {
+    installCodex(codexScript());
+    const std::string whole = dump();
+    expectFacts(whole, wholeAccount);
+    EXPECT_EQ(whole.find('@'), std::string::npos);
+    EXPECT_EQ(whole.find("fixture-account"), std::string::npos);
+    expectFacts(run({"--dump-probe-summary"}).output,
+                {{"runtimes.0.status", "available"}, {"runtimes.0.quotaAvailable", "true"}});
+}
+
+TEST_F(Read, SaysWhatIsMissingAndShowsNoZero) {
+    const struct {
+        const char* what;
+        std::string codex;  // empty: none
+        const char* state;
+        std::vector<std::string> messages;
+    } cases[] = {
+        {"no codex", "", "executableMissing", {"未找到 codex 可执行文件"}},
+        {"signed out",
+         codexScript("account() { echo '{\"id\":2,\"result\":{\"account\":null}}'; }\n"
+                     "quota() { failure $1; }\nusage() { failure 4; }"),
+         "failed",
+         {"app-server 3: sign in first", "app-server 4: sign in first",
+          "app-server 5: sign in first", "app-server 返回错误"}},
+        {"a codex that dies",
+         codexScript("usage() { kill -9 $$; }"),
+         "failed",
+         {"app-server 提前结束"}},
+        {"a codex that floods",
+         codexScript("quota() { head -c 9000000 /dev/zero; sleep 60; }"),
+         "failed",
+         {"app-server 输出超出安全限制"}},
+        {"no program", "\177ELF", "failed", {"app-server 启动失败"}},
+    };
+    for (const auto& entry : cases) {
+        SCOPED_TRACE(entry.what);
+        if (!entry.codex.empty()) installCodex(entry.codex);
+        std::map<std::string, std::string> facts{
+            {"runtimes.0.status", "unavailable"},
+            {"compat.codex.readerState.appServer", entry.state}};
+        for (std::size_t i = 0; i <= entry.messages.size(); ++i) {
+            facts["compat.codex.messages." + std::to_string(i)] =
+                i < entry.messages.size() ? entry.messages[i] : "missing";
+        }
+        for (const char* absent : {"account", "accountIdentity", "primary", "secondary", "credits",
+                                   "officialLifetimeTokens", "cloudDailyBuckets", "local"}) {
+            facts[std::string("compat.codex.").append(absent)] = "null";
+        }
+        expectFacts(dump(), facts);
+    }
+}
+
+TEST_F(Read, RunsNoCodexThroughALink) {
+    installCodex(signingCodex());
+    const fs::path codex = root() / "home/.local/bin/codex";
+    fs::rename(codex, root() / "elsewhere");
+    fs::create_symlink(root() / "elsewhere", codex);
+    expectFacts(dump(), {{"compat.codex.readerState.appServer", "executableMissing"}});
+    EXPECT_FALSE(fs::exists(pidFile()));
+}
+
+TEST_F(Read, TheFilterLimitsTheRuntimes) {
+    installCodex(signingCodex());
+    const struct {
+        const char* filter;
+        bool isRead;
+    } cases[] = {{"other", false}, {"other, CODEX", true}, {"", true}};
+    for (const auto& entry : cases) {
+        SCOPED_TRACE(entry.filter);
+        fs::remove(pidFile());
+        expectFacts(dump({{"VANTRY_RUNTIME_FILTER", entry.filter}}),
+                    {{"runtimes", entry.isRead ? "size 1" : "size 0"},
+                     {"compat.codex.primary.usedPercent", entry.isRead ? "23" : "missing"},
+                     {"aggregate.primary.usedPercent", entry.isRead ? "23" : "missing"}});
+        EXPECT_EQ(fs::exists(pidFile()), entry.isRead);
+    }
+}
+
+TEST_F(Read, LeavesNoCodexBehind) {
+    installCodex(signingCodex("finish() { trap '' TERM; exec sleep 60; }"));
+    expectFacts(dump(), wholeAccount);
+    pid_t codex = 0;
+    std::ifstream(pidFile()) >> codex;
+    ASSERT_GT(codex, 0);
+    EXPECT_NE(::kill(codex, 0), 0) << "codex still runs";
+}
+
+TEST_F(Read, SeveralProgramsReadAtOnce) {
+    installCodex(codexScript());
+    std::vector<std::future<std::string>> reads(4);
+    for (auto& read : reads) read = std::async(std::launch::async, [this] { return dump(); });
+    for (auto& read : reads) expectFacts(read.get(), wholeAccount);
+}
+
+}  // namespace
+
+}  // namespace vantry

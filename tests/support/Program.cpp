@@ -1,0 +1,138 @@
+#include "support/Program.h"
+
+#include <sstream>
+
+#include "io/BoundedProcessRunner.h"
+#include "official/CodexExecutable.h"
+#include "platform/JsonReader.h"
+
+namespace vantry {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+JsonView step(JsonView value, const std::string& name) {
+    if (!value.isArray()) return value[name];
+    JsonView found;
+    std::size_t left = std::stoul(name);
+    value.forEachElement([&](JsonView element) {
+        found = left == 0 ? element : JsonView();
+        return left-- > 0;
+    });
+    return found;
+}
+
+std::string shown(JsonView value) {
+    if (value.isMissing()) return "missing";
+    if (value.isNull()) return "null";
+    if (const auto text = value.text()) return std::string(*text);
+    std::ostringstream other;
+    if (const auto truth = value.boolean()) {
+        other << std::boolalpha << *truth;
+    } else if (const auto number = value.number()) {
+        other << *number;
+    } else {
+        other << "size " << value.size();
+    }
+    return other.str();
+}
+
+}  // namespace
+
+ProgramTest::ProgramTest() {
+    for (const char* name : {"home", "user", "tmp"}) fs::create_directory(root() / name);
+}
+
+void ProgramTest::SetUp() {
+    const auto found = CodexUsageReader::resolveCodexExecutablePath({.homeDirectory = root()});
+    if (found) GTEST_SKIP() << "this machine has " << *found << ", which would be run";
+}
+
+ProgramRun ProgramTest::run(const std::vector<std::string>& arguments,
+                            const Variables& variables) const {
+    std::vector<std::string> command{VANTRY_PROGRAM};
+    command.insert(command.end(), arguments.begin(), arguments.end());
+    return runClean(command, variables);
+}
+
+ProgramRun ProgramTest::runShell(const std::string& line) const {
+    return runClean({"/bin/sh", "-c", line, VANTRY_PROGRAM}, {});
+}
+
+ProgramRun ProgramTest::runClean(const std::vector<std::string>& command,
+                                 const Variables& variables) const {
+    Variables environment = variables;  // what a test gives comes first
+    environment.insert({{"PATH", "/usr/bin:/bin"},
+                        {"TMPDIR", root() / "tmp"},
+                        {"HOME", root() / "user"},
+                        {"VANTRY_HOME_OVERRIDE", root() / "home"},
+                        {"VANTRY_CACHE_OVERRIDE", root() / "cache"}});
+    std::vector<std::string> arguments{"-i"};
+    for (const auto& [name, value] : environment) {
+        arguments.push_back(std::string(name).append("=").append(value));
+    }
+    arguments.insert(arguments.end(), command.begin(), command.end());
+    const BoundedProcessResult result = BoundedProcessRunner::run({.executableURL = "/usr/bin/env",
+                                                                   .arguments = arguments,
+                                                                   .timeout = 60,
+                                                                   .maxOutputBytes = 4'000'000});
+    using Kind = BoundedProcessResult::Kind;
+    const bool ended = result.kind == Kind::success || result.kind == Kind::nonZeroExit;
+    return {.status = ended ? result.exitCode : -1,
+            .output = result.output.standardOutput,
+            .error = result.output.standardError};
+}
+
+std::string ProgramTest::dump(const Variables& variables) const {
+    const ProgramRun ended = run({"--dump-json"}, variables);
+    EXPECT_EQ(ended.status, 0);
+    EXPECT_EQ(ended.error, "");
+    return ended.output;
+}
+
+void ProgramTest::installCodex(std::string_view script) const {
+    directory_.writeProgram("home/.local/bin/codex", script);
+}
+
+std::map<std::string, std::uintmax_t> ProgramTest::tree() const {
+    std::map<std::string, std::uintmax_t> found;
+    for (const auto& entry : fs::recursive_directory_iterator(root())) {
+        if (entry.path().string().starts_with((root() / "cache").string())) continue;
+        found[entry.path().string()] = entry.is_regular_file() ? entry.file_size() : 0;
+    }
+    return found;
+}
+
+std::string codexScript(std::string_view changes) {
+    return R"(#!/bin/sh
+[ "$*" = app-server ] || exit 1
+account() { echo '{"id":2,"result":{"account":{"type":"chatgpt","planType":"plus","email":"someone@example.invalid"}}}'; }
+quota() { echo '{"id":'$1',"result":{"accountId":"fixture-account","rateLimits":{'\
+'"primary":{"usedPercent":23,"windowDurationMins":300,"resetsAt":4102444800},'\
+'"secondary":{"usedPercent":40.5,"windowDurationMins":10080,"resetsAt":4102444800},'\
+'"credits":{"hasCredits":true,"unlimited":false,"balance":"12.50"}},'\
+'"rateLimitResetCredits":{"availableCount":2}}}'; }
+usage() { echo '{"id":4,"result":{"summary":{"lifetimeTokens":999},"dailyUsageBuckets":[]}}'; }
+failure() { echo '{"id":'$1',"error":{"code":-32600,"message":"sign in first"}}'; }
+finish() { :; }
+)" + std::string(changes) +
+           R"(
+while IFS= read -r line; do case "$line" in
+*'"id":1,'*) echo '{"id":1,"result":{}}';; *'"id":2,'*) account;; *'"id":3,'*) quota 3;;
+*'"id":4,'*) usage;; *'"id":5,'*) quota 5; finish;; esac; done
+)";
+}
+
+void expectFacts(const std::string& json, const std::map<std::string, std::string>& facts) {
+    const auto document = JsonDocument::parse(json);
+    ASSERT_TRUE(document.has_value()) << "not JSON: " << json;
+    for (const auto& [path, expected] : facts) {
+        JsonView value = document->root();
+        std::istringstream names(path);
+        for (std::string name; std::getline(names, name, '.');) value = step(value, name);
+        EXPECT_EQ(shown(value), expected) << path;
+    }
+}
+
+}  // namespace vantry

@@ -1,0 +1,63 @@
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <gtest/gtest.h>
+#include <map>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "selftests/support/SelfTest.h"
+
+namespace vantry {
+
+struct ProgramRun {
+    int status = -1;  ///< 128 plus the signal's number for a death by signal, -1 for no end
+    std::string output;
+    std::string error;
+};
+
+/// A user of the program: a directory with "home" and "cache", which the overrides name, and
+/// "user", the real home. The program sees no variable but these and those that a test gives it.
+class ProgramTest : public testing::Test {
+  protected:
+    using Variables = std::map<std::string, std::string>;
+
+    ProgramTest();
+
+    /// A machine with a codex of its own would be asked in place of the prepared home.
+    void SetUp() override;
+
+    ProgramRun run(const std::vector<std::string>& arguments,
+                   const Variables& variables = {}) const;
+
+    /// Runs a line of shell with the program's path as "$0".
+    ProgramRun runShell(const std::string& line) const;
+
+    /// What --dump-json prints; expects that it ends well and without a word on standard error.
+    std::string dump(const Variables& variables = {}) const;
+
+    /// Puts a program in the place of the home's own codex.
+    void installCodex(std::string_view script) const;
+
+    /// Every path below the directory but those of the cache, with the size of files.
+    std::map<std::string, std::uintmax_t> tree() const;
+
+    std::filesystem::path root() const { return directory_.path(); }
+
+  private:
+    ProgramRun runClean(const std::vector<std::string>& command, const Variables& variables) const;
+
+    TemporaryDirectory directory_{"vantry-program-test-"};
+};
+
+/// A shell script that answers every request of a read for one account, whose id is
+/// "fixture-account". Shell functions in `changes` take the place of its own.
+std::string codexScript(std::string_view changes = "");
+
+/// Compares what stands at paths such as "runtimes.0.status" of a document. An object or array is
+/// named by its size.
+void expectFacts(const std::string& json, const std::map<std::string, std::string>& facts);
+
+}  // namespace vantry
