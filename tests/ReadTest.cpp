@@ -121,7 +121,7 @@ TEST_F(Read, TheFilterLimitsTheRuntimes) {
 }
 
 TEST_F(Read, LeavesNoCodexBehind) {
-    installCodex(signingCodex("finish() { trap '' TERM; exec sleep 60; }"));
+    installCodex(signingCodex("trap '' TERM\nfinish() { exec sleep 60; }"));
     expectFacts(dump(), wholeAccount);
     pid_t codex = 0;
     std::ifstream(pidFile()) >> codex;

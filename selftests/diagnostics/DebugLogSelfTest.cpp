@@ -41,7 +41,7 @@ mode_t mode(const fs::path& path) {
 
 /// A Library directory of its own for each case.
 fs::path makeLibrary(const TemporaryDirectory& directory, const fs::path& name) {
-    const fs::path library = directory.path() / name / "Library";
+    fs::path library = directory.path() / name / "Library";
     fs::create_directories(library);
     return library;
 }
