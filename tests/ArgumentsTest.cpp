@@ -1,9 +1,7 @@
 #include "selftests/SelfTestModes.h"
 #include "support/Program.h"
 
-namespace vantry {
-
-namespace {
+using namespace vantry;
 
 class Arguments : public ProgramTest {};
 
@@ -48,7 +46,3 @@ TEST_F(Arguments, AModeThatIsNotBuiltFailsAndNamesEverySuite) {
         EXPECT_EQ(ended.output, expected);
     }
 }
-
-}  // namespace
-
-}  // namespace vantry

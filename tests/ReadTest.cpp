@@ -5,10 +5,7 @@
 #include "platform/Sha256.h"
 #include "support/Program.h"
 
-namespace vantry {
-
-namespace {
-
+using namespace vantry;
 namespace fs = std::filesystem;
 
 class Read : public ProgramTest {
@@ -135,7 +132,3 @@ TEST_F(Read, SeveralProgramsReadAtOnce) {
     for (auto& read : reads) read = std::async(std::launch::async, [this] { return dump(); });
     for (auto& read : reads) expectFacts(read.get(), wholeAccount);
 }
-
-}  // namespace
-
-}  // namespace vantry

@@ -49,32 +49,22 @@ void ProgramTest::SetUp() {
     if (found) GTEST_SKIP() << "this machine has " << *found << ", which would be run";
 }
 
-ProgramRun ProgramTest::run(const std::vector<std::string>& arguments,
-                            const Variables& variables) const {
-    std::vector<std::string> command{VANTRY_PROGRAM};
-    command.insert(command.end(), arguments.begin(), arguments.end());
-    return runClean(command, variables);
-}
-
-ProgramRun ProgramTest::runShell(const std::string& line) const {
-    return runClean({"/bin/sh", "-c", line, VANTRY_PROGRAM}, {});
-}
-
-ProgramRun ProgramTest::runClean(const std::vector<std::string>& command,
-                                 const Variables& variables) const {
+ProgramRun ProgramTest::run(const std::vector<std::string>& arguments, const Variables& variables,
+                            const std::string& shellLine) const {
     Variables environment = variables;  // what a test gives comes first
     environment.insert({{"PATH", "/usr/bin:/bin"},
                         {"TMPDIR", root() / "tmp"},
                         {"HOME", root() / "user"},
                         {"VANTRY_HOME_OVERRIDE", root() / "home"},
                         {"VANTRY_CACHE_OVERRIDE", root() / "cache"}});
-    std::vector<std::string> arguments{"-i"};
+    std::vector<std::string> command{"-i"};
     for (const auto& [name, value] : environment) {
-        arguments.push_back(std::string(name).append("=").append(value));
+        command.push_back(std::string(name).append("=").append(value));
     }
-    arguments.insert(arguments.end(), command.begin(), command.end());
+    command.insert(command.end(), {"/bin/sh", "-c", shellLine, VANTRY_PROGRAM});
+    command.insert(command.end(), arguments.begin(), arguments.end());
     const BoundedProcessResult result = BoundedProcessRunner::run({.executableURL = "/usr/bin/env",
-                                                                   .arguments = arguments,
+                                                                   .arguments = command,
                                                                    .timeout = 60,
                                                                    .maxOutputBytes = 4'000'000});
     using Kind = BoundedProcessResult::Kind;

@@ -29,11 +29,9 @@ class ProgramTest : public testing::Test {
     /// A machine with a codex of its own would be asked in place of the prepared home.
     void SetUp() override;
 
-    ProgramRun run(const std::vector<std::string>& arguments,
-                   const Variables& variables = {}) const;
-
-    /// Runs a line of shell with the program's path as "$0".
-    ProgramRun runShell(const std::string& line) const;
+    /// Starts the program by a line of shell, in which "$0" is its path and "$@" its arguments.
+    ProgramRun run(const std::vector<std::string>& arguments, const Variables& variables = {},
+                   const std::string& shellLine = R"(exec "$0" "$@")") const;
 
     /// What --dump-json prints; expects that it ends well and without a word on standard error.
     std::string dump(const Variables& variables = {}) const;
@@ -47,8 +45,6 @@ class ProgramTest : public testing::Test {
     std::filesystem::path root() const { return directory_.path(); }
 
   private:
-    ProgramRun runClean(const std::vector<std::string>& command, const Variables& variables) const;
-
     TemporaryDirectory directory_{"vantry-program-test-"};
 };
 
