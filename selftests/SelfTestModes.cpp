@@ -10,6 +10,10 @@
 #include "selftests/entry/JSONDumpWriterSelfTest.h"
 #include "selftests/io/BoundedProcessRunnerSelfTest.h"
 #include "selftests/io/ReaderIOSelfTest.h"
+#include "selftests/local/ModelUsageParsingSelfTest.h"
+#include "selftests/local/SessionLineageSelfTest.h"
+#include "selftests/local/SessionParserBudgetSelfTest.h"
+#include "selftests/local/SessionUsageCacheSelfTest.h"
 #include "selftests/official/AppServerConversationSelfTest.h"
 #include "selftests/official/AppServerSessionSelfTest.h"
 #include "selftests/official/CodexExecutableSelfTest.h"
@@ -55,7 +59,7 @@ bool SelfTestMode::run() const {
 const std::vector<SelfTestMode>& selfTestModes() {
     static const std::vector<SelfTestMode> modes{
         {"--self-test-model-usage",
-         {notBuilt("model usage trend"), notBuilt("model usage parser")}},
+         {notBuilt("model usage trend"), SelfTestSuite{"model usage parser", CodexUsageReader::runModelUsageParsingSelfTest}}},
         {"--self-test-task-facts", {notBuilt("task semantics"), notBuilt("codex session opener")}},
         {"--self-test-status-item",
          {{"rate limit parsing", CodexUsageReader::runRateLimitParsingSelfTest},
@@ -68,7 +72,9 @@ const std::vector<SelfTestMode>& selfTestModes() {
           {"app-server session", AppServerSessionSelfTest::run},
           {"runtime load", RuntimeLoadSelfTest::run},
           notBuilt("official daily usage"),
-          notBuilt("session parser budget"),
+          {"session usage cache", SessionUsageCacheSelfTest::run},
+          {"session lineage", SessionLineageSelfTest::run},
+          {"session parser budget", SessionParserBudgetSelfTest::run},
           notBuilt("codex project name parsing"),
           notBuilt("status item"),
           notBuilt("main window shortcut"),

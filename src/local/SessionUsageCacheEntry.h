@@ -7,6 +7,8 @@
 #include <vector>
 
 #include "local/SessionUsage.h"
+#include "local/StoredText.h"
+#include "platform/Base64.h"
 #include "platform/RecordFields.h"
 
 namespace vantry {
@@ -30,13 +32,21 @@ struct SessionUsageDeltaStorage {
     /// What is wrong with the bytes, found without making the deltas; empty when nothing is.
     std::string damage() const;
 
+    /// The most deltas that are taken from a file, so that its few bytes cannot ask for much
+    /// memory.
+    static constexpr std::int64_t maxStoredCount = 1'000'000;
+
+    /// What is wrong with a value that comes from a file: its limits, its model names, its bytes.
+    std::string storedDamage() const;
+
     friend bool operator==(const SessionUsageDeltaStorage&,
                            const SessionUsageDeltaStorage&) = default;
 };
 
 /// The trail of a log's readings in few bytes.
 struct SessionReadingTrailStorage {
-    std::string ordinals;  ///< gaps between line numbers, compressed; base64 in JSON
+    std::string ordinals;        ///< gaps between line numbers, compressed; base64 in JSON
+    std::int64_t byteCount = 0;  ///< of the gaps before compression
     bool isCompressed = false;
     std::vector<SessionReadingTrail::Correction> corrections;
 
@@ -44,6 +54,9 @@ struct SessionReadingTrailStorage {
 
     /// The trail of `count` deltas; nothing for bytes that do not hold exactly that many.
     std::optional<SessionReadingTrail> decoded(std::int64_t count) const;
+
+    /// Whether decoded() has an answer, found without making the trail.
+    bool isTrail(std::int64_t count) const;
 
     friend bool operator==(const SessionReadingTrailStorage&,
                            const SessionReadingTrailStorage&) = default;
@@ -53,6 +66,9 @@ struct SessionReadingTrailStorage {
 struct SessionUsageCacheEntry {
     std::int64_t fileSize = 0;
     std::optional<Date> modificationDate;
+    /// Since 1970. A Date of today has steps of a quarter of a microsecond; files are told apart by
+    /// this one, so that no change between two steps goes unseen.
+    std::optional<std::int64_t> modificationTimeNanoseconds;
     bool hasTokenEvents = false;
     std::int64_t tokenEventCount = 0;
     SessionUsageDeltaStorage deltaStorage;
@@ -73,7 +89,124 @@ struct SessionUsageCacheEntry {
     /// A copy that was used at `date`; the identifier is filled in when one is given.
     SessionUsageCacheEntry touching(std::optional<std::uint64_t> identifier, Date date) const;
 
+    /// The same without the copy.
+    void touch(std::optional<std::uint64_t> identifier, Date date);
+
     friend bool operator==(const SessionUsageCacheEntry&, const SessionUsageCacheEntry&) = default;
+};
+
+/// An entry from a file, or what is wrong with it.
+struct SessionUsageCacheEntryReading {
+    std::optional<SessionUsageCacheEntry> entry;
+    std::string error;  ///< empty without one
+};
+
+/// The entry of a stored form with all its bytes checked. Any thread.
+SessionUsageCacheEntryReading readSessionUsageCacheEntry(JsonView value);
+
+/// A member of bytes; base64 in JSON.
+template <class Record>
+struct BytesField {
+    std::string_view name;
+    std::string Record::*member;
+};
+
+template <class Record>
+void encodeField(const BytesField<Record>& entry, const Record& record, RecordForm /*form*/,
+                 JsonValue::Object& members) {
+    members.insert_or_assign(std::string(entry.name), base64Text(record.*entry.member));
+}
+
+template <class Record>
+void writeField(StoredTextWriter& writer, const BytesField<Record>& entry, const Record& record,
+                std::size_t start) {
+    writer.writeName(entry.name, start);
+    writer.writeBytes(record.*entry.member);
+}
+
+template <class Record>
+bool decodeField(const BytesField<Record>& entry, JsonView value, Record& into) {
+    const auto text = value[entry.name].text();
+    auto bytes = text ? base64Bytes(*text) : std::nullopt;
+    if (!bytes) return false;
+    into.*entry.member = std::move(*bytes);
+    return true;
+}
+
+/// A file's number. JSON has the signed number of the same 64 bits, since our integers there are
+/// signed, and some file systems do use the highest bit.
+template <class Record>
+struct FileNumberField {
+    std::string_view name;
+    std::optional<std::uint64_t> Record::*member;
+};
+
+template <class Record>
+void encodeField(const FileNumberField<Record>& entry, const Record& record, RecordForm /*form*/,
+                 JsonValue::Object& members) {
+    const auto& number = record.*entry.member;
+    if (number) members.insert_or_assign(std::string(entry.name), JsonValue(*number));
+}
+
+template <class Record>
+void writeField(StoredTextWriter& writer, const FileNumberField<Record>& entry,
+                const Record& record, std::size_t start) {
+    writer.writeMember(entry.name, record.*entry.member, start);
+}
+
+template <class Record>
+bool decodeField(const FileNumberField<Record>& entry, JsonView value, Record& into) {
+    std::optional<std::int64_t> number;
+    if (!decode(value[entry.name], number)) return false;
+    into.*entry.member = number;
+    return true;
+}
+
+template <>
+struct RecordFields<SessionUsageDeltaStorage> {
+    using Storage = SessionUsageDeltaStorage;
+    static constexpr std::tuple list{
+        field("count", &Storage::count), field("isCompressed", &Storage::isCompressed),
+        BytesField<Storage>{"payload", &Storage::payload}, field("models", &Storage::models)};
+};
+
+template <>
+struct RecordFields<SessionReadingTrail::Correction> {
+    using Correction = SessionReadingTrail::Correction;
+    static constexpr std::tuple list{field("deltaIndex", &Correction::deltaIndex),
+                                     field("total", &Correction::total)};
+};
+
+template <>
+struct RecordFields<SessionReadingTrailStorage> {
+    using Storage = SessionReadingTrailStorage;
+    static constexpr std::tuple list{BytesField<Storage>{"ordinals", &Storage::ordinals},
+                                     field("byteCount", &Storage::byteCount),
+                                     field("isCompressed", &Storage::isCompressed),
+                                     field("corrections", &Storage::corrections)};
+};
+
+template <>
+struct RecordFields<SessionUsageCacheEntry> {
+    using Entry = SessionUsageCacheEntry;
+    static constexpr std::tuple list{
+        field("fileSize", &Entry::fileSize),
+        field("modificationDate", &Entry::modificationDate),
+        field("modificationTimeNanoseconds", &Entry::modificationTimeNanoseconds),
+        field("hasTokenEvents", &Entry::hasTokenEvents),
+        field("tokenEventCount", &Entry::tokenEventCount),
+        field("deltaStorage", &Entry::deltaStorage),
+        field("toolCalls", &Entry::toolCalls),
+        field("toolCallIdentities", &Entry::toolCallIdentities),
+        field("skillLoads", &Entry::skillLoads),
+        field("parsedByteOffset", &Entry::parsedByteOffset),
+        field("lastTokenUsage", &Entry::lastTokenUsage),
+        field("lastModel", &Entry::lastModel),
+        FileNumberField<Entry>{"fileIdentifier", &Entry::fileIdentifier},
+        field("lastAccessedAt", &Entry::lastAccessedAt),
+        field("lineage", &Entry::lineage),
+        field("firstReading", &Entry::firstReading),
+        field("readingTrail", &Entry::readingTrail)};
 };
 
 }  // namespace vantry

@@ -1,0 +1,95 @@
+// Reads the session logs of a home as the program does, and says what was found and how long each
+// step took: local_read HOME CACHE-DIRECTORY [GREP]
+
+#include <sys/resource.h>
+
+#include <chrono>
+#include <filesystem>
+#include <iostream>
+#include <map>
+#include <string>
+
+#include "local/SessionBatch.h"
+#include "local/SessionUsageCacheFile.h"
+#include "platform/WorkQueue.h"
+
+using namespace vantry;
+using namespace vantry::CodexUsageReader;
+
+namespace {
+
+class Stopwatch {
+  public:
+    void lap(const char* what) {
+        const auto now = std::chrono::steady_clock::now();
+        std::cout << what << " " << std::chrono::duration<double, std::milli>(now - last_).count()
+                  << " ms\n";
+        last_ = now;
+    }
+
+  private:
+    std::chrono::steady_clock::time_point last_ = std::chrono::steady_clock::now();
+};
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    if (argc < 3) return 2;
+    const std::filesystem::path home = std::filesystem::absolute(argv[1]);
+    const auto database = firstExistingPath(stateDatabaseCandidates(home));
+    const auto sqlite = firstExistingPath(sqliteProgramCandidates());
+    if (!database || !sqlite) return 1;
+    Stopwatch watch;
+    const StateDatabase state{.sqlitePath = *sqlite, .databasePath = *database};
+    const auto totals = readLocalTotals(state);
+    const auto index = readThreadIndex(state);
+    const auto* sources = std::get_if<std::vector<SessionUsageSource>>(&index);
+    if (sources == nullptr || !std::holds_alternative<SQLiteLocalTotals>(totals)) return 1;
+    watch.lap("database");
+
+    ReaderCaches caches;
+    const auto file = sessionUsageCacheURL(argv[2]);
+    persistentSessionUsageCache(caches.sessions, file);
+    watch.lap("cache read");
+
+    SessionReadSetting setting{.homeDirectory = home, .now = Date::now()};
+    if (argc > 3) setting.grepExecutablePath = argv[3];
+    std::vector<std::string> paths;
+    for (const SessionUsageSource& source : *sources) paths.push_back(source.rolloutPath);
+    const LoadedSessions loaded = loadSessions(
+        {.sources = *sources, .pathsToValidate = paths, .setting = setting}, caches.sessions);
+    watch.lap("logs");
+
+    TokenBreakdown sum;
+    TokenBreakdown naive;
+    std::size_t deltas = 0;
+    const SessionBatchFailures failures = visitEffectiveUsage(
+        loaded, setting.now,
+        [&](const LoadedSessionUsage& session, const EffectiveSessionUsage& usage) {
+            for (const SessionUsageDelta& delta : usage.deltas) sum.add(delta.tokens);
+            deltas += usage.deltas.size();
+            naive.add(session.entry.lastTokenUsage.value_or(TokenBreakdown{}));
+        });
+    watch.lap("counting");
+
+    if (caches.sessions.hasChanges) {
+        writePersistentSessionUsageCache(
+            caches.sessions,
+            {.file = file,
+             .activePaths = {paths.begin(), paths.end()},
+             .isAllowed =
+                 [&](const std::string& path) { return sessionRolloutAccessIsAllowed(path, home); },
+             .now = setting.now});
+        watch.lap("cache written");
+    }
+    rusage used{};
+    ::getrusage(RUSAGE_SELF, &used);
+    std::cout << "threads " << sources->size() << ", own events " << deltas << ", total "
+              << sum.totalTokens << " (input " << sum.inputTokens << ", cached "
+              << sum.cachedInputTokens << ", output " << sum.outputTokens << ", reasoning "
+              << sum.reasoningOutputTokens << "), last readings added up " << naive.totalTokens
+              << "\nunreadable " << failures.unreadableLogs << ", unverifiable "
+              << failures.unresolvedParents << ", damaged " << failures.damagedEntries
+              << "\npeak memory " << used.ru_maxrss << " KiB\n";
+    return failures.isNone() ? 0 : 1;
+}

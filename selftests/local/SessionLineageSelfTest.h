@@ -1,0 +1,7 @@
+#pragma once
+
+namespace vantry::SessionLineageSelfTest {
+
+bool run();
+
+}  // namespace vantry::SessionLineageSelfTest

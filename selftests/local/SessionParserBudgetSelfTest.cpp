@@ -1,0 +1,234 @@
+#include "selftests/local/SessionParserBudgetSelfTest.h"
+
+#include <sys/stat.h>
+
+#include <filesystem>
+#include <fstream>
+#include <string>
+
+#include "local/SessionBatch.h"
+#include "selftests/support/SelfTest.h"
+
+namespace vantry::SessionParserBudgetSelfTest {
+
+namespace fs = std::filesystem;
+using namespace CodexUsageReader;
+
+namespace {
+
+const Date now(1'800'000'000);
+
+std::string event(int total, int ordinal = 0) {
+    const std::string count = std::to_string(total);
+    return R"({"timestamp":"2026-07-17T00:01:00Z","ordinal":)" + std::to_string(ordinal) +
+           R"(,"type":"event_msg","payload":{"type":"token_count","info":{"total_token_usage":{"input_tokens":)" +
+           count + R"(,"cached_input_tokens":0,"output_tokens":0,"total_tokens":)" + count + "}}}}\n";
+}
+
+std::string header(const std::string& id) {
+    return R"({"timestamp":"2026-07-17T00:00:00Z","type":"session_meta","payload":{"id":")" + id + "\"}}\n";
+}
+
+std::string filler(std::size_t size) {
+    return R"({"type":"response_item","payload":{"type":"compacted","replacement_history":")" +
+           std::string(size, '_') + "\"}}\n";
+}
+
+/// A home with one log.
+struct Home {
+    fs::path write(const std::string& text) const { return directory.write(".codex/log.jsonl", text); }
+    void append(std::string_view text) const {
+        std::ofstream(log(), std::ios::binary | std::ios::app) << text;
+    }
+    fs::path log() const { return directory.path() / ".codex/log.jsonl"; }
+    SessionUsageSource source() const { return {.threadId = "me", .rolloutPath = log().string()}; }
+
+    /// Streams unless `grep` is to be used.
+    SessionReadSetting setting(bool withGrep = false) const {
+        SessionReadSetting setting{.homeDirectory = directory.path(), .now = now};
+        if (!withGrep) setting.grepExecutablePath = "/nonexistent";
+        return setting;
+    }
+    SessionReadOutcome read(const SessionReadSetting& setting) const {
+        const auto known = cache.entries.find(log().string());
+        return readSession(source(), known == cache.entries.end() ? nullptr : &known->second, setting);
+    }
+    /// Reads and keeps; the route that was taken.
+    SessionReadRoute keep(const SessionReadSetting& setting) {
+        auto outcome = read(setting);
+        const SessionReadRoute route = outcome.route;
+        keepOutcome({.source = source(), .outcome = std::move(outcome), .now = now}, cache);
+        return route;
+    }
+
+    TemporaryDirectory directory{"vantry-session-reads-"};
+    SessionUsageCache cache;
+};
+
+// What a log says, without what depends on how it was read.
+std::string contents(const std::optional<SessionUsageCacheEntry>& entry) {
+    if (!entry) return "refused";
+    std::string text = std::to_string(entry->tokenEventCount) + "/" +
+                       std::to_string(entry->lastTokenUsage->totalTokens) + "/" +
+                       (entry->lineage ? entry->lineage->threadId : "-");
+    const auto decoding = entry->deltaStorage.decoded();
+    const auto trail = entry->readingTrail.decoded(entry->deltaStorage.count);
+    if (!decoding.deltas || !trail) return "damaged";
+    for (std::size_t i = 0; i < decoding.deltas->size(); ++i) {
+        text += " " + std::to_string((*decoding.deltas)[i].tokens.totalTokens) + "@" +
+                std::to_string(trail->ordinals[i]) + (*decoding.deltas)[i].model.value_or("");
+    }
+    for (const auto& [tool, count] : entry->toolCalls) text += " " + tool + std::to_string(count);
+    return text;
+}
+
+std::string fresh(const Home& home, bool withGrep = false) {
+    return contents(readSession(home.source(), nullptr, home.setting(withGrep)).entry);
+}
+
+void checkRoutes(SelfTest& test) {
+    Home home;
+    const std::string text = header("me") + event(10) + filler(100) + event(30);
+    home.write(text);
+    SessionReadSetting setting = home.setting(true);
+    setting.limits.largeFileThresholdBytes = static_cast<std::int64_t>(text.size());
+    test.expect(home.read(setting).route == SessionReadRoute::filtered &&
+                    contents(home.read(setting).entry) == "2/30/me 10@0 20@0",
+                "a file at the threshold is filtered");
+    setting.limits.largeFileThresholdBytes -= 1;
+    test.expect(home.read(setting).route == SessionReadRoute::streamed &&
+                    contents(home.read(setting).entry) == "2/30/me 10@0 20@0",
+                "one byte more is streamed");
+    setting.limits.maxLargeFileLineBytes = 50;
+    test.expect(!home.read(setting).entry, "under the large limits");
+    setting = home.setting(true);
+    setting.limits.timeout = 0.2;
+    for (const char* script : {"#!/bin/sh\nexit 2\n", "#!/bin/sh\nexec sleep 5\n", "#!/bin/sh\nkill -9 $$\n",
+                               "#!/bin/sh\necho '\"type\" \"token_count\"'\n"}) {
+        setting.grepExecutablePath = home.directory.writeProgram("grep", script);
+        test.expect(home.read(setting).route == SessionReadRoute::failed,
+                    "恰好处于阈值的小文件仍须走 grep，失败不能改走流式路径");
+    }
+    SessionUsageSource outside = home.source();
+    outside.rolloutPath = "/etc/passwd";
+    home.cache.entries.emplace("/etc/passwd", SessionUsageCacheEntry{});
+    test.expect(!cachedSessionUsage(outside, home.cache, home.setting()) && home.cache.entries.empty(),
+                "a log elsewhere is denied, and forgotten");
+}
+
+void checkLimits(SelfTest& test) {
+    Home home;
+    home.write(header("me") + event(10) + filler(3'000) + event(30));
+    const auto refuses = [&](const char* what, auto change) {
+        SessionReadSetting setting = home.setting();
+        change(setting);
+        const std::string before = contents(home.cache.entries.contains(home.log()) ? std::optional(home.cache.entries[home.log()]) : std::nullopt);
+        test.expect(!cachedSessionUsage(home.source(), home.cache, setting) &&
+                        contents(home.cache.entries.contains(home.log()) ? std::optional(home.cache.entries[home.log()]) : std::nullopt) == before,
+                    what);
+    };
+    refuses("bytes", [](auto& s) { s.limits.maxReadBytes = 3'000; });
+    refuses("a line", [](auto& s) { s.limits.maxLineBytes = 2'000; });
+    for (const double timeout : {0.0, -1.0, 1.0 / 0.0, 0.0 / 0.0}) {
+        refuses("no time limit at all", [&](auto& s) { s.limits.timeout = timeout; });
+    }
+    for (int ticks = 1; ticks < 6; ++ticks) {
+        refuses("a clock that jumps", [&](auto& s) {
+            s.uptime = [ticks, calls = 0]() mutable { return ++calls > ticks ? 1e6 : 0.0; };
+        });
+    }
+    test.expect(home.keep(home.setting()) == SessionReadRoute::streamed, "within the limits it is read");
+    home.append(event(35) + filler(500));
+    refuses("a clock that jumps while reading on", [](auto& s) {
+        s.limits.maxReadBytes = 1'000;
+        s.uptime = [calls = 0]() mutable { return ++calls > 3 ? 1e6 : 0.0; };
+    });
+    SessionReadSetting small = home.setting();
+    small.limits.maxReadBytes = 1'000;
+    test.expect(home.keep(small) == SessionReadRoute::appended && contents(home.cache.entries[home.log()]) == fresh(home),
+                "only appended bytes count of a log that has grown");
+    home.append(std::string(2'000, 'x'));
+    small.limits.maxLineBytes = 1'000;
+    test.expect(home.keep(small) == SessionReadRoute::failed, "未换行片段超限不得提交部分缓存");
+}
+
+void checkTails(SelfTest& test) {
+    Home home;
+    home.write(header("me") + event(10) + R"({"type":"event_msg","payload":{"type":"token_count")");
+    test.expect(fresh(home) == "refused" && fresh(home, true) == "refused", "流式路径遇到损坏的相关尾行必须整份拒绝");
+    home.write(header("me") + event(10) + R"({"type":"response_item","payl)");
+    test.expect(home.keep(home.setting()) == SessionReadRoute::streamed && home.keep(home.setting()) == SessionReadRoute::hit,
+                "an unfinished line of no interest is left");
+    home.append("oad\":1}\n" + event(11));
+    test.expect(home.keep(home.setting()) == SessionReadRoute::appended && contents(home.cache.entries[home.log()]) == fresh(home),
+                "and read when it is finished");
+    home.write(header("me") + event(10) + event(12).substr(0, event(12).size() - 1));
+    test.expect(fresh(home) == "2/12/me 10@0 2@0" && fresh(home, true) == fresh(home), "a last line may lack its newline");
+}
+
+// After each byte that a writer adds the figures are those of a fresh read of what stands there.
+void checkGrowth(SelfTest& test) {
+    const std::string text = header("me") + R"({"type":"turn_context","payload":{"model":"m"}})" "\n" + event(10, 3) +
+                             filler(40) + R"({"type":"response_item","payload":{"type":"function_call","name":"shell","call_id":"c"}})" "\n" +
+                             event(40, 5) + event(15, 7) + event(15, 9) + event(16, 9);
+    Home home;
+    home.write("");
+    bool agrees = true;
+    for (std::size_t i = 0; i < text.size() && agrees; ++i) {
+        home.append(text.substr(i, 1));
+        const auto kept = cachedSessionUsage(home.source(), home.cache, home.setting());
+        agrees = contents(kept) == fresh(home);
+        if (i % 97 == 0) agrees = agrees && fresh(home, true) == fresh(home);
+    }
+    test.expect(agrees && contents(home.cache.entries[home.log()]) == "5/16/me 10@3m 30@5m 15@7m 1@9m shell1",
+                "逐行 autoreleasepool 释放后仍须完整保留差分、模型与工具身份元数据");
+}
+
+void checkChanges(SelfTest& test) {
+    Home home;
+    home.write(header("me") + event(10) + event(30));
+    const auto step = [&](const char* what, SessionReadRoute expected, auto change) {
+        const auto before = home.cache.entries;
+        change();
+        const SessionReadRoute route = home.keep(home.setting());
+        test.expect(route == expected, what);
+        if (route == SessionReadRoute::failed || route == SessionReadRoute::denied) return;
+        test.expect(contents(home.cache.entries[home.log()]) == fresh(home), what);
+    };
+    using Route = SessionReadRoute;
+    step("new", Route::streamed, [] {});
+    step("unchanged", Route::hit, [] {});
+    step("touched", Route::streamed, [&] {
+        fs::last_write_time(home.log(), fs::last_write_time(home.log()) + std::chrono::nanoseconds(1'000));
+    });
+    step("truncated", Route::streamed, [&] { fs::resize_file(home.log(), (header("me") + event(10)).size()); });
+    step("replaced", Route::streamed, [&] {
+        home.directory.write(".codex/other", header("me") + event(7) + event(8) + event(9));
+        fs::rename(home.directory.path() / ".codex/other", home.log());
+    });
+    step("a link", Route::denied, [&] {
+        fs::rename(home.log(), home.directory.path() / ".codex/real");
+        fs::create_symlink(home.directory.path() / ".codex/real", home.log());
+    });
+    step("back", Route::streamed, [&] { fs::rename(home.directory.path() / ".codex/real", home.log()); });
+    step("gone", Route::denied, [&] { fs::remove(home.log()); });
+    step("a FIFO", Route::failed, [&] { ::mkfifo(home.log().c_str(), 0600); });
+    step("a directory", Route::failed, [&] {
+        fs::remove(home.log());
+        fs::create_directory(home.log());
+    });
+}
+
+}  // namespace
+
+bool run() {
+    SelfTest test("session parser budget");
+    checkRoutes(test);
+    checkLimits(test);
+    checkTails(test);
+    checkGrowth(test);
+    checkChanges(test);
+    return test.finish();
+}
+
+}  // namespace vantry::SessionParserBudgetSelfTest

@@ -1,0 +1,7 @@
+#pragma once
+
+namespace vantry::SessionParserBudgetSelfTest {
+
+bool run();
+
+}  // namespace vantry::SessionParserBudgetSelfTest

@@ -1,0 +1,512 @@
+#include "selftests/local/SessionUsageCacheSelfTest.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdint>
+#include <cstring>
+#include <fcntl.h>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <limits>
+#include <map>
+#include <optional>
+#include <random>
+#include <set>
+#include <string>
+#include <string_view>
+#include <sys/stat.h>
+#include <vector>
+
+#include "local/SessionFileIdentity.h"
+#include "local/SessionUsageCacheFile.h"
+#include "local/SessionUsageValidationPlanner.h"
+#include "selftests/support/SelfTest.h"
+
+namespace vantry {
+
+namespace {
+
+namespace fs = std::filesystem;
+using namespace CodexUsageReader;
+using Entries = SessionUsageCacheEntries;
+using Paths = std::set<std::string>;
+
+const Date noon(1'772'366'400);  // 2026-03-01T12:00:00Z
+constexpr double day = 86'400;
+
+SessionUsageDelta delta(double second, std::int64_t input, std::optional<std::string> model) {
+    return {.date = noon + second,
+            .tokens = {.inputTokens = input, .outputTokens = 7, .totalTokens = input + 7},
+            .model = std::move(model)};
+}
+
+/// A record of the payload.
+std::string record(double date, std::int64_t output, std::uint64_t model) {
+    std::string bytes(56, '\0');
+    std::memcpy(bytes.data(), &date, 8);
+    std::memcpy(bytes.data() + 24, &output, 8);
+    std::memcpy(bytes.data() + 48, &model, 8);
+    return bytes;
+}
+
+/// An entry with something in every field.
+SessionUsageCacheEntry fullEntry() {
+    SessionUsageCacheEntry entry{.fileSize = 1000,
+                                 .modificationDate = noon + 0.25,
+                                 .modificationTimeNanoseconds = 1'772'366'400'250'000'001,
+                                 .hasTokenEvents = true,
+                                 .tokenEventCount = 3};
+    entry.deltaStorage = SessionUsageDeltaStorage::encoding({delta(0, 5, "gpt-5")});
+    entry.toolCalls = {{"shell", 2}, {"quote\"d", 1}};
+    entry.toolCallIdentities = {{.callID = "c1", .name = "shell", .kind = "function_call"}};
+    entry.skillLoads = {{.path = "/s/SKILL.md", .date = noon}, {.path = "/é"}};
+    entry.parsedByteOffset = 990;
+    entry.lastTokenUsage = TokenBreakdown{.inputTokens = 5, .totalTokens = 5};
+    entry.lastModel = "gpt-5";
+    entry.fileIdentifier = (std::uint64_t{1} << 63) + 5;
+    entry.lastAccessedAt = noon;
+    entry.lineage = SessionUsageLineage{
+        .threadId = "t", .parentThreadId = "p", .spawnedAt = noon, .historyBase = {{"p", 12}}};
+    entry.firstReading = {.total = {.inputTokens = 9, .totalTokens = 9}, .last = TokenBreakdown{}};
+    entry.readingTrail = SessionReadingTrailStorage::encoding(
+        {.ordinals = {4}, .corrections = {{0, {1, 0, 0, 0, 1}}}});
+    return entry;
+}
+
+std::string documentOf(const Entries& entries) {
+    const Paths none;
+    return prunedSessionUsageCache(
+               {.entries = entries, .activePaths = none, .now = noon, .entryLimit = entries.size()})
+        .document;
+}
+
+void checkDeltas(SelfTest& test) {
+    std::vector<SessionUsageDelta> alike;
+    std::vector<SessionUsageDelta> random;
+    std::mt19937_64 generator(7);
+    const auto number = [&] { return static_cast<std::int64_t>(generator() >> 1); };
+    for (int i = 0; i < 200; ++i) {
+        alike.push_back(
+            delta(i, 100, i % 3 == 0 ? std::nullopt : std::optional(i % 2 ? "b" : "a")));
+    }
+    random.push_back({.date = noon + 0.123456,
+                      .tokens = {number(), number(), number(), number(), number()},
+                      .model = "m"});
+    struct Case {
+        std::vector<SessionUsageDelta> deltas;
+        bool isCompressed;
+        std::vector<std::string> models;
+    };
+    for (const Case& each : {Case{alike, true, {"a", "b"}}, Case{random, false, {"m"}}, Case{}}) {
+        const auto storage = SessionUsageDeltaStorage::encoding(each.deltas);
+        test.expect(storage.isCompressed == each.isCompressed && storage.models == each.models &&
+                        storage.count == static_cast<std::int64_t>(each.deltas.size()) &&
+                        storage.decoded().deltas == each.deltas && storage.damage().empty(),
+                    "deltas come back as they were");
+    }
+    const SessionUsageDeltaStorage fixture{1, false, record(2, 3, 1), {"m"}};
+    const SessionUsageDelta meant{Date::fromReference(2), {.outputTokens = 3}, "m"};
+    test.expect(fixture.decoded().deltas == std::vector{meant}, "a record has its layout");
+}
+
+void checkDamagedDeltas(SelfTest& test) {
+    using Models = std::vector<std::string>;
+    const auto errorOf = [&](std::int64_t count, const std::string& payload, bool isCompressed,
+                             const Models& models = {}) {
+        const SessionUsageDeltaStorage storage{count, isCompressed, payload, models};
+        const auto decoding = storage.decoded();
+        test.expect(storage.damage() == decoding.error &&
+                        decoding.deltas.has_value() == decoding.error.empty(),
+                    "a test and a decoding agree");
+        return decoding.error;
+    };
+    const std::string good = record(1, 1, 0);
+    test.expect(
+        errorOf(1, good, false).empty() && errorOf(1, record(1, 1, 1), false, {"m"}).empty(),
+        "sound bytes are not refused");
+    for (const std::string& payload : {good.substr(1), good + "x", good + good}) {
+        test.expect(errorOf(1, payload, false) == "invalid raw session delta size", "size");
+    }
+    for (const std::int64_t count : {std::int64_t{-1}, std::int64_t{164'703'072'086'692'426}}) {
+        test.expect(errorOf(count, good, false) == "invalid session delta count", "count");
+    }
+    const std::string packed =
+        SessionUsageDeltaStorage::encoding({9, delta(0, 1, std::nullopt)}).payload;
+    test.expect(errorOf(9, packed, true).empty(), "compressed bytes are not refused");
+    for (const auto& [count, payload] : std::map<std::int64_t, std::string>{
+             {0, "x"}, {1, ""}, {2, std::string(1, '\0')}, {8, packed}, {10, packed}}) {
+        test.expect(errorOf(count, payload, true) == "invalid compressed session deltas", "bytes");
+    }
+    for (const std::uint64_t model : {2ULL, ~0ULL}) {
+        test.expect(
+            errorOf(1, record(1, 1, model), false, {"m"}) == "truncated session delta payload",
+            "model");
+    }
+    constexpr double infinity = std::numeric_limits<double>::infinity();
+    for (const std::string& bad :
+         {record(std::nan(""), 1, 0), record(infinity, 1, 0), record(1, -1, 0)}) {
+        test.expect(errorOf(2, good + bad, false) == "invalid session delta value", "value");
+    }
+}
+
+void checkTrail(SelfTest& test) {
+    SessionReadingTrail longTrail;
+    for (std::int64_t i = 0; i < 500; ++i) longTrail.ordinals.push_back(i * 20);
+    const SessionReadingTrail shortTrail{
+        .ordinals = {0, 0, 300, std::numeric_limits<std::int64_t>::max()},
+        .corrections = {{-1, {}}, {2, {.totalTokens = 4}}, {2, {}}, {3, {}}}};
+    for (const SessionReadingTrail& trail : {longTrail, shortTrail, SessionReadingTrail{}}) {
+        const auto count = static_cast<std::int64_t>(trail.ordinals.size());
+        const auto storage = SessionReadingTrailStorage::encoding(trail);
+        test.expect(storage.decoded(count) == trail && storage.isTrail(count),
+                    "a trail comes back as it was");
+        test.expect(storage.isCompressed == (count == 500) && !storage.decoded(count + 1) &&
+                        !storage.decoded(count - 1),
+                    "a trail has exactly one line number a delta");
+    }
+    for (const SessionReadingTrail& trail : std::vector<SessionReadingTrail>{
+             {.ordinals = {3, 2}},
+             {.ordinals = {-1, 2}},
+             {.ordinals = {1, 2}, .corrections = {{-2, {}}}},
+             {.ordinals = {1, 2}, .corrections = {{2, {}}}},
+             {.ordinals = {1, 2}, .corrections = {{1, {}}, {0, {}}}},
+             {.ordinals = {1, 2}, .corrections = {{1, {.cachedInputTokens = -1}}}}}) {
+        test.expect(!SessionReadingTrailStorage::encoding(trail).isTrail(2),
+                    "a trail that cannot be is damaged");
+    }
+    test.expect(
+        !SessionReadingTrailStorage{.ordinals = "\x80", .byteCount = 1}.isTrail(1) &&
+            !SessionReadingTrailStorage{.ordinals = "\1", .byteCount = 2}.isTrail(1) &&
+            !SessionReadingTrailStorage{.ordinals = "x", .byteCount = 90, .isCompressed = true}
+                 .isTrail(9),
+        "cut bytes are no trail");
+}
+
+void checkDocument(SelfTest& test) {
+    const Entries entries{{"/log \"1\"/é", fullEntry()}, {"/b", {}}, {"/a", fullEntry()}};
+    const std::string document = documentOf(entries);
+    const auto whole = writeJson(
+        JsonValue::Object{{"entries", encode(entries, RecordForm::stored)}, {"version", 13}},
+        JsonLayout::compact);
+    test.expect(document == whole, "the pieces are the document that a writer of the whole makes");
+    test.expect(readSessionUsageDiskCache(document).entries == entries, "every field comes back");
+    test.expect(
+        readSessionUsageDiskCache(" { \"version\" : 13 ,\n\"x\":[\"}\\\"\"],\"entries\": { } } ")
+                .entries == Entries{},
+        "white space and unknown members do not matter");
+
+    const std::string one = documentOf({{"/a", fullEntry()}});
+    bool isRefused = true;
+    for (std::size_t size = 0; size < one.size(); ++size) {
+        isRefused = isRefused && !readSessionUsageDiskCache(one.substr(0, size)).entries;
+    }
+    test.expect(isRefused, "a cut document is no document");
+
+    // Single quotes stand for double ones.
+    const auto quoted = [](std::string text) {
+        std::ranges::replace(text, '\'', '"');
+        return text;
+    };
+    const std::string payload = base64Text(fullEntry().deltaStorage.payload);
+    for (const auto& [from, to, error] : std::vector<std::array<std::string, 3>>{
+             {"'version':13", "'version':12", "session usage cache of another version"},
+             {"},'version':13", "}", "session usage cache of another version"},
+             {"},'version'", ",},'version'", "malformed session usage cache"},
+             {"'/a'", "7", "malformed session usage cache"},
+             {"'fileSize':1000,", "", "malformed session usage cache entry"},
+             {"'fileSize':1000", "'fileSize':1.5", "malformed session usage cache entry"},
+             {payload, "AA=", "malformed session usage cache entry"},
+             {payload, "AA==", "invalid compressed session deltas"},
+             {"'count':1,", "'count':1000001,", "session delta cache exceeds limit"},
+             {"'models':['gpt-5']", "'models':['a/b']", "invalid session model dictionary"},
+             {"'models':['gpt-5']", "'models':[]", "truncated session delta payload"},
+             {"'lastModel':'gpt-5'", "'lastModel':' '", "invalid session model context"},
+             {"'deltaIndex':0", "'deltaIndex':1", "invalid session reading trail"},
+             {"'inputTokens':9", "'inputTokens':-9", "invalid session token reading"}}) {
+        std::string text = one;
+        const std::size_t place = text.find(quoted(from));
+        if (!test.expect(place != std::string::npos, from)) continue;
+        text.replace(place, from.size(), quoted(to));
+        const auto reading = readSessionUsageDiskCache(text);
+        test.expect(!reading.entries && reading.error == error, error);
+    }
+}
+
+void checkPruning(SelfTest& test) {
+    const auto used = [](double daysAgo) {
+        return SessionUsageCacheEntry{.lastAccessedAt = noon - daysAgo * day};
+    };
+    SessionUsageCacheEntry big = used(0);
+    big.lastModel = std::string(2000, 'm');
+    SessionUsageCacheEntry unreadable = used(0);
+    unreadable.deltaStorage.count = SessionUsageDeltaStorage::maxStoredCount + 1;
+    SessionUsageCacheEntry notText = used(0);
+    notText.lastModel = "\xFF";
+    struct Limits {
+        Paths active = {};
+        std::size_t entries = 9;
+        std::size_t bytes = 1 << 20;
+    };
+    const auto kept = [&](const Entries& entries, const Limits& limits) {
+        const auto pruned =
+            prunedSessionUsageCache({.entries = entries,
+                                     .activePaths = limits.active,
+                                     .now = noon,
+                                     .entryLimit = limits.entries,
+                                     .byteLimit = static_cast<std::int64_t>(limits.bytes)});
+        test.expect(pruned.error.empty() &&
+                        readSessionUsageDiskCache(pruned.document).entries == pruned.entries,
+                    "the document holds what is kept");
+        std::string names;
+        for (const auto& [path, entry] : pruned.entries) {
+            names += path;
+            test.expect(!limits.active.contains(path) || entry.lastAccessedAt == noon,
+                        "active entries are stamped");
+        }
+        return names;
+    };
+    const Entries aged{{"a", used(91)}, {"b", used(90)}, {"c", used(400)}, {"d", {}}};
+    test.expect(kept(aged, {.active = {"c"}}) == "bcd",
+                "expired ones go, active ones and those without a date stay");
+    const Entries four{{"a", used(3)}, {"b", used(1)}, {"c", used(2)}, {"d", used(2)}};
+    test.expect(kept(four, {.entries = 2}) == "bc",
+                "the most recent stay, and of equals the first");
+    const std::size_t two = documentOf({{"a", used(1)}, {"b", used(2)}}).size();
+    test.expect(kept(four, {.bytes = two}) == "bc" && kept(four, {.bytes = two - 1}) == "b",
+                "what fits to the byte stays");
+    test.expect(kept({{"a", used(2)}, {"b", big}, {"c", used(1)}}, {.bytes = two}) == "ac",
+                "a big one makes way for smaller, older ones");
+    test.expect(kept({{"a", unreadable}, {"b", notText}, {"c", used(1)}}, {}) == "c",
+                "what cannot be read back is not written");
+    test.expect(kept(four, {.bytes = 10}).empty(), "a frame that does not fit holds nothing");
+}
+
+void checkFile(SelfTest& test) {
+    const TemporaryDirectory directory("vantry-session-cache-");
+    const fs::path file = sessionUsageCacheURL(directory.path() / "caches" / "Vantry");
+    const std::string log = directory.write("log.jsonl", "");
+    const std::string denied = directory.write("denied.jsonl", "");
+    const auto request = [&](const fs::path& target) {
+        return SessionUsageCacheWrite{.file = target,
+                                      .activePaths = {log, denied, log + ".gone"},
+                                      .isAllowed = [&](const auto& path) { return path != denied; },
+                                      .now = noon};
+    };
+    SessionUsageCache cache{.hasChanges = true};
+    for (const std::string& path : {log, denied, log + ".gone"}) cache.entries[path] = fullEntry();
+    cache.entries[denied].lastAccessedAt = noon - 1;
+    writePersistentSessionUsageCache(cache, request(file));
+    test.expect(!cache.hasChanges && cache.isDiskMerged && cache.entries.size() == 1 &&
+                    cache.entries.contains(log),
+                "only active logs that exist and may be touched stay");
+
+    SessionUsageCache next;
+    next.entries["/other"].fileSize = 1;
+    next.entries[log].fileSize = 2;
+    persistentSessionUsageCache(next, file);
+    test.expect(next.entries.size() == 2 && next.entries[log].fileSize == 2,
+                "memory stands before the file");
+    next.entries.clear();
+    test.expect(persistentSessionUsageCache(next, file).empty(), "the file is read once");
+
+    const auto loaded = [](const fs::path& path) {
+        SessionUsageCache fresh;
+        return persistentSessionUsageCache(fresh, path).size();
+    };
+    std::string text = documentOf({{log, fullEntry()}});
+    test.expect(loaded(file) == 1 && loaded(directory.write("copy", text)) == 1, "it is read anew");
+    const fs::path link = directory.path() / "link";
+    fs::create_symlink(file, link);
+    fs::resize_file(directory.write("long", text), sessionUsageCacheByteLimit + 1);
+    text.replace(text.find(":13}"), 4, ":12}");
+    test.expect(loaded(link) + loaded(directory.path() / "long") +
+                        loaded(directory.write("old", text)) + loaded(directory.path()) ==
+                    0,
+                "links, oversized files, other versions and directories count as absent");
+
+    // A file where the folder should be, then a folder where the file should be.
+    const fs::path blocked = directory.path() / "copy" / "cache.json";
+    const fs::path folder = directory.path() / "folder";
+    fs::create_directories(folder / "full");
+    for (const fs::path& target : {blocked, folder}) {
+        SessionUsageCache kept{.isDiskMerged = true, .hasChanges = true};
+        kept.entries[log] = fullEntry();
+        writePersistentSessionUsageCache(kept, request(target));
+        test.expect(kept.hasChanges && kept.entries.contains(log) && loaded(file) == 1 &&
+                        loaded(directory.path() / "copy") == 1,
+                    "a failed write changes no file and is not forgotten");
+    }
+}
+
+void checkOffset(SelfTest& test) {
+    constexpr std::int64_t window = 262'144;
+    const TemporaryDirectory directory("vantry-session-cache-");
+    const std::string line(100, 'x');
+    const std::string wide(window, 'x');
+    using Case = std::pair<std::string, std::optional<std::int64_t>>;
+    const std::vector<Case> cases{{"", 0},
+                                  {"{}", 2},
+                                  {"{}\n", 3},
+                                  {"{}\n{'a", 3},
+                                  {"{}\n[7]", 6},
+                                  {"{'a", 0},
+                                  {"\n" + wide.substr(1), 1},
+                                  {wide, 0},
+                                  {"\n" + wide, {}},
+                                  {line + wide + "\n{", window + 101}};
+    for (const auto& [contents, offset] : cases) {
+        const fs::path file = directory.write("log.jsonl", contents);
+        test.expect(parsedSessionByteOffset(file, *SessionFileSnapshot::of(file)) == offset,
+                    "the offset of " + std::to_string(contents.size()) + " bytes");
+    }
+    const fs::path grown = directory.write("grown.jsonl", "{}\n{\"a");
+    const auto snapshot = *SessionFileSnapshot::of(grown);
+    std::ofstream(grown, std::ios::app) << "\":1}\n";
+    test.expect(parsedSessionByteOffset(grown, snapshot) == 3,
+                "what was added later is not looked at");
+    fs::resize_file(grown, 4);
+    test.expect(!parsedSessionByteOffset(grown, snapshot), "a shorter file has no offset");
+}
+
+void checkIdentity(SelfTest& test) {
+    const TemporaryDirectory directory("vantry-session-cache-");
+    const fs::path file = directory.write("log.jsonl", "0123456789");
+    const auto touch = [&](long nanosecond) {
+        const timespec times[] = {{.tv_sec = 1'772'366'400, .tv_nsec = nanosecond},
+                                  {.tv_sec = 1'772'366'400, .tv_nsec = nanosecond}};
+        ::utimensat(AT_FDCWD, file.c_str(), times, 0);
+    };
+    touch(5);
+    const auto snapshot = *SessionFileSnapshot::of(file);
+    SessionUsageCacheEntry entry;
+    snapshot.describe(entry);
+    // Whether it is identical, matches and contains the prefix.
+    const auto answer = [&] {
+        const auto now = SessionFileSnapshot::of(file);
+        return std::array{now && sameSessionFileIdentity(entry, *now),
+                          sessionFileMatchesSnapshot(file, snapshot),
+                          sessionFileContainsSnapshotPrefix(file, snapshot)};
+    };
+    using Answer = std::array<bool, 3>;
+    test.expect(answer() == Answer{true, true, true}, "an untouched file is the same");
+    touch(6);
+    test.expect(answer() == Answer{false, false, true}, "a touch by a nanosecond is seen");
+    std::ofstream(file, std::ios::app) << "more";
+    touch(5);
+    test.expect(answer() == Answer{false, false, true}, "a grown file has the same beginning");
+    fs::resize_file(file, 9);
+    touch(5);
+    test.expect(answer() == Answer{false, false, false}, "a cut file has not");
+
+    fs::rename(directory.write("other.jsonl", "9876543210"), file);
+    touch(5);
+    test.expect(answer() == Answer{false, false, false}, "a file in its place is another one");
+    SessionUsageCacheEntry anyFile = entry;
+    anyFile.fileIdentifier.reset();
+    test.expect(sameSessionFileIdentity(anyFile, *SessionFileSnapshot::of(file)),
+                "an entry without a file number takes any");
+
+    const fs::path target = directory.write("target.jsonl", "0123456789");
+    const auto isRefused = [&](auto make) {
+        fs::remove(file);
+        make();
+        return !SessionFileSnapshot::of(file) && answer() == Answer{} &&
+               !parsedSessionByteOffset(file, snapshot);
+    };
+    test.expect(isRefused([&] { fs::create_symlink(target, file); }) &&
+                    isRefused([&] { ::mkfifo(file.c_str(), 0600); }) &&
+                    isRefused([&] { fs::create_directory(file); }) && isRefused([] {}),
+                "a link, a FIFO, a directory and nothing are no log");
+    test.expect(entry.touching(7, noon).fileIdentifier == 7U &&
+                    entry.touching(std::nullopt, noon).fileIdentifier == snapshot.fileIdentifier &&
+                    entry.touching(7, noon).lastAccessedAt == noon,
+                "a hit stamps the entry");
+}
+
+std::string joined(const std::vector<std::string>& paths) {
+    std::string text;
+    for (const std::string& path : paths) text += path;
+    return text;
+}
+
+void checkPlanner(SelfTest& test) {
+    using namespace SessionUsageValidationPlanner;
+    std::vector<SessionUsageSource> sources{
+        {.threadId = "a", .rolloutPath = "/a", .updatedAt = noon - 100},
+        {.threadId = "b", .rolloutPath = "/b", .updatedAt = noon - 100},
+        {.threadId = "c", .rolloutPath = "/c"}};
+    Entries cached;
+    std::optional<SessionUsageSourceRevisions> previous{std::in_place};
+    for (const SessionUsageSource& source : sources) {
+        cached[source.rolloutPath];
+        previous->emplace(source.rolloutPath, SessionUsageSourceRevision::of(source));
+    }
+    Question question{.sources = sources,
+                      .previousRevisions = previous,
+                      .lastSweepAt = noon,
+                      .cachedEntries = cached,
+                      .now = noon + 500};
+    const auto paths = [&] { return joined(validationPaths(question)); };
+    test.expect(paths().empty(), "what did not change is not looked at");
+    question.requiredValidationPaths = {"/b", "/x"};
+    test.expect(paths() == "/b", "what is required is looked at");
+    question.lastSweepAt = noon - 98;
+    test.expect(paths() == "/a/b", "so is what was updated two seconds before the sweep");
+    question.lastSweepAt = noon - 97.9;
+    test.expect(paths() == "/b", "and not what was updated before that");
+    question.requiredValidationPaths.clear();
+    sources[0].updatedAt = noon - 99.999;
+    sources[2].allowsMissingParentLineage = true;
+    test.expect(paths() == "/a/c", "a millisecond or a flag makes another revision");
+    cached.erase("/b");
+    test.expect(paths() == "/a/b/c", "a log without an entry is looked at");
+    previous->clear();
+    cached["/b"];
+    test.expect(paths() == "/a/b/c", "a log without a revision is looked at");
+    for (const SessionUsageSource& source : sources) {
+        previous->emplace(source.rolloutPath, SessionUsageSourceRevision::of(source));
+    }
+    question.forceFullValidation = true;
+    test.expect(paths() == "/a/b/c", "a full validation looks at everything");
+    question.forceFullValidation = false;
+    test.expect(paths().empty(), "and only a full one");
+    previous.reset();
+    test.expect(paths() == "/a/b/c", "a first read looks at everything");
+
+    std::map<std::string, SessionUsageLineage> lineage{
+        {"/c", {.threadId = "c", .parentThreadId = "b"}},
+        {"/b", {.threadId = "b", .parentThreadId = "gone", .historyBase = {{"a", 3}}}}};
+    const auto planned = [&](std::vector<std::string> from) {
+        const auto plan = includingAncestorPaths(
+            {.paths = std::move(from), .sources = sources, .lineageByPath = lineage});
+        return plan ? joined(*plan) : "none";
+    };
+    test.expect(planned({"/c"}) == "/c/b/a" && planned({"/a"}) == "/a" &&
+                    planned({"/b", "/c", "/x"}) == "/b/c/x/a",
+                "ancestors are looked at with their children");
+    lineage["/c"].historyBase = {{"a", 1}};
+    test.expect(planned({"/c"}) != "none", "two ways to one ancestor are no loop");
+    lineage["/a"] = {.threadId = "a", .parentThreadId = "b"};
+    test.expect(planned({"/c"}) == "none" && planned({"/a"}) == "none" && planned({}).empty(),
+                "a thread that is its own ancestor spoils the plan");
+}
+
+}  // namespace
+
+bool SessionUsageCacheSelfTest::run() {
+    SelfTest test("session usage cache");
+    checkDeltas(test);
+    checkDamagedDeltas(test);
+    checkTrail(test);
+    checkDocument(test);
+    checkPruning(test);
+    checkFile(test);
+    checkOffset(test);
+    checkIdentity(test);
+    checkPlanner(test);
+    return test.finish();
+}
+
+}  // namespace vantry

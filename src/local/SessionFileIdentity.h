@@ -1,0 +1,54 @@
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+
+#include "local/SessionUsageCacheEntry.h"
+
+namespace vantry {
+
+/// A log as it stood at one moment, by which a later moment is compared.
+struct SessionFileSnapshot {
+    std::int64_t fileSize = 0;  ///< bytes
+    /// Since 1970; a time that 64 bits do not reach wraps, and still differs from its neighbours.
+    std::optional<std::int64_t> modificationTimeNanoseconds;
+    std::optional<std::uint64_t> fileIdentifier;  ///< the file's number (inode)
+
+    /// What stands at the path itself: nothing for a symbolic link or anything but a regular file.
+    static std::optional<SessionFileSnapshot> of(const std::filesystem::path& path);
+
+    std::optional<Date> modificationDate() const;
+
+    /// Writes the snapshot into an entry made from this file.
+    void describe(SessionUsageCacheEntry& entry) const;
+
+    friend bool operator==(const SessionFileSnapshot&, const SessionFileSnapshot&) = default;
+};
+
+/// Whether a log is still the one that was read. Functions look at the file system once, block no
+/// longer than that, and answer for that moment only.
+namespace CodexUsageReader {
+
+/// Whether the entry was made from this very state of the file. Times are compared in whole
+/// nanoseconds; an entry without a file number takes any.
+bool sameSessionFileIdentity(const SessionUsageCacheEntry& entry,
+                             const SessionFileSnapshot& snapshot);
+
+/// Whether the file at the path has not changed since.
+bool sessionFileMatchesSnapshot(const std::filesystem::path& path,
+                                const SessionFileSnapshot& snapshot);
+
+/// Whether the file at the path is the same and may have grown since.
+bool sessionFileContainsSnapshotPrefix(const std::filesystem::path& path,
+                                       const SessionFileSnapshot& snapshot);
+
+/// How far the file of the snapshot is made of whole lines: its size, or the start of a last line
+/// that has no end and is no JSON. Looks at the last 256 KiB only; nothing if that does not tell,
+/// or if the file is another one or shorter.
+std::optional<std::int64_t> parsedSessionByteOffset(const std::filesystem::path& path,
+                                                    const SessionFileSnapshot& snapshot);
+
+}  // namespace CodexUsageReader
+
+}  // namespace vantry

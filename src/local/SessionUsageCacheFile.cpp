@@ -1,0 +1,228 @@
+#include "local/SessionUsageCacheFile.h"
+
+#include <algorithm>
+#include <system_error>
+#include <utility>
+#include <vector>
+
+#include "diagnostics/DebugLog.h"
+#include "io/BoundedCacheData.h"
+#include "platform/AtomicFile.h"
+
+namespace vantry::CodexUsageReader {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+/// Walks over a JSON text from value to value without parsing them. The document is never in memory
+/// a second time as a tree: its entries are parsed one after the other.
+class TextWalker {
+  public:
+    explicit TextWalker(std::string_view text) : text_(text) {}
+
+    /// Steps over `byte` and white space before it; false when something else stands there.
+    bool take(char byte) {
+        skipSpace();
+        if (at_ == text_.size() || text_[at_] != byte) return false;
+        ++at_;
+        return true;
+    }
+
+    bool isAtEnd() {
+        skipSpace();
+        return at_ == text_.size();
+    }
+
+    /// Steps over a value. Its text, of which only quotes and the number of brackets are known to
+    /// match; an empty one when there is none.
+    std::string_view takeValue() {
+        skipSpace();
+        const std::size_t start = at_;
+        std::size_t depth = 0;
+        do {
+            while (at_ < text_.size() && !isMark(text_[at_], depth)) ++at_;
+            if (at_ == text_.size()) break;
+            const char byte = text_[at_];
+            if (byte == '"') {
+                if (!takeString()) return {};
+            } else if (byte == '{' || byte == '[') {
+                ++depth;
+                ++at_;
+            } else if (depth > 0) {
+                --depth;
+                ++at_;
+            }
+        } while (depth > 0);
+        return depth == 0 ? text_.substr(start, at_ - start) : std::string_view();
+    }
+
+  private:
+    /// Whether a byte outside of strings ends a number or word, or changes the depth.
+    static bool isMark(char byte, std::size_t depth) {
+        switch (byte) {
+            case '"':
+            case '{':
+            case '}':
+            case '[':
+            case ']':
+                return true;
+            case ',':
+            case ':':
+            case ' ':
+            case '\t':
+            case '\r':
+            case '\n':
+                return depth == 0;
+            default:
+                return false;
+        }
+    }
+
+    void skipSpace() { at_ = std::min(text_.find_first_not_of(" \t\r\n", at_), text_.size()); }
+
+    bool takeString() {
+        const std::size_t first = at_ + 1;
+        for (std::size_t end = first; (end = text_.find('"', end)) != std::string_view::npos;) {
+            std::size_t escape = end++;
+            while (escape > first && text_[escape - 1] == '\\') --escape;
+            if ((end - 1 - escape) % 2 != 0) continue;
+            at_ = end;
+            return true;
+        }
+        return false;
+    }
+
+    std::string_view text_;
+    std::size_t at_ = 0;
+};
+
+/// Hands the texts of each member's key and value to `visit`, which returns false to stop. Whether
+/// all of an object was visited.
+template <class Visit>
+bool forEachMember(std::string_view object, Visit visit) {
+    TextWalker walker(object);
+    if (!walker.take('{')) return false;
+    if (walker.take('}')) return walker.isAtEnd();
+    do {
+        const std::string_view key = walker.takeValue();
+        if (!walker.take(':')) return false;
+        const std::string_view value = walker.takeValue();
+        if (key.empty() || value.empty() || !visit(key, value)) return false;
+    } while (walker.take(','));
+    return walker.take('}') && walker.isAtEnd();
+}
+
+/// Parses texts that lie in one document, in place wherever enough of it follows.
+class DocumentParser {
+  public:
+    explicit DocumentParser(std::string_view document) : document_(document) {}
+
+    std::optional<JsonView> parse(std::string_view text) {
+        const char* const end = document_.data() + document_.size();
+        const auto behind = static_cast<std::size_t>(end - (text.data() + text.size()));
+        return behind >= JsonParser::padding ? parser_.parsePadded(text) : parser_.parse(text);
+    }
+
+  private:
+    std::string_view document_;
+    JsonParser parser_;
+};
+
+struct Frame {
+    std::string_view entries;
+    std::optional<std::int64_t> version;
+};
+
+std::optional<Frame> frameOf(std::string_view document, DocumentParser& parser) {
+    Frame frame;
+    const bool isObject = forEachMember(document, [&](std::string_view key, std::string_view text) {
+        if (key == "\"entries\"") frame.entries = text;
+        if (key == "\"version\"") {
+            const auto version = parser.parse(text);
+            frame.version = version ? version->integer() : std::nullopt;
+        }
+        return true;
+    });
+    if (!isObject) return std::nullopt;
+    return frame;
+}
+
+std::string write(SessionUsageCache& cache, const SessionUsageCacheWrite& request) {
+    std::set<std::string> activePaths;
+    for (const std::string& path : request.activePaths) {
+        std::error_code ignored;
+        if (request.isAllowed(path) && fs::exists(path, ignored)) activePaths.insert(path);
+    }
+    std::error_code error;
+    fs::create_directories(request.file.parent_path(), error);
+    if (error) return error.message();
+
+    PrunedSessionUsageCache pruned = prunedSessionUsageCache({.entries = std::move(cache.entries),
+                                                              .activePaths = activePaths,
+                                                              .now = request.now,
+                                                              .entryLimit = activePaths.size()});
+    cache.entries = std::move(pruned.entries);
+    if (!pruned.error.empty()) return std::move(pruned.error);
+    cache.entries = retainedSessionUsageMemoryCache(std::move(cache.entries), activePaths);
+    error = replaceFileAtomically(request.file, pruned.document);
+    return error ? error.message() : std::string();
+}
+
+}  // namespace
+
+fs::path sessionUsageCacheURL(const fs::path& cacheDirectory) {
+    return cacheDirectory.empty() ? fs::path() : cacheDirectory / "session-usage-v1.json";
+}
+
+SessionUsageDiskCacheReading readSessionUsageDiskCache(std::string_view document) {
+    DocumentParser parser(document);
+    const auto frame = frameOf(document, parser);
+    if (!frame) return {.error = "malformed session usage cache"};
+    if (frame->version != sessionUsageCacheVersion) {
+        return {.error = "session usage cache of another version"};
+    }
+    SessionUsageCacheEntries entries;
+    std::string error;
+    const bool isGood =
+        forEachMember(frame->entries, [&](std::string_view key, std::string_view text) {
+            const auto keyValue = parser.parse(key);
+            const auto path = keyValue ? keyValue->text() : std::nullopt;
+            if (!path) return false;
+            std::string name(*path);  // the view ends with the next text
+            const auto value = parser.parse(text);
+            SessionUsageCacheEntryReading reading =
+                readSessionUsageCacheEntry(value.value_or(JsonView()));
+            error = std::move(reading.error);
+            if (!reading.entry) return false;
+            entries.emplace_hint(entries.end(), std::move(name), std::move(*reading.entry));
+            return true;
+        });
+    if (isGood) return {.entries = std::move(entries)};
+    return {.error = error.empty() ? "malformed session usage cache" : std::move(error)};
+}
+
+SessionUsageCacheEntries& persistentSessionUsageCache(SessionUsageCache& cache,
+                                                      const fs::path& file) {
+    if (cache.isDiskMerged || file.empty()) return cache.entries;
+    cache.isDiskMerged = true;
+    if (const auto document = boundedCacheData(file, sessionUsageCacheByteLimit)) {
+        auto reading = readSessionUsageDiskCache(*document);
+        if (reading.entries) cache.entries.merge(*reading.entries);
+    }
+    return cache.entries;
+}
+
+void writePersistentSessionUsageCache(SessionUsageCache& cache,
+                                      const SessionUsageCacheWrite& request) {
+    if (request.file.empty()) return;
+    persistentSessionUsageCache(cache, request.file);
+    const std::string error = write(cache, request);
+    if (error.empty()) {
+        cache.hasChanges = false;
+    } else {
+        debugLog("failed to write session usage cache: " + error);
+    }
+}
+
+}  // namespace vantry::CodexUsageReader
