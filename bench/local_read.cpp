@@ -1,13 +1,12 @@
 // Reads the session logs of a home as the program does, and says what was found and how long each
 // step took: local_read HOME CACHE-DIRECTORY [GREP]
 
-#include <sys/resource.h>
-
 #include <chrono>
 #include <filesystem>
 #include <iostream>
 #include <map>
 #include <string>
+#include <sys/resource.h>
 
 #include "local/SessionBatch.h"
 #include "local/SessionUsageCacheFile.h"

@@ -59,7 +59,8 @@ bool SelfTestMode::run() const {
 const std::vector<SelfTestMode>& selfTestModes() {
     static const std::vector<SelfTestMode> modes{
         {"--self-test-model-usage",
-         {notBuilt("model usage trend"), SelfTestSuite{"model usage parser", CodexUsageReader::runModelUsageParsingSelfTest}}},
+         {notBuilt("model usage trend"),
+          SelfTestSuite{"model usage parser", CodexUsageReader::runModelUsageParsingSelfTest}}},
         {"--self-test-task-facts", {notBuilt("task semantics"), notBuilt("codex session opener")}},
         {"--self-test-status-item",
          {{"rate limit parsing", CodexUsageReader::runRateLimitParsingSelfTest},

@@ -14,14 +14,17 @@ constexpr std::array<std::string_view, 7> projects{
     "/work/alpha",  "/work/beta",       "/work/gamma delta",  "/work/研究/notes",
     "/work/o'hara", "/work/alpha/docs", "/somewhere/else.git"};
 
-/// The first of the variants still to come that the family has the sessions for.
+/// The first of the variants still to come that the family has the sessions for, else any.
 template <class Variant, std::size_t count>
 Variant takeVariant(std::vector<Variant>& toCome, const std::array<Variant, count>& all,
-                    const Family& family) {
+                    const Family& family, Random& random) {
     if (toCome.empty()) toCome.assign(all.begin(), all.end());
-    const auto found = std::find_if(toCome.begin(), toCome.end(),
-                                    [&](Variant variant) { return isPossible(family, variant); });
-    if (found == toCome.end()) return all.front();
+    const auto isWanted = [&](Variant variant) { return isPossible(family, variant); };
+    const auto found = std::find_if(toCome.begin(), toCome.end(), isWanted);
+    if (found == toCome.end()) {
+        const Variant variant = random.pick(all);
+        return isWanted(variant) ? variant : all.front();
+    }
     const Variant variant = *found;
     toCome.erase(found);
     return variant;
@@ -195,10 +198,10 @@ Family FamilyPlanner::next(std::int64_t mostSessions) {
         planRoot(hasCopyingFormat ? LogFormat::copying : LogFormat::paginated, forksFollow));
     for (const SessionKind kind : kinds) {
         if (kind == SessionKind::copyingFork) {
-            const auto variant = takeVariant(copiesToCome_, copyVariants, family);
+            const auto variant = takeVariant(copiesToCome_, copyVariants, family, random_);
             family.push_back(planCopyingFork(family, variant));
         } else if (kind == SessionKind::inheritingFork) {
-            const auto variant = takeVariant(inheritancesToCome_, inheritVariants, family);
+            const auto variant = takeVariant(inheritancesToCome_, inheritVariants, family, random_);
             family.push_back(planInheritingFork(family, variant));
         } else {
             family.push_back(planSubagent(family));

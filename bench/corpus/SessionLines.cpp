@@ -251,8 +251,8 @@ void SessionLines::toolOutput(const ToolCall& call, Millis at, std::size_t bytes
 
 void SessionLines::compacted(Millis at, std::size_t bytes) {
     log_.begin("compacted", at);
-    log_.add(R"("message":"A summary:\n)", filler_.prose(bytes / 2, random_),
-             R"(","replacement_history":[{"type":"message","role":"user","content":[)",
+    log_.add(R"("message":"A summary:\n)", filler_.prose(bytes / 2, random_));
+    log_.add(R"(","replacement_history":[{"type":"message","role":"user","content":[)",
              R"({"type":"input_text","text":")", filler_.prose(bytes / 2, random_), R"("}]})");
     // A kept history can hold calls that the log has already shown once.
     if (random_.chance(0.2)) {
@@ -266,8 +266,8 @@ void SessionLines::compacted(Millis at, std::size_t bytes) {
 void SessionLines::bulk(Millis at, std::size_t bytes) {
     if (random_.chance(0.45)) {
         item("function_call_output", at);
-        log_.add(R"("call_id":"call_)", random_.letters(8), R"(","output":")",
-                 filler_.prose(bytes, random_), R"(")");
+        log_.add(R"("call_id":"call_)", random_.letters(8));
+        log_.add(R"(","output":")", filler_.prose(bytes, random_), R"(")");
         endItem();
     } else if (random_.chance(0.5)) {
         item("reasoning", at);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -40,7 +41,7 @@ class SessionPlanner {
     SessionPlanner(const CorpusOptions& options, Random& random)
         : options_(options), random_(random) {}
 
-    /// Between four and forty turns' worth of a budget, mixed with compactions and restarts.
+    /// So many answers in turns of a dozen at most, compactions and restarts among them.
     std::vector<TurnShape> shapes(std::int64_t samples);
 
     struct Conversation {

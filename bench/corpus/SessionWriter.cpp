@@ -10,6 +10,7 @@ namespace vantry::corpus {
 namespace {
 
 constexpr std::int64_t smallestBulk = 400;
+constexpr std::int64_t usualAnswerBytes = 4'000;  ///< with its share of the turn around it
 
 /// Most outputs are short, most of the bytes are in a few long ones.
 std::int64_t bulkBytes(Random& random) {
@@ -63,6 +64,7 @@ class Writer {
     void fill(Millis at);
     bool odd() { return random_.chance(options_.mix.oddities); }
     std::size_t instructionBytes() const { return options_.lean ? 200 : 20'000; }
+    std::int64_t room() const;
     std::size_t outputBytes(bool isCopied);
 
     const Family& family_;
@@ -164,20 +166,26 @@ void Writer::writeReading(Millis at) {
     ++readings_;
 }
 
+/// What can still be filled: the answers to come need room too.
+std::int64_t Writer::room() const {
+    return goal_ - log_.offset() - samplesLeft_ * usualAnswerBytes;
+}
+
 std::size_t Writer::outputBytes(bool isCopied) {
-    if (isCopied || options_.lean || log_.offset() >= goal_) return 200;
-    return static_cast<std::size_t>(std::min(bulkBytes(random_), goal_ - log_.offset()));
+    if (isCopied || options_.lean) return 200;
+    return static_cast<std::size_t>(
+        std::max<std::int64_t>(std::min(bulkBytes(random_), room() / 4), 200));
 }
 
 /// So much that every answer has the same part of what is left, give or take a line.
 void Writer::fill(Millis at) {
-    const std::int64_t part = (goal_ - log_.offset()) / std::max<std::int64_t>(samplesLeft_--, 1);
-    const std::int64_t until = samplesLeft_ == 0 ? goal_ : log_.offset() + part;
+    const std::int64_t part = room() / std::max<std::int64_t>(samplesLeft_--, 1);
+    const std::int64_t until =
+        samplesLeft_ == 0 ? goal_ - usualAnswerBytes / 4 : log_.offset() + part;
     while (until - log_.offset() > smallestBulk) {
-        const std::int64_t left = goal_ - log_.offset();
-        const std::int64_t bytes =
-            std::min({bulkBytes(random_), left, until - log_.offset() + left / 8});
-        lines_.bulk(at, static_cast<std::size_t>(std::max(bytes, smallestBulk)));
+        const std::int64_t most = until - log_.offset() + room() / 8;
+        const std::int64_t left = std::max(room(), smallestBulk);
+        lines_.bulk(at, static_cast<std::size_t>(std::min({bulkBytes(random_), most, left})));
     }
 }
 

@@ -16,12 +16,14 @@ namespace {
 
 const Date spawn(1'800'000'000);
 
-TokenBreakdown tokens(std::int64_t total) { return {.inputTokens = total, .totalTokens = total}; }
+TokenBreakdown tokens(std::int64_t total) {
+    return {.inputTokens = total, .totalTokens = total};
+}
 
 struct Event {
-    std::int64_t total;   ///< the counter after it
-    std::int64_t last;    ///< what it says of itself
-    double at = -100;     ///< seconds after the spawn
+    std::int64_t total;  ///< the counter after it
+    std::int64_t last;   ///< what it says of itself
+    double at = -100;    ///< seconds after the spawn
     std::int64_t ordinal = 0;
 };
 
@@ -33,7 +35,8 @@ struct Batch {
         ParsedSessionUsage usage;
         for (const Event& event : events) {
             const TokenBreakdown total = tokens(event.total);
-            if (!usage.firstReading) usage.firstReading = {.total = total, .last = tokens(event.last)};
+            if (!usage.firstReading)
+                usage.firstReading = {.total = total, .last = tokens(event.last)};
             const TokenBreakdown growth = total.delta(usage.lastTokenUsage);
             usage.lastTokenUsage = total;
             if (growth.isZero()) continue;
@@ -45,8 +48,10 @@ struct Batch {
         session.entry.deltaStorage = SessionUsageDeltaStorage::encoding(usage.deltas);
         session.entry.readingTrail = SessionReadingTrailStorage::encoding(usage.trail);
         session.entry.firstReading = usage.firstReading;
-        session.entry.lineage = SessionUsageLineage{
-            .threadId = id, .parentThreadId = std::move(parent), .spawnedAt = spawn, .historyBase = std::move(base)};
+        session.entry.lineage = SessionUsageLineage{.threadId = id,
+                                                    .parentThreadId = std::move(parent),
+                                                    .spawnedAt = spawn,
+                                                    .historyBase = std::move(base)};
         byId[id] = &session;
         return session;
     }
@@ -85,7 +90,8 @@ void checkCopies(SelfTest& test) {
     test.expect(batch.own("independent") == 11, "an independent fork keeps everything");
     batch.add("lost", {{5, 5}}, "nobody");
     batch.add("heir", {{5, 5}}, "lost");
-    test.expect(batch.own("lost") == -1 && batch.own("heir") == -2, "a missing parent is not guessed");
+    test.expect(batch.own("lost") == -1 && batch.own("heir") == -2,
+                "a missing parent is not guessed");
     batch.add("cycle-a", {{5, 5}}, "cycle-b");
     batch.add("cycle-b", {{5, 5}}, "cycle-a");
     test.expect(batch.own("cycle-a") == -2, "a circle of parents ends");
@@ -121,7 +127,8 @@ void checkInheritance(SelfTest& test) {
     };
     for (const Case& entry : cases) {
         Batch batch;
-        batch.add("root", {{10, 10, -100, 5}, {30, 20, -90, 9}, {60, 30, -80, 15}, {61, 1, 900, 40}});
+        batch.add("root",
+                  {{10, 10, -100, 5}, {30, 20, -90, 9}, {60, 30, -80, 15}, {61, 1, 900, 40}});
         batch.add("fork", entry.events, "root", SessionHistoryBase{"root", entry.end});
         test.expect(batch.own("fork") == entry.own, entry.what);
         test.expect(batch.own("root") == 61, "the parent keeps its own");
@@ -140,7 +147,8 @@ void checkInheritance(SelfTest& test) {
                 "a base that is not there is refused");
     auto& unsaid = batch.add("unsaid", {{33, 3, 5, 20}}, "root", SessionHistoryBase{"root", 12});
     unsaid.entry.firstReading->last.reset();
-    test.expect(batch.own("unsaid") == -1, "an event that does not say what it cost proves nothing");
+    test.expect(batch.own("unsaid") == -1,
+                "an event that does not say what it cost proves nothing");
 }
 
 void checkTools(SelfTest& test) {
@@ -170,19 +178,27 @@ void checkHeaders(SelfTest& test) {
         return readSessionUsageLineage(directory.write("log.jsonl", lines), "me");
     };
     const auto header = [](const std::string& payload) {
-        return R"({"timestamp":"2027-01-15T08:00:00.5Z","type":"session_meta","payload":{"id":"me")" + payload + "}}\n";
+        return R"({"timestamp":"2027-01-15T08:00:00.5Z","type":"session_meta","payload":{"id":"me")" +
+               payload + "}}\n";
     };
-    const auto spawned = lineageOf("{\"type\":\"session_meta\",\"payload\":{\"id\":\"other\"}}\nno json session_meta\n" +
-                                   header(R"(,"parent_thread_id":"p","source":{"subagent":{"thread_spawn":{"parent_thread_id":"s"}}})"));
-    test.expect(spawned && spawned->parentThreadId == "s" && spawned->spawnedAt == spawn + 0.5 && !spawned->historyBase,
+    const auto spawned = lineageOf(
+        "{\"type\":\"session_meta\",\"payload\":{\"id\":\"other\"}}\nno json session_meta\n" +
+        header(
+            R"(,"parent_thread_id":"p","source":{"subagent":{"thread_spawn":{"parent_thread_id":"s"}}})"));
+    test.expect(spawned && spawned->parentThreadId == "s" && spawned->spawnedAt == spawn + 0.5 &&
+                    !spawned->historyBase,
                 "the thread's own header, and the spawning parent first");
-    test.expect(lineageOf(header(R"(,"forked_from_id":"me")"))->parentThreadId == std::nullopt, "nobody is their own parent");
+    test.expect(lineageOf(header(R"(,"forked_from_id":"me")"))->parentThreadId == std::nullopt,
+                "nobody is their own parent");
     const auto fork = lineageOf(header(
         R"(,"forked_from_id":"p","history_base":{"thread_id":"p","end_ordinal_exclusive":37,"end_byte_offset":1})"));
-    test.expect(fork->parentThreadId == "p" && fork->historyBase == SessionHistoryBase{"p", 37}, "a fork that inherits");
-    test.expect(lineageOf(header(R"(,"history_base":{"thread_id":7})"))->historyBase == SessionHistoryBase{},
+    test.expect(fork->parentThreadId == "p" && fork->historyBase == SessionHistoryBase{"p", 37},
+                "a fork that inherits");
+    test.expect(lineageOf(header(R"(,"history_base":{"thread_id":7})"))->historyBase ==
+                    SessionHistoryBase{},
                 "a base that cannot be read is still a base");
-    test.expect(!lineageOf("{\"type\":\"session_meta\"}\n") && !lineageOf(header("").substr(0, 60)) &&
+    test.expect(!lineageOf("{\"type\":\"session_meta\"}\n") &&
+                    !lineageOf(header("").substr(0, 60)) &&
                     !lineageOf(std::string(2'100'000, ' ') + "\n" + header("")),
                 "no header, an unfinished one, or one too far down");
 }

@@ -1,10 +1,9 @@
 #include "selftests/local/SessionParserBudgetSelfTest.h"
 
-#include <sys/stat.h>
-
 #include <filesystem>
 #include <fstream>
 #include <string>
+#include <sys/stat.h>
 
 #include "local/SessionBatch.h"
 #include "selftests/support/SelfTest.h"
@@ -22,11 +21,13 @@ std::string event(int total, int ordinal = 0) {
     const std::string count = std::to_string(total);
     return R"({"timestamp":"2026-07-17T00:01:00Z","ordinal":)" + std::to_string(ordinal) +
            R"(,"type":"event_msg","payload":{"type":"token_count","info":{"total_token_usage":{"input_tokens":)" +
-           count + R"(,"cached_input_tokens":0,"output_tokens":0,"total_tokens":)" + count + "}}}}\n";
+           count + R"(,"cached_input_tokens":0,"output_tokens":0,"total_tokens":)" + count +
+           "}}}}\n";
 }
 
 std::string header(const std::string& id) {
-    return R"({"timestamp":"2026-07-17T00:00:00Z","type":"session_meta","payload":{"id":")" + id + "\"}}\n";
+    return R"({"timestamp":"2026-07-17T00:00:00Z","type":"session_meta","payload":{"id":")" + id +
+           "\"}}\n";
 }
 
 std::string filler(std::size_t size) {
@@ -36,7 +37,9 @@ std::string filler(std::size_t size) {
 
 /// A home with one log.
 struct Home {
-    fs::path write(const std::string& text) const { return directory.write(".codex/log.jsonl", text); }
+    fs::path write(const std::string& text) const {
+        return directory.write(".codex/log.jsonl", text);
+    }
     void append(std::string_view text) const {
         std::ofstream(log(), std::ios::binary | std::ios::app) << text;
     }
@@ -51,7 +54,8 @@ struct Home {
     }
     SessionReadOutcome read(const SessionReadSetting& setting) const {
         const auto known = cache.entries.find(log().string());
-        return readSession(source(), known == cache.entries.end() ? nullptr : &known->second, setting);
+        return readSession(source(), known == cache.entries.end() ? nullptr : &known->second,
+                           setting);
     }
     /// Reads and keeps; the route that was taken.
     SessionReadRoute keep(const SessionReadSetting& setting) {
@@ -103,8 +107,9 @@ void checkRoutes(SelfTest& test) {
     test.expect(!home.read(setting).entry, "under the large limits");
     setting = home.setting(true);
     setting.limits.timeout = 0.2;
-    for (const char* script : {"#!/bin/sh\nexit 2\n", "#!/bin/sh\nexec sleep 5\n", "#!/bin/sh\nkill -9 $$\n",
-                               "#!/bin/sh\necho '\"type\" \"token_count\"'\n"}) {
+    for (const char* script :
+         {"#!/bin/sh\nexit 2\n", "#!/bin/sh\nexec sleep 5\n", "#!/bin/sh\nkill -9 $$\n",
+          "#!/bin/sh\necho '\"type\" \"token_count\"'\n"}) {
         setting.grepExecutablePath = home.directory.writeProgram("grep", script);
         test.expect(home.read(setting).route == SessionReadRoute::failed,
                     "恰好处于阈值的小文件仍须走 grep，失败不能改走流式路径");
@@ -112,8 +117,9 @@ void checkRoutes(SelfTest& test) {
     SessionUsageSource outside = home.source();
     outside.rolloutPath = "/etc/passwd";
     home.cache.entries.emplace("/etc/passwd", SessionUsageCacheEntry{});
-    test.expect(!cachedSessionUsage(outside, home.cache, home.setting()) && home.cache.entries.empty(),
-                "a log elsewhere is denied, and forgotten");
+    test.expect(
+        !cachedSessionUsage(outside, home.cache, home.setting()) && home.cache.entries.empty(),
+        "a log elsewhere is denied, and forgotten");
 }
 
 void checkLimits(SelfTest& test) {
@@ -122,9 +128,13 @@ void checkLimits(SelfTest& test) {
     const auto refuses = [&](const char* what, auto change) {
         SessionReadSetting setting = home.setting();
         change(setting);
-        const std::string before = contents(home.cache.entries.contains(home.log()) ? std::optional(home.cache.entries[home.log()]) : std::nullopt);
+        const std::string before = contents(home.cache.entries.contains(home.log())
+                                                ? std::optional(home.cache.entries[home.log()])
+                                                : std::nullopt);
         test.expect(!cachedSessionUsage(home.source(), home.cache, setting) &&
-                        contents(home.cache.entries.contains(home.log()) ? std::optional(home.cache.entries[home.log()]) : std::nullopt) == before,
+                        contents(home.cache.entries.contains(home.log())
+                                     ? std::optional(home.cache.entries[home.log()])
+                                     : std::nullopt) == before,
                     what);
     };
     refuses("bytes", [](auto& s) { s.limits.maxReadBytes = 3'000; });
@@ -137,7 +147,8 @@ void checkLimits(SelfTest& test) {
             s.uptime = [ticks, calls = 0]() mutable { return ++calls > ticks ? 1e6 : 0.0; };
         });
     }
-    test.expect(home.keep(home.setting()) == SessionReadRoute::streamed, "within the limits it is read");
+    test.expect(home.keep(home.setting()) == SessionReadRoute::streamed,
+                "within the limits it is read");
     home.append(event(35) + filler(500));
     refuses("a clock that jumps while reading on", [](auto& s) {
         s.limits.maxReadBytes = 1'000;
@@ -145,7 +156,8 @@ void checkLimits(SelfTest& test) {
     });
     SessionReadSetting small = home.setting();
     small.limits.maxReadBytes = 1'000;
-    test.expect(home.keep(small) == SessionReadRoute::appended && contents(home.cache.entries[home.log()]) == fresh(home),
+    test.expect(home.keep(small) == SessionReadRoute::appended &&
+                    contents(home.cache.entries[home.log()]) == fresh(home),
                 "only appended bytes count of a log that has grown");
     home.append(std::string(2'000, 'x'));
     small.limits.maxLineBytes = 1'000;
@@ -155,22 +167,31 @@ void checkLimits(SelfTest& test) {
 void checkTails(SelfTest& test) {
     Home home;
     home.write(header("me") + event(10) + R"({"type":"event_msg","payload":{"type":"token_count")");
-    test.expect(fresh(home) == "refused" && fresh(home, true) == "refused", "流式路径遇到损坏的相关尾行必须整份拒绝");
+    test.expect(fresh(home) == "refused" && fresh(home, true) == "refused",
+                "流式路径遇到损坏的相关尾行必须整份拒绝");
     home.write(header("me") + event(10) + R"({"type":"response_item","payl)");
-    test.expect(home.keep(home.setting()) == SessionReadRoute::streamed && home.keep(home.setting()) == SessionReadRoute::hit,
+    test.expect(home.keep(home.setting()) == SessionReadRoute::streamed &&
+                    home.keep(home.setting()) == SessionReadRoute::hit,
                 "an unfinished line of no interest is left");
     home.append("oad\":1}\n" + event(11));
-    test.expect(home.keep(home.setting()) == SessionReadRoute::appended && contents(home.cache.entries[home.log()]) == fresh(home),
+    test.expect(home.keep(home.setting()) == SessionReadRoute::appended &&
+                    contents(home.cache.entries[home.log()]) == fresh(home),
                 "and read when it is finished");
     home.write(header("me") + event(10) + event(12).substr(0, event(12).size() - 1));
-    test.expect(fresh(home) == "2/12/me 10@0 2@0" && fresh(home, true) == fresh(home), "a last line may lack its newline");
+    test.expect(fresh(home) == "2/12/me 10@0 2@0" && fresh(home, true) == fresh(home),
+                "a last line may lack its newline");
 }
 
 // After each byte that a writer adds the figures are those of a fresh read of what stands there.
 void checkGrowth(SelfTest& test) {
-    const std::string text = header("me") + R"({"type":"turn_context","payload":{"model":"m"}})" "\n" + event(10, 3) +
-                             filler(40) + R"({"type":"response_item","payload":{"type":"function_call","name":"shell","call_id":"c"}})" "\n" +
-                             event(40, 5) + event(15, 7) + event(15, 9) + event(16, 9);
+    const std::string text =
+        header("me") +
+        R"({"type":"turn_context","payload":{"model":"m"}})"
+        "\n" +
+        event(10, 3) + filler(40) +
+        R"({"type":"response_item","payload":{"type":"function_call","name":"shell","call_id":"c"}})"
+        "\n" +
+        event(40, 5) + event(15, 7) + event(15, 9) + event(16, 9);
     Home home;
     home.write("");
     bool agrees = true;
@@ -180,7 +201,8 @@ void checkGrowth(SelfTest& test) {
         agrees = contents(kept) == fresh(home);
         if (i % 97 == 0) agrees = agrees && fresh(home, true) == fresh(home);
     }
-    test.expect(agrees && contents(home.cache.entries[home.log()]) == "5/16/me 10@3m 30@5m 15@7m 1@9m shell1",
+    test.expect(agrees && contents(home.cache.entries[home.log()]) ==
+                              "5/16/me 10@3m 30@5m 15@7m 1@9m shell1",
                 "逐行 autoreleasepool 释放后仍须完整保留差分、模型与工具身份元数据");
 }
 
@@ -199,9 +221,11 @@ void checkChanges(SelfTest& test) {
     step("new", Route::streamed, [] {});
     step("unchanged", Route::hit, [] {});
     step("touched", Route::streamed, [&] {
-        fs::last_write_time(home.log(), fs::last_write_time(home.log()) + std::chrono::nanoseconds(1'000));
+        fs::last_write_time(home.log(),
+                            fs::last_write_time(home.log()) + std::chrono::nanoseconds(1'000));
     });
-    step("truncated", Route::streamed, [&] { fs::resize_file(home.log(), (header("me") + event(10)).size()); });
+    step("truncated", Route::streamed,
+         [&] { fs::resize_file(home.log(), (header("me") + event(10)).size()); });
     step("replaced", Route::streamed, [&] {
         home.directory.write(".codex/other", header("me") + event(7) + event(8) + event(9));
         fs::rename(home.directory.path() / ".codex/other", home.log());
@@ -210,7 +234,8 @@ void checkChanges(SelfTest& test) {
         fs::rename(home.log(), home.directory.path() / ".codex/real");
         fs::create_symlink(home.directory.path() / ".codex/real", home.log());
     });
-    step("back", Route::streamed, [&] { fs::rename(home.directory.path() / ".codex/real", home.log()); });
+    step("back", Route::streamed,
+         [&] { fs::rename(home.directory.path() / ".codex/real", home.log()); });
     step("gone", Route::denied, [&] { fs::remove(home.log()); });
     step("a FIFO", Route::failed, [&] { ::mkfifo(home.log().c_str(), 0600); });
     step("a directory", Route::failed, [&] {

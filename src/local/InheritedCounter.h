@@ -17,8 +17,7 @@ namespace InheritedCounter {
 /// nothing where it only repeats what was inherited. Empty if the log says that its counter goes on
 /// from another and that cannot be proved.
 std::optional<TokenBreakdown> firstCost(const LoadedSessionUsage& session,
-                                        const SessionsByThreadId& sessions,
-                                        SessionDeltaMemo& memo);
+                                        const SessionsByThreadId& sessions, SessionDeltaMemo& memo);
 
 }  // namespace InheritedCounter
 

@@ -36,7 +36,8 @@ struct LoadedSessions {
 };
 
 /// Brings the cache up to date and gives every thread's entry, in the order of the sources. The
-/// results, and what is kept in the cache, are the same as if the logs were read one by one. Blocks.
+/// results, and what is kept in the cache, are the same as if the logs were read one by one.
+/// Blocks.
 LoadedSessions loadSessions(const SessionBatchRequest& request, SessionUsageCache& cache);
 
 /// Hands over what each thread itself used, in order, up to the first failure: a caller that sees

@@ -6,8 +6,7 @@ namespace vantry {
 
 std::span<const SessionReadings::Reading> SessionReadings::before(
     std::int64_t endOrdinalExclusive) const {
-    const auto end =
-        std::ranges::lower_bound(readings, endOrdinalExclusive, {}, &Reading::ordinal);
+    const auto end = std::ranges::lower_bound(readings, endOrdinalExclusive, {}, &Reading::ordinal);
     return {readings.begin(), end};
 }
 
@@ -18,9 +17,9 @@ std::optional<SessionDeltaMemo::Accepted> SessionDeltaMemo::accepted(
     auto decoding = entry.deltaStorage.decoded();
     if (!decoding.deltas) return std::nullopt;
     auto kept = SessionUsageEventTimePolicy::acceptedDeltas(*std::move(decoding.deltas), now_);
-    Accepted result{.deltas = std::make_shared<const std::vector<SessionUsageDelta>>(
-                        std::move(kept.deltas)),
-                    .rejectedCount = kept.rejectedCount};
+    Accepted result{
+        .deltas = std::make_shared<const std::vector<SessionUsageDelta>>(std::move(kept.deltas)),
+        .rejectedCount = kept.rejectedCount};
     accepted_.emplace(threadId, result);
     return result;
 }

@@ -1,8 +1,7 @@
 #include "local/SessionLogReader.h"
 
-#include <unistd.h>
-
 #include <algorithm>
+#include <unistd.h>
 #include <utility>
 
 #include "io/BoundedProcessRunner.h"
@@ -20,7 +19,8 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr const char* relevantLines =
-    "\"type\"[[:space:]]*:[[:space:]]*\"(token_count|function_call|custom_tool_call|turn_context)\"";
+    "\"type\"[[:space:]]*:[[:space:]]*\"(token_count|function_call|custom_tool_call|turn_context)"
+    "\"";
 
 // An unfinished last line of a known log is looked at again up to this length.
 constexpr std::int64_t longestTail = 2'097'152;
@@ -45,18 +45,17 @@ bool isExecutable(const fs::path& program) {
 }
 
 SessionUsageCacheEntry entryOf(const Snapshot& log, const ParsedSessionUsage& usage, Date now) {
-    SessionUsageCacheEntry entry{
-        .hasTokenEvents = usage.hasTokenEvents,
-        .tokenEventCount = usage.tokenEventCount,
-        .deltaStorage = SessionUsageDeltaStorage::encoding(usage.deltas),
-        .toolCalls = usage.toolCalls,
-        .toolCallIdentities = usage.toolCallIdentities,
-        .skillLoads = usage.skillLoads,
-        .lastTokenUsage = usage.lastTokenUsage,
-        .lastModel = usage.lastModel,
-        .lastAccessedAt = now,
-        .firstReading = usage.firstReading,
-        .readingTrail = SessionReadingTrailStorage::encoding(usage.trail)};
+    SessionUsageCacheEntry entry{.hasTokenEvents = usage.hasTokenEvents,
+                                 .tokenEventCount = usage.tokenEventCount,
+                                 .deltaStorage = SessionUsageDeltaStorage::encoding(usage.deltas),
+                                 .toolCalls = usage.toolCalls,
+                                 .toolCallIdentities = usage.toolCallIdentities,
+                                 .skillLoads = usage.skillLoads,
+                                 .lastTokenUsage = usage.lastTokenUsage,
+                                 .lastModel = usage.lastModel,
+                                 .lastAccessedAt = now,
+                                 .firstReading = usage.firstReading,
+                                 .readingTrail = SessionReadingTrailStorage::encoding(usage.trail)};
     log.file.describe(entry);
     return entry;
 }
@@ -213,8 +212,8 @@ SessionReadOutcome readSession(const SessionUsageSource& source,
     if (!file) return {};
     const Snapshot log{.path = source.rolloutPath, .file = *file};
     // Of a log that is known only what its own thread's header said still holds.
-    const bool knowsLineage = cached != nullptr && cached->lineage &&
-                              cached->lineage->threadId == source.threadId;
+    const bool knowsLineage =
+        cached != nullptr && cached->lineage && cached->lineage->threadId == source.threadId;
     const auto freshLineage = [&] { return readSessionUsageLineage(log.path, source.threadId); };
     SessionReadOutcome outcome;
     const bool isKnownThread = cached != nullptr && (knowsLineage || !cached->lineage);

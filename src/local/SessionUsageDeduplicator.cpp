@@ -22,8 +22,8 @@ std::size_t exactCopyCount(const Comparison& comparison) {
     const std::size_t most = std::min(child.size(), parent.size());
     std::size_t count = 0;
     while (count < most && child[count].tokens == parent[count].tokens &&
-           (!spawnedAt || (isCopyTime(child[count].date, *spawnedAt) &&
-                           parent[count].date <= *spawnedAt))) {
+           (!spawnedAt ||
+            (isCopyTime(child[count].date, *spawnedAt) && parent[count].date <= *spawnedAt))) {
         ++count;
     }
     return count;
@@ -74,8 +74,7 @@ struct Inheritance {
 // Walks up the parents. Nothing for a circle, or an ancestor that cannot be read or checked.
 std::optional<Inheritance> inheritance(const LoadedSessionUsage& session,
                                        std::span<const SessionUsageDelta> deltas,
-                                       const SessionsByThreadId& sessions,
-                                       SessionDeltaMemo& memo) {
+                                       const SessionsByThreadId& sessions, SessionDeltaMemo& memo) {
     Inheritance result;
     const bool copiesNothing = session.entry.lineage->historyBase.has_value();
     std::set<std::string> visited{session.source.threadId};
@@ -87,11 +86,11 @@ std::optional<Inheritance> inheritance(const LoadedSessionUsage& session,
         if (!copiesNothing) {
             const auto accepted = memo.accepted(*parent, ancestor.entry);
             if (!accepted) return std::nullopt;
-            result.copiedPrefix = std::max(
-                result.copiedPrefix, SessionUsageDeduplicator::copiedPrefixCount(
-                                         {.child = deltas,
-                                          .parent = *accepted->deltas,
-                                          .spawnedAt = session.entry.lineage->spawnedAt}));
+            result.copiedPrefix =
+                std::max(result.copiedPrefix, SessionUsageDeduplicator::copiedPrefixCount(
+                                                  {.child = deltas,
+                                                   .parent = *accepted->deltas,
+                                                   .spawnedAt = session.entry.lineage->spawnedAt}));
         }
         result.toolCalls.insert(ancestor.entry.toolCallIdentities.begin(),
                                 ancestor.entry.toolCallIdentities.end());
@@ -116,8 +115,8 @@ void removeCopiedCalls(const Identities& copied, const SessionUsageCacheEntry& e
 void replaceFirst(const SessionFirstReading& first, const TokenBreakdown& cost,
                   EffectiveSessionUsage& usage) {
     if (usage.deltas.empty() || usage.deltas[0].tokens != first.total) return;
-    auto own = std::make_shared<std::vector<SessionUsageDelta>>(usage.deltas.begin(),
-                                                                usage.deltas.end());
+    auto own =
+        std::make_shared<std::vector<SessionUsageDelta>>(usage.deltas.begin(), usage.deltas.end());
     own->front().tokens = cost;
     if (cost.isZero()) own->erase(own->begin());
     usage.deltas = *own;
