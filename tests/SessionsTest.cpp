@@ -52,6 +52,7 @@ class Reader {
                              .databasePath = *firstExistingPath(stateDatabaseCandidates(home_))});
         const auto& sources = std::get<std::vector<SessionUsageSource>>(index);
         std::vector<std::string> paths;
+        paths.reserve(sources.size());
         for (const SessionUsageSource& source : sources) paths.push_back(source.rolloutPath);
         setting_.now = Date::now();
         const LoadedSessions loaded = loadSessions(
