@@ -1,11 +1,13 @@
 #include "selftests/local/SessionLineageSelfTest.h"
 
+#include <cmath>
 #include <list>
 #include <string>
 #include <vector>
 
 #include "local/SessionLineage.h"
 #include "local/SessionUsageDeduplicator.h"
+#include "platform/Iso8601.h"
 #include "selftests/support/SelfTest.h"
 
 namespace vantry::SessionLineageSelfTest {
@@ -16,8 +18,17 @@ namespace {
 
 const Date spawn(1'800'000'000);
 
-TokenBreakdown tokens(std::int64_t total) {
-    return {.inputTokens = total, .totalTokens = total};
+std::string usageOf(std::int64_t total) {
+    const std::string count = std::to_string(total);
+    return R"({"input_tokens":)" + count +
+           R"(,"cached_input_tokens":0,"output_tokens":0,"total_tokens":)" + count + "}";
+}
+
+// The moment with its milliseconds.
+std::string textOf(Date date) {
+    const double whole = std::floor(date.secondsSince1970());
+    const auto fraction = std::lround((date.secondsSince1970() - whole) * 1000);
+    return iso8601Text(date)->substr(0, 19) + "." + std::to_string(1000 + fraction).substr(1) + "Z";
 }
 
 struct Event {
@@ -33,15 +44,15 @@ struct Batch {
                             std::optional<std::string> parent = {},
                             std::optional<SessionHistoryBase> base = {}) {
         ParsedSessionUsage usage;
+        JsonParser parser;
         for (const Event& event : events) {
-            const TokenBreakdown total = tokens(event.total);
-            if (!usage.firstReading)
-                usage.firstReading = {.total = total, .last = tokens(event.last)};
-            const TokenBreakdown growth = total.delta(usage.lastTokenUsage);
-            usage.lastTokenUsage = total;
-            if (growth.isZero()) continue;
-            usage.deltas.push_back({.date = spawn + event.at, .tokens = growth});
-            usage.trail.ordinals.push_back(event.ordinal);
+            const std::string line =
+                R"({"timestamp":")" + textOf(spawn + event.at) + R"(","ordinal":)" +
+                std::to_string(event.ordinal) +
+                R"(,"payload":{"type":"token_count","info":{"total_token_usage":)" +
+                usageOf(event.total) + R"(,"last_token_usage":)" + usageOf(event.last) + "}}}";
+            const std::string padded = line + std::string(JsonParser::padding, ' ');
+            processSessionLine(std::string_view(padded).substr(0, line.size()), usage, parser);
         }
         LoadedSessionUsage& session = sessions.emplace_back();
         session.source.threadId = id;
@@ -124,6 +135,7 @@ void checkInheritance(SelfTest& test) {
         {"a base that nobody shows", {{50, 5, 5, 20}}, 18, -1},
         {"a base behind the point of leaving", {{70, 10, 5, 20}}, 12, -1},
         {"no reading at all", {}, 18, 0},
+        {"a first reading of nothing", {{0, 0, 5, 20}, {100, 40, 6, 21}}, 18, 40},
     };
     for (const Case& entry : cases) {
         Batch batch;
@@ -135,7 +147,7 @@ void checkInheritance(SelfTest& test) {
     }
     Batch batch;
     batch.add("root", {{10, 10, -100, 5}, {30, 20, -90, 9}});
-    batch.add("fork", {{33, 3, 5, 20}}, "root", SessionHistoryBase{"root", 12});
+    batch.add("fork", {{33, 3, -5, 20}}, "root", SessionHistoryBase{"root", 12});
     batch.add("second", {{35, 2, 9, 30}}, "fork", SessionHistoryBase{"fork", 25});
     batch.add("empty", {}, "root", SessionHistoryBase{"root", 12});
     batch.add("third", {{34, 4, 9, 30}}, "empty", SessionHistoryBase{"empty", 13});
@@ -145,6 +157,14 @@ void checkInheritance(SelfTest& test) {
     test.expect(batch.own("third") == 4, "a fork of a fork that never answered");
     test.expect(batch.own("stranger") == -1 && batch.own("unreadable") == -1,
                 "a base that is not there is refused");
+    // A parent that starts anew after the fork keeps the reading that the fork went on from.
+    batch.add("restarting", {{10, 10, -100, 5}, {60, 50, -90, 15}, {0, 0, 50, 40}, {7, 7, 60, 42}});
+    batch.add("unmoved", {{100, 40, 5, 30}}, "restarting", SessionHistoryBase{"restarting", 18});
+    test.expect(batch.own("unmoved") == 40 && batch.own("restarting") == 67,
+                "a parent that starts anew");
+    // A copy of a log that inherited holds what that log inherited as well.
+    batch.add("heir", {{10, 10, 0.1}, {30, 20, 0.2}, {33, 3, 0.3}, {40, 7, 90}}, "fork");
+    test.expect(batch.own("heir") == 7, "a copy of a fork that copied nothing");
     auto& unsaid = batch.add("unsaid", {{33, 3, 5, 20}}, "root", SessionHistoryBase{"root", 12});
     unsaid.entry.firstReading->last.reset();
     test.expect(batch.own("unsaid") == -1,
@@ -175,7 +195,8 @@ void checkTools(SelfTest& test) {
 void checkHeaders(SelfTest& test) {
     const TemporaryDirectory directory("vantry-session-lineage-");
     const auto lineageOf = [&](const std::string& lines) {
-        return readSessionUsageLineage(directory.write("log.jsonl", lines), "me");
+        const auto log = directory.write("log.jsonl", lines);
+        return readSessionUsageLineage({.log = log, .expectedThreadId = "me"});
     };
     const auto header = [](const std::string& payload) {
         return R"({"timestamp":"2027-01-15T08:00:00.5Z","type":"session_meta","payload":{"id":"me")" +

@@ -226,6 +226,10 @@ void checkChanges(SelfTest& test) {
     });
     step("truncated", Route::streamed,
          [&] { fs::resize_file(home.log(), (header("me") + event(10)).size()); });
+    step("grown", Route::appended, [&] { home.append(event(20) + event(30)); });
+    step("written anew, and longer", Route::streamed, [&] {
+        home.write(header("me") + event(5) + event(9) + std::string(400, '\n') + event(12));
+    });
     step("replaced", Route::streamed, [&] {
         home.directory.write(".codex/other", header("me") + event(7) + event(8) + event(9));
         fs::rename(home.directory.path() / ".codex/other", home.log());

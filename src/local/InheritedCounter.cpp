@@ -68,11 +68,18 @@ std::optional<TokenBreakdown> firstCost(const LoadedSessionUsage& session,
                                         const SessionsByThreadId& sessions,
                                         SessionDeltaMemo& memo) {
     const SessionUsageCacheEntry& entry = session.entry;
-    if (!entry.firstReading) return TokenBreakdown{};
+    const bool inherits = entry.lineage && entry.lineage->historyBase;
+    if (!entry.firstReading) {
+        if (inherits && entry.deltaCount() > 0) return std::nullopt;
+        return TokenBreakdown{};
+    }
     const SessionFirstReading& first = *entry.firstReading;
-    if (!entry.lineage || !entry.lineage->historyBase) return first.total;
+    if (!inherits) return first.total;
     const AncestorReadings ancestors = ancestorReadings(session, sessions, memo);
-    if (!ancestors.isKnown) return std::nullopt;
+    if (!ancestors.isKnown) {
+        const auto start = startOf(first);
+        return start && start->isZero() ? std::optional(first.total) : std::nullopt;
+    }
     // The reading at the point of leaving decides; an older one only where that one does not fit.
     const TokenBreakdown* last = ancestors.last();
     if (last != nullptr && first.total == *last) return TokenBreakdown{};

@@ -21,9 +21,10 @@ std::vector<SessionReadOutcome> readAll(const SessionBatchRequest& request,
                                         const SessionUsageCache& cache) {
     std::vector<SessionReadOutcome> outcomes(positions.size());
     std::atomic<std::size_t> next = 0;
-    WorkQueue queue(std::max<std::size_t>(request.threadCount, 1));
+    const std::size_t threads = std::max<std::size_t>(request.threadCount, 1);
+    WorkQueue queue(threads);
     TaskGroup group(queue);
-    for (std::size_t thread = 0; thread < request.threadCount; ++thread) {
+    for (std::size_t thread = 0; thread < threads; ++thread) {
         group.submit([&] {
             for (std::size_t i = next++; i < positions.size(); i = next++) {
                 const SessionUsageSource& source = request.sources[positions[i]];
@@ -88,7 +89,8 @@ SessionBatchFailures visitEffectiveUsage(
     SessionsByThreadId byId;
     std::vector<std::string> order;
     for (const LoadedSessionUsage& session : loaded.sessions) {
-        byId.emplace(session.source.threadId, &session);
+        // Two logs under one name could not be told apart.
+        if (!byId.emplace(session.source.threadId, &session).second) ++failures.damagedEntries;
         order.push_back(session.source.threadId);
     }
     const auto releases =

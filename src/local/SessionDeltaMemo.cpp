@@ -35,17 +35,18 @@ const SessionReadings* SessionDeltaMemo::readings(const std::string& threadId,
     result.readings.reserve(decoding.deltas->size());
     TokenBreakdown total;
     auto correction = trail->corrections.begin();
-    const auto correctUpTo = [&](std::int64_t index) {
-        for (; correction != trail->corrections.end() && correction->deltaIndex <= index;
-             ++correction) {
-            total = correction->total;
-        }
-    };
-    correctUpTo(-1);
     for (std::size_t i = 0; i < decoding.deltas->size(); ++i) {
         total.add((*decoding.deltas)[i].tokens);
-        correctUpTo(static_cast<std::int64_t>(i));
+        const auto isHere = [&] {
+            return correction != trail->corrections.end() &&
+                   correction->deltaIndex <= static_cast<std::int64_t>(i);
+        };
+        if (isHere() && correction->ordinal == trail->ordinals[i]) total = (correction++)->total;
         result.readings.push_back({.ordinal = trail->ordinals[i], .total = total});
+        for (; isHere(); ++correction) {
+            total = correction->total;
+            result.readings.push_back({.ordinal = correction->ordinal, .total = total});
+        }
     }
     return &readings_.emplace(threadId, std::move(result)).first->second;
 }

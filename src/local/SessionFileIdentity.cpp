@@ -8,6 +8,7 @@
 
 #include "io/RegularFileReader.h"
 #include "platform/JsonReader.h"
+#include "platform/Sha256.h"
 
 namespace vantry {
 
@@ -101,6 +102,19 @@ std::optional<std::int64_t> parsedSessionByteOffset(const std::filesystem::path&
     if (JsonParser().parse(std::string_view(*window).substr(start))) return snapshot.fileSize;
     if (start == 0 && size < snapshot.fileSize) return std::nullopt;
     return snapshot.fileSize - size + static_cast<std::int64_t>(start);
+}
+
+std::optional<std::string> sessionPrefixProof(const FileDescriptor& file, std::int64_t offset) {
+    constexpr std::int64_t longest = 512;
+    const auto size = static_cast<std::size_t>(std::min(offset, longest));
+    std::string bytes(2 * size, '\0');
+    const auto take = [&](std::size_t to, std::int64_t from) {
+        return ::pread(file.number(), bytes.data() + to, size, from) == static_cast<ssize_t>(size);
+    };
+    if (offset < 0 || !take(0, 0) || !take(size, offset - static_cast<std::int64_t>(size))) {
+        return std::nullopt;
+    }
+    return sha256Hex(bytes);
 }
 
 }  // namespace CodexUsageReader

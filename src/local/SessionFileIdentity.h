@@ -3,8 +3,10 @@
 #include <cstdint>
 #include <filesystem>
 #include <optional>
+#include <string>
 
 #include "local/SessionUsageCacheEntry.h"
+#include "platform/FileDescriptor.h"
 
 namespace vantry {
 
@@ -48,6 +50,10 @@ bool sessionFileContainsSnapshotPrefix(const std::filesystem::path& path,
 /// or if the file is another one or shorter.
 std::optional<std::int64_t> parsedSessionByteOffset(const std::filesystem::path& path,
                                                     const SessionFileSnapshot& snapshot);
+
+/// A hash of the first bytes of an open log and of the last ones before the offset; nothing if they
+/// cannot be read.
+std::optional<std::string> sessionPrefixProof(const FileDescriptor& file, std::int64_t offset);
 
 }  // namespace CodexUsageReader
 

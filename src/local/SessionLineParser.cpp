@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <utility>
 
 #include "platform/Iso8601.h"
 #include "platform/Text.h"
@@ -58,15 +59,17 @@ void trace(ParsedSessionUsage& usage, const TokenBreakdown& before, const Sessio
            JsonView root) {
     std::vector<std::int64_t>& ordinals = usage.trail.ordinals;
     TokenBreakdown expected = before;
+    const std::int64_t last = ordinals.empty() ? 0 : ordinals.back();
+    const std::int64_t ordinal = std::max(last, root["ordinal"].integer().value_or(last));
     if (delta != nullptr) {
-        const std::int64_t last = ordinals.empty() ? 0 : ordinals.back();
-        ordinals.push_back(std::max(last, root["ordinal"].integer().value_or(last)));
+        ordinals.push_back(ordinal);
         expected.add(delta->tokens);
     }
     if (expected != usage.lastTokenUsage) {
         usage.trail.corrections.push_back(
             {.deltaIndex = static_cast<std::int64_t>(ordinals.size()) - 1,
-             .total = usage.lastTokenUsage});
+             .total = usage.lastTokenUsage,
+             .ordinal = ordinal});
     }
 }
 
@@ -78,7 +81,8 @@ bool processTokenEvent(JsonView root, JsonView payload, ParsedSessionUsage& usag
     const auto date = dateOf(root);
     const auto reading = parseTokenReading(info["total_token_usage"]);
     if (!date || !reading) return false;
-    if (!usage.hasTokenEvents) {
+    // A counter that shows nothing yet does not say where it starts.
+    if (!usage.firstReading && !reading->isZero()) {
         usage.firstReading = {.total = *reading,
                               .last = parseTokenReading(info["last_token_usage"])};
     }

@@ -53,11 +53,11 @@ std::optional<SessionUsageLineage> lineageOf(std::string_view line, std::string_
 
 }  // namespace
 
-std::optional<SessionUsageLineage> readSessionUsageLineage(const std::filesystem::path& log,
-                                                           std::string_view expectedThreadId) {
+std::optional<SessionUsageLineage> readSessionUsageLineage(const SessionHeaderRequest& request) {
     constexpr std::size_t chunkBytes = 65'536;
     constexpr std::size_t headBytes = 2'097'152;
-    const auto file = RegularFileReader::open({.path = log});
+    const auto file = RegularFileReader::open(
+        {.path = request.log, .expectedFileIdentifier = request.expectedFileIdentifier});
     if (!file) return std::nullopt;
     JsonParser parser;
     std::string head;
@@ -73,7 +73,7 @@ std::optional<SessionUsageLineage> readSessionUsageLineage(const std::filesystem
         for (std::size_t end = head.find('\n', scanned); end != std::string::npos;
              end = head.find('\n', scanned)) {
             const std::string_view line(head.data() + consumed, end - consumed);
-            if (auto lineage = lineageOf(line, expectedThreadId, parser)) return lineage;
+            if (auto lineage = lineageOf(line, request.expectedThreadId, parser)) return lineage;
             consumed = scanned = end + 1;
         }
         scanned = head.size();

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <filesystem>
 #include <optional>
 #include <string_view>
@@ -10,7 +11,11 @@ namespace vantry::CodexUsageReader {
 
 /// Where a log's thread comes from, by the header with the thread's own id in the first 2 MiB of
 /// the log. Nothing for a log without such a header. Reads the file; any thread.
-std::optional<SessionUsageLineage> readSessionUsageLineage(const std::filesystem::path& log,
-                                                           std::string_view expectedThreadId);
+struct SessionHeaderRequest {
+    const std::filesystem::path& log;
+    std::optional<std::uint64_t> expectedFileIdentifier;  ///< of the file that was listed
+    std::string_view expectedThreadId;
+};
+std::optional<SessionUsageLineage> readSessionUsageLineage(const SessionHeaderRequest& request);
 
 }  // namespace vantry::CodexUsageReader

@@ -60,6 +60,13 @@ SessionUsageCacheEntry entryOf(const Snapshot& log, const ParsedSessionUsage& us
     return entry;
 }
 
+// Up to where an entry has parsed its log, with the proof by which the log is known again.
+void parsedUpTo(std::optional<std::int64_t> offset, const FileDescriptor& file,
+                SessionUsageCacheEntry& entry) {
+    entry.parsedByteOffset = offset;
+    if (offset) entry.prefixProof = sessionPrefixProof(file, *offset);
+}
+
 // Whether an unchanged log needs no look: it was read to its end, or what stands behind cannot
 // matter.
 bool isUnchanged(const Snapshot& log, const SessionUsageCacheEntry& cached) {
@@ -105,13 +112,17 @@ std::optional<SessionUsageCacheEntry> incrementallyUpdatedSessionUsage(
     const SessionParserBudget budget(setting.limits, setting.uptime);
     if (!budget.isInTime()) return std::nullopt;
     const auto file = openFrom(log, *cached.parsedByteOffset);
-    auto usage = file ? resumed(cached) : std::nullopt;
+    if (!file || !cached.prefixProof ||
+        sessionPrefixProof(*file, *cached.parsedByteOffset) != cached.prefixProof) {
+        return std::nullopt;
+    }
+    auto usage = resumed(cached);
     if (!usage) return std::nullopt;
     const auto consumed = streamSessionLines(
         {.file = *file, .byteCount = log.file.fileSize - *cached.parsedByteOffset}, budget, *usage);
     if (!consumed || !sessionFileContainsSnapshotPrefix(log.path, log.file)) return std::nullopt;
     SessionUsageCacheEntry entry = entryOf(log, *usage, setting.now);
-    entry.parsedByteOffset = *cached.parsedByteOffset + *consumed;
+    parsedUpTo(*cached.parsedByteOffset + *consumed, *file, entry);
     if (!budget.isInTime()) return std::nullopt;
     return entry;
 }
@@ -151,7 +162,7 @@ std::optional<SessionUsageCacheEntry> filteredSessionUsage(const Snapshot& log,
         return std::nullopt;
     }
     SessionUsageCacheEntry entry = entryOf(log, usage, setting.now);
-    entry.parsedByteOffset = parsedSessionByteOffset(log.path, log.file);
+    parsedUpTo(parsedSessionByteOffset(log.path, log.file), *file, entry);
     return entry;
 }
 
@@ -167,7 +178,7 @@ std::optional<SessionUsageCacheEntry> streamedSessionUsage(const Snapshot& log,
         streamSessionLines({.file = *file, .byteCount = log.file.fileSize}, budget, usage);
     if (!consumed || !sessionFileContainsSnapshotPrefix(log.path, log.file)) return std::nullopt;
     SessionUsageCacheEntry entry = entryOf(log, usage, setting.now);
-    entry.parsedByteOffset = consumed;
+    parsedUpTo(consumed, *file, entry);
     if (!budget.isInTime()) return std::nullopt;
     return entry;
 }
@@ -212,33 +223,30 @@ SessionReadOutcome readSession(const SessionUsageSource& source,
     if (!file) return {};
     const Snapshot log{.path = source.rolloutPath, .file = *file};
     // Of a log that is known only what its own thread's header said still holds.
-    const bool knowsLineage =
-        cached != nullptr && cached->lineage && cached->lineage->threadId == source.threadId;
-    const auto freshLineage = [&] { return readSessionUsageLineage(log.path, source.threadId); };
-    SessionReadOutcome outcome;
-    const bool isKnownThread = cached != nullptr && (knowsLineage || !cached->lineage);
+    const bool isKnownThread =
+        cached != nullptr && (!cached->lineage || cached->lineage->threadId == source.threadId);
     if (isKnownThread && isUnchanged(log, *cached)) {
         return {.route = SessionReadRoute::hit, .fileIdentifier = log.file.fileIdentifier};
     }
-    if (cached != nullptr) {
-        outcome = {.route = SessionReadRoute::appended,
-                   .entry = incrementallyUpdatedSessionUsage(log, *cached, setting)};
-        if (outcome.entry) {
-            outcome.entry->lineage = knowsLineage ? cached->lineage : freshLineage();
-            return outcome;
-        }
-    }
-    outcome = readWhole(log, setting);
-    if (outcome.entry) outcome.entry->lineage = freshLineage();
+    const auto lineage = readSessionUsageLineage({.log = log.path,
+                                                  .expectedFileIdentifier = log.file.fileIdentifier,
+                                                  .expectedThreadId = source.threadId});
+    SessionReadOutcome outcome{.route = SessionReadRoute::appended};
+    if (cached != nullptr) outcome.entry = incrementallyUpdatedSessionUsage(log, *cached, setting);
+    if (!outcome.entry) outcome = readWhole(log, setting);
+    if (outcome.entry) outcome.entry->lineage = lineage;
     return outcome;
 }
 
 void keepOutcome(SessionReadKeeping keeping, SessionUsageCache& cache) {
     const std::string& path = keeping.source.rolloutPath;
     SessionReadOutcome& outcome = keeping.outcome;
-    if (outcome.route == SessionReadRoute::denied) cache.entries.erase(path);
-    if (outcome.route == SessionReadRoute::hit) {
-        cache.entries[path].touch(outcome.fileIdentifier, keeping.now);
+    if (outcome.route == SessionReadRoute::denied && cache.entries.erase(path) > 0) {
+        cache.hasChanges = true;
+    }
+    const auto known = cache.entries.find(path);
+    if (outcome.route == SessionReadRoute::hit && known != cache.entries.end()) {
+        known->second.touch(outcome.fileIdentifier, keeping.now);
     }
     if (!outcome.entry) return;
     cache.entries.insert_or_assign(path, *std::move(outcome.entry));

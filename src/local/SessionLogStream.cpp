@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <span>
 #include <string_view>
 #include <vector>
 
@@ -33,7 +34,7 @@ class LineBuffer {
 
     /// The next finished line, without its newline; nothing if there is none yet. What was looked
     /// through once is not looked through again.
-    std::optional<std::string_view> nextLine() const {
+    std::optional<std::string_view> nextLine() {
         const void* newline = std::memchr(bytes_.data() + scanned_, '\n', end_ - scanned_);
         if (newline == nullptr) {
             scanned_ = end_;
@@ -52,7 +53,7 @@ class LineBuffer {
     std::vector<char> bytes_ = std::vector<char>(2 * chunkBytes + JsonParser::padding);
     std::size_t begin_ = 0;
     std::size_t end_ = 0;
-    mutable std::size_t scanned_ = 0;
+    std::size_t scanned_ = 0;
 };
 
 // Takes the finished lines out of the buffer; the number of bytes that they held.
@@ -76,7 +77,9 @@ std::optional<std::int64_t> takeLines(LineBuffer& buffer, const SessionParserBud
 // A last line without its newline: whole, or of no interest, or the log cannot be told.
 std::optional<std::int64_t> takeLastLine(std::string_view line, ParsedSessionUsage& usage,
                                          JsonParser& parser) {
-    if (line.empty()) return 0;
+    // A long one of no interest is left where it is, for parsing takes many times its room.
+    constexpr std::size_t longest = 262'144;
+    if (line.empty() || (line.size() > longest && !mayBeRelevant(line))) return 0;
     if (!parser.parsePadded(line)) {
         if (mayBeRelevant(line)) return std::nullopt;
         return 0;

@@ -106,10 +106,12 @@ struct RecordFields<SessionFirstReading> {
 /// The counter's readings of a log, as far as its deltas do not tell them: the line number of each
 /// delta, and the reading wherever it is not the one before plus the delta.
 struct SessionReadingTrail {
-    /// A line number after which the counter stood at `total`.
+    /// A reading that is not the one before plus a delta: that of a delta itself, where the line
+    /// numbers are the same, or one behind a delta that added nothing.
     struct Correction {
         std::int64_t deltaIndex = 0;
         TokenBreakdown total;
+        std::int64_t ordinal = 0;  ///< the number of its line
 
         friend bool operator==(const Correction&, const Correction&) = default;
     };

@@ -83,6 +83,9 @@ struct SessionUsageCacheEntry {
     std::optional<SessionUsageLineage> lineage;
     std::optional<SessionFirstReading> firstReading;
     SessionReadingTrailStorage readingTrail;
+    /// Stands for the bytes at the head of the log and before `parsedByteOffset`: a log that was
+    /// written anew under the same file number has others.
+    std::optional<std::string> prefixProof;
 
     std::int64_t deltaCount() const { return deltaStorage.count; }
 
@@ -174,7 +177,8 @@ template <>
 struct RecordFields<SessionReadingTrail::Correction> {
     using Correction = SessionReadingTrail::Correction;
     static constexpr std::tuple list{field("deltaIndex", &Correction::deltaIndex),
-                                     field("total", &Correction::total)};
+                                     field("total", &Correction::total),
+                                     field("ordinal", &Correction::ordinal)};
 };
 
 template <>
@@ -206,7 +210,8 @@ struct RecordFields<SessionUsageCacheEntry> {
         field("lastAccessedAt", &Entry::lastAccessedAt),
         field("lineage", &Entry::lineage),
         field("firstReading", &Entry::firstReading),
-        field("readingTrail", &Entry::readingTrail)};
+        field("readingTrail", &Entry::readingTrail),
+        field("prefixProof", &Entry::prefixProof)};
 };
 
 }  // namespace vantry

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <set>
+#include <string_view>
+#include <tuple>
 
 #include "local/InheritedCounter.h"
 
@@ -59,7 +61,13 @@ namespace CodexUsageReader {
 
 namespace {
 
-using Identities = std::set<SessionToolCallIdentity>;
+// Views of the texts of tool calls: a parent's many calls are not copied for each of its children.
+using IdentityView = std::tuple<std::string_view, std::string_view, std::string_view>;
+using Identities = std::set<IdentityView>;
+
+IdentityView viewOf(const SessionToolCallIdentity& identity) {
+    return {identity.callID, identity.name, identity.kind};
+}
 
 std::optional<std::string> parentOf(const LoadedSessionUsage& session) {
     return session.entry.lineage ? session.entry.lineage->parentThreadId : std::nullopt;
@@ -70,6 +78,46 @@ struct Inheritance {
     std::size_t copiedPrefix = 0;
     Identities toolCalls;
 };
+
+using SharedDeltas = std::shared_ptr<const std::vector<SessionUsageDelta>>;
+
+// Adds what a thread's history holds before that line: what it inherited, and then its own.
+bool appendHistory(const LoadedSessionUsage& session, std::int64_t endOrdinalExclusive,
+                   const SessionsByThreadId& sessions, SessionDeltaMemo& memo,
+                   std::vector<SessionUsageDelta>& history) {
+    const SessionUsageCacheEntry& entry = session.entry;
+    const auto accepted = memo.accepted(session.source.threadId, entry);
+    const auto trail = entry.readingTrail.decoded(entry.deltaCount());
+    const auto cost = InheritedCounter::firstCost(session, sessions, memo);
+    if (!accepted || !trail || !cost) return false;
+    // A counter with a start of its own inherited nothing; any other was traced to its ancestors.
+    const bool inherits = entry.lineage && entry.lineage->historyBase && entry.firstReading &&
+                          *cost != entry.firstReading->total;
+    if (inherits) {
+        const SessionHistoryBase& base = *entry.lineage->historyBase;
+        const std::int64_t end = std::min(base.endOrdinalExclusive, endOrdinalExclusive);
+        if (!appendHistory(*sessions.at(base.threadId), end, sessions, memo, history)) return false;
+    }
+    for (std::size_t i = 0; i < accepted->deltas->size(); ++i) {
+        if (trail->ordinals[i] >= endOrdinalExclusive) break;
+        SessionUsageDelta delta = (*accepted->deltas)[i];
+        if (i == 0 && inherits && delta.tokens == entry.firstReading->total) delta.tokens = *cost;
+        if (!delta.tokens.isZero()) history.push_back(std::move(delta));
+    }
+    return true;
+}
+
+// What a copy of an ancestor's log can hold: its deltas, and before them what it inherited.
+std::optional<SharedDeltas> historyOf(const LoadedSessionUsage& ancestor,
+                                      const SessionsByThreadId& sessions, SessionDeltaMemo& memo) {
+    if (!ancestor.entry.lineage || !ancestor.entry.lineage->historyBase) {
+        const auto accepted = memo.accepted(ancestor.source.threadId, ancestor.entry);
+        return accepted ? std::optional(accepted->deltas) : std::nullopt;
+    }
+    std::vector<SessionUsageDelta> history;
+    if (!appendHistory(ancestor, INT64_MAX, sessions, memo, history)) return std::nullopt;
+    return std::make_shared<const std::vector<SessionUsageDelta>>(std::move(history));
+}
 
 // Walks up the parents. Nothing for a circle, or an ancestor that cannot be read or checked.
 std::optional<Inheritance> inheritance(const LoadedSessionUsage& session,
@@ -84,16 +132,19 @@ std::optional<Inheritance> inheritance(const LoadedSessionUsage& session,
         const LoadedSessionUsage& ancestor = *found->second;
         if (sessionUsageHasUnresolvedParent(ancestor, sessions)) return std::nullopt;
         if (!copiesNothing) {
-            const auto accepted = memo.accepted(*parent, ancestor.entry);
-            if (!accepted) return std::nullopt;
+            const auto history = historyOf(ancestor, sessions, memo);
+            if (!history) return std::nullopt;
             result.copiedPrefix =
                 std::max(result.copiedPrefix, SessionUsageDeduplicator::copiedPrefixCount(
                                                   {.child = deltas,
-                                                   .parent = *accepted->deltas,
+                                                   .parent = **history,
                                                    .spawnedAt = session.entry.lineage->spawnedAt}));
         }
-        result.toolCalls.insert(ancestor.entry.toolCallIdentities.begin(),
-                                ancestor.entry.toolCallIdentities.end());
+        if (!session.entry.toolCallIdentities.empty()) {
+            for (const auto& identity : ancestor.entry.toolCallIdentities) {
+                result.toolCalls.insert(viewOf(identity));
+            }
+        }
         parent = parentOf(ancestor);
     }
     return result;
@@ -103,11 +154,11 @@ void removeCopiedCalls(const Identities& copied, const SessionUsageCacheEntry& e
                        EffectiveSessionUsage& usage) {
     for (const SessionToolCallIdentity& identity : entry.toolCallIdentities) {
         const auto count = usage.toolCalls.find(identity.name);
-        if (!copied.contains(identity) || count == usage.toolCalls.end()) continue;
+        if (!copied.contains(viewOf(identity)) || count == usage.toolCalls.end()) continue;
         if (--count->second <= 0) usage.toolCalls.erase(count);
     }
     std::erase_if(usage.skillLoads, [&](const SkillLoadEvent& load) {
-        return load.toolCallIdentity && copied.contains(*load.toolCallIdentity);
+        return load.toolCallIdentity && copied.contains(viewOf(*load.toolCallIdentity));
     });
 }
 

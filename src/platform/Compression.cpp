@@ -29,6 +29,7 @@ ZSTD_DCtx* decompressor() {
 }  // namespace
 
 std::optional<std::string> compressed(std::string_view bytes) {
+    if (compressor() == nullptr) return std::nullopt;
     std::string result(ZSTD_compressBound(bytes.size()), '\0');
     const std::size_t size = ZSTD_compressCCtx(compressor(), result.data(), result.size(),
                                                bytes.data(), bytes.size(), level);
@@ -40,7 +41,9 @@ std::optional<std::string> compressed(std::string_view bytes) {
 
 std::optional<std::string> decompressed(std::string_view bytes, std::size_t size) {
     // The frame says how much it holds; a lie is caught below, an excess before it costs memory.
-    if (ZSTD_getFrameContentSize(bytes.data(), bytes.size()) != size) return std::nullopt;
+    if (decompressor() == nullptr || ZSTD_getFrameContentSize(bytes.data(), bytes.size()) != size) {
+        return std::nullopt;
+    }
     std::string result(size, '\0');
     const std::size_t written = ZSTD_decompressDCtx(decompressor(), result.data(), result.size(),
                                                     bytes.data(), bytes.size());

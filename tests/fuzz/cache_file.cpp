@@ -29,8 +29,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     if (decoding.deltas && static_cast<std::int64_t>(decoding.deltas->size()) != storage.count) {
         std::abort();
     }
-    const SessionReadingTrailStorage trail{.ordinals = bytes.substr(2),
-                                           .isCompressed = (data[1] & 2) != 0};
+    const SessionReadingTrailStorage trail{
+        .ordinals = bytes.substr(2), .isCompressed = (data[1] & 2) != 0, .byteCount = data[1] >> 2};
     trail.decoded(data[0]);
     return 0;
 }

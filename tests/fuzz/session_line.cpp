@@ -1,5 +1,6 @@
 // Feeds the bytes, line by line, to the reader of session logs, and holds the result to its rules.
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
