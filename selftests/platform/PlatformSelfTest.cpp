@@ -144,6 +144,18 @@ void checkFiles(SelfTest& test) {
                     defaults.setString("b", "2") && defaults.string("a") == "1" &&
                     UserDefaults(directory.path() / "config", "domain").string("b") == "2",
                 "preferences are kept");
+    std::thread other([&] {
+        UserDefaults second(directory.path() / "config", "domain");
+        for (int i = 0; i < 20; ++i) second.setString("other" + std::to_string(i), "x");
+    });
+    for (int i = 0; i < 20; ++i) defaults.setString("mine" + std::to_string(i), "x");
+    other.join();
+    bool areAllThere = true;
+    for (int i = 0; i < 20; ++i) {
+        areAllThere = areAllThere && defaults.string("mine" + std::to_string(i)) &&
+                      defaults.string("other" + std::to_string(i));
+    }
+    test.expect(areAllThere, "two writers lose nothing of each other's");
     directory.write("config/domain.json", R"({"a":1,"keep":{"x":[1]}})");
     test.expect(
         !defaults.string("a") && defaults.setString("b", "3") && defaults.string("b") == "3",

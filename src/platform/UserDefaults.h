@@ -1,7 +1,7 @@
 #pragma once
 
 #include <filesystem>
-#include <mutex>
+#include <map>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -9,11 +9,11 @@
 namespace vantry {
 
 /// The preference store: named texts, kept per domain in a JSON file of mode 0600 that is replaced
-/// atomically. Any thread. Every call reads the file, so that two processes see each other's
-/// changes; preferences are read rarely.
+/// atomically. Any thread. Every call reads the file, and a change is made under a lock beside it,
+/// so that two processes see each other's changes and lose none; preferences are read rarely.
 ///
-/// A file that cannot be read, or is no JSON object, counts as empty. Values of other kinds than
-/// asked for count as absent and are kept when another key is written.
+/// A file that is no JSON object counts as empty. Values of other kinds than asked for count as
+/// absent and are kept when another key is written.
 class UserDefaults {
   public:
     /// The domain's file is `directory`/`domain`.json; the directory is made at the first write.
@@ -21,12 +21,15 @@ class UserDefaults {
 
     std::optional<std::string> string(std::string_view key) const;
 
-    /// False when the file could not be written; the old file then stands.
-    bool setString(std::string_view key, std::string_view value);
+    /// Sets all of them or none. False when the file could not be read or written; the old file
+    /// then stands.
+    bool setStrings(const std::map<std::string, std::string>& values);
+    bool setString(const std::string& key, const std::string& value) {
+        return setStrings({{key, value}});
+    }
 
   private:
     std::filesystem::path file_;
-    mutable std::mutex mutex_;
 };
 
 }  // namespace vantry

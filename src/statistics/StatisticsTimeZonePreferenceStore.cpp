@@ -4,12 +4,12 @@ namespace vantry::StatisticsTimeZonePreferenceStore {
 
 namespace {
 
-constexpr std::string_view selectionKey = "Vantry.statisticsTimeZone.selection";
-constexpr std::string_view identifierKey = "Vantry.statisticsTimeZone.fixedIdentifier";
+constexpr const char* selectionKey = "Vantry.statisticsTimeZone.selection";
+constexpr const char* identifierKey = "Vantry.statisticsTimeZone.fixedIdentifier";
 
 void store(const StatisticsTimeZonePreference& repaired, UserDefaults& defaults) {
-    defaults.setString(selectionKey, rawText(repaired.selection));
-    defaults.setString(identifierKey, repaired.fixedIdentifier);
+    defaults.setStrings({{selectionKey, std::string(rawText(repaired.selection))},
+                         {identifierKey, repaired.fixedIdentifier}});
 }
 
 }  // namespace

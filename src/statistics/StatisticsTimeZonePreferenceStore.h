@@ -8,7 +8,7 @@ namespace vantry::StatisticsTimeZonePreferenceStore {
 
 /// The stored choice, repaired: an unknown selection is `system`, a missing identifier that of
 /// the system zone, and a fixed zone that nobody knows becomes the system zone. A repaired value
-/// is written back at once.
+/// is written back at once, both keys together.
 StatisticsTimeZonePreference load(UserDefaults& defaults, const TimeZone& system);
 
 /// Repairs against the machine's zone, then stores. A failed write leaves the old value.
