@@ -30,7 +30,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         std::abort();
     }
     const SessionReadingTrailStorage trail{
-        .ordinals = bytes.substr(2), .isCompressed = (data[1] & 2) != 0, .byteCount = data[1] >> 2};
+        .ordinals = bytes.substr(2), .byteCount = data[1] >> 2, .isCompressed = (data[1] & 2) != 0};
     trail.decoded(data[0]);
     return 0;
 }
