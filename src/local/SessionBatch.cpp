@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <atomic>
 #include <set>
+#include <system_error>
 
 #include "platform/WorkQueue.h"
 
@@ -21,19 +22,22 @@ std::vector<SessionReadOutcome> readAll(const SessionBatchRequest& request,
                                         const SessionUsageCache& cache) {
     std::vector<SessionReadOutcome> outcomes(positions.size());
     std::atomic<std::size_t> next = 0;
-    const std::size_t threads = std::max<std::size_t>(request.threadCount, 1);
-    WorkQueue queue(threads);
-    TaskGroup group(queue);
-    for (std::size_t thread = 0; thread < threads; ++thread) {
-        group.submit([&] {
-            for (std::size_t i = next++; i < positions.size(); i = next++) {
-                const SessionUsageSource& source = request.sources[positions[i]];
-                outcomes[i] =
-                    readSession(source, cachedEntry(cache, source.rolloutPath), request.setting);
-            }
-        });
+    const auto readRest = [&] {
+        for (std::size_t i = next++; i < positions.size(); i = next++) {
+            const SessionUsageSource& source = request.sources[positions[i]];
+            outcomes[i] =
+                readSession(source, cachedEntry(cache, source.rolloutPath), request.setting);
+        }
+    };
+    try {
+        const std::size_t threads = std::max<std::size_t>(request.threadCount, 1);
+        WorkQueue queue(threads);
+        TaskGroup group(queue);
+        for (std::size_t thread = 0; thread < threads; ++thread) group.submit(readRest);
+        group.wait();
+    } catch (const std::system_error&) {
+        readRest();  // no thread could be had but this one
     }
-    group.wait();
     return outcomes;
 }
 
