@@ -32,4 +32,13 @@ std::optional<std::size_t> read(const FileDescriptor& file, std::span<char> buff
     return static_cast<std::size_t>(count);
 }
 
+bool readExactly(const FileDescriptor& file, std::span<char> buffer) {
+    while (!buffer.empty()) {
+        const auto count = read(file, buffer);
+        if (!count || *count == 0) return false;
+        buffer = buffer.subspan(*count);
+    }
+    return true;
+}
+
 }  // namespace vantry::RegularFileReader

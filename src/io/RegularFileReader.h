@@ -28,4 +28,7 @@ std::optional<FileDescriptor> open(const Request& request);
 /// 0 at the end of the file; empty on an error.
 std::optional<std::size_t> read(const FileDescriptor& file, std::span<char> buffer);
 
+/// Reads on until the buffer is full. False on an error, and where the file ends before.
+bool readExactly(const FileDescriptor& file, std::span<char> buffer);
+
 }  // namespace vantry::RegularFileReader

@@ -32,7 +32,7 @@ std::string_view messageFor(SQLiteReadFailure failure);
 template <class Value>
 using SQLiteReadResult = std::variant<Value, SQLiteReadFailure>;
 
-/// The rows of a query: the root of the document is a list of objects.
+/// A query, the database it is put to and the program that puts it.
 struct SQLiteQuery {
     std::filesystem::path sqlitePath;
     std::filesystem::path databasePath;

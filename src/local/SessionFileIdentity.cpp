@@ -26,12 +26,7 @@ std::optional<std::string> tailOf(const std::filesystem::path& path,
         return std::nullopt;
     }
     std::string bytes(static_cast<std::size_t>(size), '\0');
-    for (std::size_t length = 0; length < bytes.size();) {
-        const auto count =
-            RegularFileReader::read(*file, {bytes.data() + length, bytes.size() - length});
-        if (!count || *count == 0) return std::nullopt;
-        length += *count;
-    }
+    if (!RegularFileReader::readExactly(*file, bytes)) return std::nullopt;
     return bytes;
 }
 

@@ -11,11 +11,6 @@ namespace vantry::CodexUsageReader {
 
 namespace {
 
-std::optional<std::string> ownedText(JsonView value) {
-    const auto text = value.text();
-    return text ? std::optional<std::string>(*text) : std::nullopt;
-}
-
 std::optional<std::string> parentOf(JsonView payload) {
     for (const JsonView candidate :
          {payload["source"]["subagent"]["thread_spawn"]["parent_thread_id"],

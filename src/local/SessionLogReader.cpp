@@ -77,11 +77,7 @@ bool isUnchanged(const Snapshot& log, const SessionUsageCacheEntry& cached) {
     const auto file = openFrom(log, *cached.parsedByteOffset);
     if (!file) return false;
     std::string bytes(static_cast<std::size_t>(tail), '\0');
-    for (std::size_t at = 0; at < bytes.size();) {
-        const auto count = RegularFileReader::read(*file, {bytes.data() + at, bytes.size() - at});
-        if (!count || *count == 0) return false;
-        at += *count;
-    }
+    if (!RegularFileReader::readExactly(*file, bytes)) return false;
     return !mayBeRelevant(bytes);
 }
 
@@ -170,7 +166,7 @@ std::optional<SessionUsageCacheEntry> streamedSessionUsage(const Snapshot& log,
                                                            const SessionParserLimits& limits,
                                                            const SessionReadSetting& setting) {
     const SessionParserBudget budget(limits, setting.uptime);
-    if (log.file.fileSize > limits.maxReadBytes || !budget.isInTime()) return std::nullopt;
+    if (!budget.isInTime()) return std::nullopt;
     const auto file = openFrom(log, 0);
     if (!file) return std::nullopt;
     ParsedSessionUsage usage;

@@ -48,12 +48,14 @@ std::optional<SessionUsageCacheEntry> cachedSessionUsage(const SessionUsageSourc
                                                          SessionUsageCache& cache,
                                                          const SessionReadSetting& setting);
 
-/// Puts an outcome of a read at `now` into the cache, as cachedSessionUsage() does.
+/// What came of the read of a source at `now`.
 struct SessionReadKeeping {
     const SessionUsageSource& source;
     SessionReadOutcome outcome;
     Date now;
 };
+
+/// Puts an outcome into the cache, as cachedSessionUsage() does.
 void keepOutcome(SessionReadKeeping keeping, SessionUsageCache& cache);
 
 /// Whether a log may be touched: below `.codex` of the home or the system's temporary directory,

@@ -47,11 +47,6 @@ bool isNullOrText(JsonView value) {
     return value.isNull() || value.text();
 }
 
-std::optional<std::string> ownedText(JsonView value) {
-    const auto text = value.text();
-    return text ? std::optional<std::string>(*text) : std::nullopt;
-}
-
 bool isSubagentRow(JsonView row, const std::optional<SubagentSource>& metadata) {
     if (metadata) return true;
     // A row that says only "subagent" counts, unless its own source says otherwise.

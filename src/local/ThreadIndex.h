@@ -54,12 +54,14 @@ std::optional<SQLiteLocalTotals> parseSQLiteLocalTotals(JsonView rows);
 /// log the first keeps it.
 std::optional<std::vector<SessionUsageSource>> parseSessionUsageSources(JsonView rows);
 
-/// The `subagent` object of a `source` text, copied out of it; nothing for any other text.
+/// What a row's own source says of a subagent.
 struct SubagentSource {
     std::optional<std::string> other;
 
     friend bool operator==(const SubagentSource&, const SubagentSource&) = default;
 };
+
+/// The `subagent` object of a `source` text, copied out of it; nothing for any other text.
 std::optional<SubagentSource> subagentSourceMetadata(JsonView value);
 
 }  // namespace CodexUsageReader

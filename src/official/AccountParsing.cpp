@@ -9,11 +9,6 @@ namespace {
 constexpr std::int64_t fiveHourMinutes = 300;
 constexpr std::int64_t sevenDayMinutes = 10'080;
 
-std::optional<std::string> ownedText(JsonView value) {
-    const auto text = value.text();
-    return text ? std::optional<std::string>(*text) : std::nullopt;
-}
-
 JsonView firstObject(JsonView preferred, JsonView fallback) {
     return preferred.isObject() ? preferred : fallback;
 }

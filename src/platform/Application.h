@@ -7,7 +7,5 @@ namespace vantry::application {
 
 inline constexpr std::string_view displayName = "Vantry";
 inline constexpr std::string_view version = "0.1.1";
-/// The domain of its preferences.
-inline constexpr std::string_view preferenceDomain = "Vantry";
 
 }  // namespace vantry::application

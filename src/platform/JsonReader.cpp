@@ -188,6 +188,11 @@ std::optional<JsonDocument> JsonDocument::parse(std::string_view text) {
     return JsonDocument(std::move(parser), *root);
 }
 
+std::optional<std::string> ownedText(JsonView value) {
+    const auto text = value.text();
+    return text ? std::optional<std::string>(*text) : std::nullopt;
+}
+
 std::optional<std::int64_t> int64Value(JsonView value) {
     if (const auto integer = value.integer()) return integer;
     if (const auto fraction = value.number()) {

@@ -96,6 +96,9 @@ class JsonDocument {
     JsonView root_;
 };
 
+/// The text as a copy that outlives the document.
+std::optional<std::string> ownedText(JsonView value);
+
 /// The tolerant integer of all parsers: an integer of 64 bits, a fraction that is integral and in
 /// range, or a text of an optional sign and decimal digits. A boolean is no number.
 std::optional<std::int64_t> int64Value(JsonView value);
