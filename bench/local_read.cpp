@@ -62,11 +62,10 @@ int main(int argc, char** argv) {
     TokenBreakdown sum;
     TokenBreakdown naive;
     std::size_t deltas = 0;
-    const SessionBatchFailures failures = visitEffectiveUsage(
-        loaded, setting.now,
-        [&](const LoadedSessionUsage& session, const EffectiveSessionUsage& usage) {
-            for (const SessionUsageDelta& delta : usage.deltas) sum.add(delta.tokens);
-            deltas += usage.deltas.size();
+    const SessionBatchFailures failures =
+        visitEffectiveUsage(loaded, setting.now, [&](const VisitedSession& session) {
+            for (const SessionUsageDelta& delta : session.usage.deltas) sum.add(delta.tokens);
+            deltas += session.usage.deltas.size();
             naive.add(session.entry.lastTokenUsage.value_or(TokenBreakdown{}));
         });
     watch.lap("counting");

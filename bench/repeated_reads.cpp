@@ -39,7 +39,7 @@ int childrenLeft() {
 }
 
 MultiRuntimeUsageReader readerOfTheFakeCodex() {
-    CodexUsageReader::ReadSources sources;
+    auto sources = CodexUsageReader::ReadSources::real(std::make_shared<ReaderCaches>());
     sources.appServer = [](CodexUsageReader::AppServerRequest request) {
         request.executablePath = VANTRY_BENCH_CODEX;
         return CodexUsageReader::readAppServer(request);

@@ -10,18 +10,29 @@
 #include "selftests/entry/JSONDumpWriterSelfTest.h"
 #include "selftests/io/BoundedProcessRunnerSelfTest.h"
 #include "selftests/io/ReaderIOSelfTest.h"
+#include "selftests/local/LocalAnalyticsSelfTest.h"
 #include "selftests/local/ModelUsageParsingSelfTest.h"
+#include "selftests/local/ProjectNamesSelfTest.h"
 #include "selftests/local/SessionLineageSelfTest.h"
 #include "selftests/local/SessionParserBudgetSelfTest.h"
 #include "selftests/local/SessionUsageCacheSelfTest.h"
+#include "selftests/local/SkillAttributionSelfTest.h"
+#include "selftests/local/TaskSemanticsSelfTest.h"
 #include "selftests/official/AppServerConversationSelfTest.h"
 #include "selftests/official/AppServerSessionSelfTest.h"
 #include "selftests/official/CodexExecutableSelfTest.h"
+#include "selftests/official/OfficialDailyUsageSelfTest.h"
 #include "selftests/official/QuotaWindowSelfTest.h"
 #include "selftests/official/RateLimitParsingSelfTest.h"
 #include "selftests/platform/PlatformSelfTest.h"
+#include "selftests/presentation/CodexSessionOpenerSelfTest.h"
+#include "selftests/presentation/TaskBoardPresentationSelfTest.h"
+#include "selftests/runtime/AgentUsageAggregatorSelfTest.h"
 #include "selftests/runtime/RuntimeLoadSelfTest.h"
+#include "selftests/statistics/ModelUsageTrendSelfTest.h"
+#include "selftests/statistics/ProjectUsageDetailSelfTest.h"
 #include "selftests/statistics/StatisticsTimeZoneSelfTest.h"
+#include "selftests/statistics/UsageTrendSelfTest.h"
 
 namespace vantry {
 
@@ -59,9 +70,11 @@ bool SelfTestMode::run() const {
 const std::vector<SelfTestMode>& selfTestModes() {
     static const std::vector<SelfTestMode> modes{
         {"--self-test-model-usage",
-         {notBuilt("model usage trend"),
+         {SelfTestSuite{"model usage trend", ModelUsageTrendSelfTest::run},
           SelfTestSuite{"model usage parser", CodexUsageReader::runModelUsageParsingSelfTest}}},
-        {"--self-test-task-facts", {notBuilt("task semantics"), notBuilt("codex session opener")}},
+        {"--self-test-task-facts",
+         {SelfTestSuite{"task semantics", TaskSemanticsSelfTest::run},
+          SelfTestSuite{"codex session opener", CodexSessionOpenerSelfTest::run}}},
         {"--self-test-status-item",
          {{"rate limit parsing", CodexUsageReader::runRateLimitParsingSelfTest},
           {"platform", PlatformSelfTest::run},
@@ -72,15 +85,19 @@ const std::vector<SelfTestMode>& selfTestModes() {
           {"app-server conversation", AppServerConversationSelfTest::run},
           {"app-server session", AppServerSessionSelfTest::run},
           {"runtime load", RuntimeLoadSelfTest::run},
-          notBuilt("official daily usage"),
+          {"agent usage aggregation", AgentUsageAggregatorSelfTest::run},
+          {"official daily usage", OfficialDailyUsageSelfTest::run},
           {"session usage cache", SessionUsageCacheSelfTest::run},
           {"session lineage", SessionLineageSelfTest::run},
           {"session parser budget", SessionParserBudgetSelfTest::run},
-          notBuilt("codex project name parsing"),
+          {"skill attribution", SkillAttributionSelfTest::run},
+          {"usage trend", UsageTrendSelfTest::run},
+          {"local analytics", LocalAnalyticsSelfTest::run},
+          {"codex project name parsing", CodexUsageReader::runCodexProjectNameParsingSelfTest},
           notBuilt("status item"),
           notBuilt("main window shortcut"),
           notBuilt("quota refresh fallback"),
-          notBuilt("task board presentation"),
+          {"task board presentation", TaskBoardPresentationSelfTest::run},
           notBuilt("desktop widget snapshot"),
           notBuilt("window animation clock"),
           notBuilt("dashboard navigation"),
@@ -94,7 +111,8 @@ const std::vector<SelfTestMode>& selfTestModes() {
          {{"application start", ApplicationStartSelfTest::run}, notBuilt("single instance")}},
         {"--self-test-json-dump", {{"JSON dump writer", JSONDumpWriterSelfTest::run}}},
         {"--self-test-installation-identity", {notBuilt("installation identity")}},
-        {"--self-test-project-usage-detail", {notBuilt("project usage detail")}},
+        {"--self-test-project-usage-detail",
+         {{"project usage detail", ProjectUsageDetailSelfTest::run}}},
         {"--self-test-debug-log", {{"debug log", DebugLogSelfTest::run}}},
         {"--self-test-privacy-disclosure", {notBuilt("privacy disclosure")}}};
     return modes;

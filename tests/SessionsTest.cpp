@@ -58,17 +58,16 @@ class Reader {
         const LoadedSessions loaded = loadSessions(
             {.sources = sources, .pathsToValidate = paths, .setting = setting_}, caches.sessions);
         Found found;
-        found.failures = visitEffectiveUsage(
-            loaded, setting_.now,
-            [&](const LoadedSessionUsage& session, const EffectiveSessionUsage& usage) {
-                for (const SessionUsageDelta& delta : usage.deltas) {
+        found.failures =
+            visitEffectiveUsage(loaded, setting_.now, [&](const VisitedSession& session) {
+                for (const SessionUsageDelta& delta : session.usage.deltas) {
                     found.total.add(delta.tokens);
                     found.days[utcDay(delta.date.secondsSince1970())].add(delta.tokens);
                     found.projects[session.source.cwd].add(delta.tokens);
                     found.models[delta.model].add(delta.tokens);
                     found.threads[session.source.threadId].add(delta.tokens);
                 }
-                found.toolCalls[session.source.threadId] = usage.toolCalls;
+                found.toolCalls[session.source.threadId] = session.usage.toolCalls;
             });
         writePersistentSessionUsageCache(caches.sessions,
                                          {.file = cacheFile_,

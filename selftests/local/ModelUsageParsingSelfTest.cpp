@@ -7,7 +7,7 @@
 #include "local/ThreadIndex.h"
 #include "platform/Iso8601.h"
 #include "selftests/support/SelfTest.h"
-#include "statistics/ModelName.h"
+#include "statistics/LocalModelUsageAccumulator.h"
 #include "statistics/ModelTokenPrice.h"
 #include "statistics/TokenFormatter.h"
 
@@ -239,7 +239,7 @@ void checkPrices(SelfTest& test) {
                                   .cachedInputTokens = 400'000,
                                   .outputTokens = 100'000,
                                   .reasoningOutputTokens = 90'000},
-                                 "gpt-5.4") == 1.5 + 0.1 + 1.5,
+                                 tokenPrice("gpt-5.4")) == 1.5 + 0.1 + 1.5,
                 "cached input has its own price, reasoning none");
     const std::pair<std::optional<std::int64_t>, const char*> forms[] = {
         {{}, "--"},

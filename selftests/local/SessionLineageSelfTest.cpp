@@ -38,11 +38,17 @@ struct Event {
     std::int64_t ordinal = 0;
 };
 
+struct Session {
+    SessionUsageSource source;
+    SessionUsageCacheEntry entry;
+    LoadedSessionUsage loaded{source, entry};
+};
+
 /// A made-up batch of threads.
 struct Batch {
-    LoadedSessionUsage& add(const std::string& id, const std::vector<Event>& events,
-                            std::optional<std::string> parent = {},
-                            std::optional<SessionHistoryBase> base = {}) {
+    Session& add(const std::string& id, const std::vector<Event>& events,
+                 std::optional<std::string> parent = {},
+                 std::optional<SessionHistoryBase> base = {}) {
         ParsedSessionUsage usage;
         JsonParser parser;
         for (const Event& event : events) {
@@ -54,7 +60,7 @@ struct Batch {
             const std::string padded = line + std::string(JsonParser::padding, ' ');
             processSessionLine(std::string_view(padded).substr(0, line.size()), usage, parser);
         }
-        LoadedSessionUsage& session = sessions.emplace_back();
+        Session& session = sessions.emplace_back();
         session.source.threadId = id;
         session.entry.deltaStorage = SessionUsageDeltaStorage::encoding(usage.deltas);
         session.entry.readingTrail = SessionReadingTrailStorage::encoding(usage.trail);
@@ -63,7 +69,7 @@ struct Batch {
                                                     .parentThreadId = std::move(parent),
                                                     .spawnedAt = spawn,
                                                     .historyBase = std::move(base)};
-        byId[id] = &session;
+        byId[id] = &session.loaded;
         return session;
     }
 
@@ -82,7 +88,7 @@ struct Batch {
         return sum;
     }
 
-    std::list<LoadedSessionUsage> sessions;
+    std::list<Session> sessions;
     SessionsByThreadId byId;
 };
 

@@ -14,6 +14,8 @@ namespace vantry::AppServerConversationSelfTest {
 namespace {
 
 using Trouble = AppServerConversation::Trouble;
+const Date now(1'800'000'000);
+
 using Replies = std::map<int, std::vector<std::string>>;
 
 std::string quota(int id, const std::string& account, int usedPercent) {
@@ -27,7 +29,7 @@ Replies goodReplies() {
         {1, {R"({"id":1,"result":{}})"}},
         {2, {R"({"id":2,"result":{"account":{"type":"chatgpt","planType":"pro","email":null}}})"}},
         {3, {quota(3, "a", 23)}},
-        {4, {R"({"id":4,"result":{"summary":{"lifetimeTokens":999}}})"}},
+        {4, {R"({"id":4,"result":{"summary":{"lifetimeTokens":999},"dailyUsageBuckets":[]}})"}},
         {5, {quota(5, "a", 24)}}};
 }
 
@@ -38,7 +40,7 @@ struct Talk {
                   int maxMessageCount = 32) {
         std::deque<int> asked;
         AppServerConversation conversation(
-            {.requestedResponseIDs = requested, .maxMessageCount = maxMessageCount},
+            {.now = now, .requestedResponseIDs = requested, .maxMessageCount = maxMessageCount},
             [&](std::string_view line) {
                 requests += line;
                 const std::size_t at = line.find("\"id\":");
@@ -62,7 +64,8 @@ struct Talk {
     }
     bool isEmpty() const {
         const AppServerSnapshot& s = read.snapshot;
-        return !s.account && !s.accountIdentity && !s.primary && !s.secondary && !s.credits;
+        return !s.account && !s.accountIdentity && !s.primary && !s.secondary && !s.credits &&
+               !s.officialLifetimeTokens && !s.cloudDailyBuckets && !s.cloudDailyUsageCapturedAt;
     }
 
     std::string requests;
@@ -174,6 +177,24 @@ void checkAnswers(SelfTest& test) {
     }
 }
 
+void checkUsage(SelfTest& test) {
+    const AppServerSnapshot full = Talk(goodReplies()).read.snapshot;
+    test.expect(full.officialLifetimeTokens == 999 && full.officialLifetimeCapturedAt == now &&
+                    full.cloudDailyBuckets && full.cloudDailyUsageCapturedAt == now,
+                "the usage is stamped with the time of the read");
+    const Talk damaged(replacing(
+        4, {R"({"id":4,"result":{"summary":{"lifetimeTokens":-1},"dailyUsageBuckets":[1]}})"}));
+    const AppServerSnapshot& none = damaged.read.snapshot;
+    test.expect(!none.officialLifetimeTokens && !none.officialLifetimeCapturedAt &&
+                    !none.cloudDailyBuckets && !none.cloudDailyUsageCapturedAt &&
+                    none.accountIdentity &&
+                    none.officialUsageReadStatus == OfficialUsageReadStatus::succeeded &&
+                    damaged.read.messages ==
+                        std::vector<std::string>{"Codex 官方历史累计格式异常，未采用该值",
+                                                 "Codex 官方日统计格式异常，未采用该批数据"},
+                "a damaged usage is an answer without figures");
+}
+
 void checkRefusals(SelfTest& test) {
     for (const std::set<int>& requested : {std::set{2, 3, 4}, std::set{2, 3}}) {
         const Talk talk(replacing(5, {quota(5, "b", 24)}), requested);
@@ -213,6 +234,7 @@ bool run() {
     SelfTest test("app-server conversation");
     checkRequests(test);
     checkAnswers(test);
+    checkUsage(test);
     checkRefusals(test);
     return test.finish();
 }

@@ -15,6 +15,7 @@ using namespace CodexUsageReader;
 
 namespace {
 
+const Date now(1'800'000'000);
 const char* const early = "app-server 提前结束";
 const char* const timedOut = "app-server 响应超时";
 const char* const flooded = "app-server 输出超出安全限制";
@@ -44,6 +45,7 @@ class Fixture {
     AppServerRead read(const std::string& body, AppServerRequest request = {}) {
         request.executablePath = directory_.writeProgram("fake-codex", answers + body);
         request.responseTimeout = 1.5;
+        request.now = now;
         const auto start = std::chrono::steady_clock::now();
         AppServerRead result = readAppServer(request);
         seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
@@ -75,6 +77,8 @@ void checkConversation(SelfTest& test, Fixture& fixture) {
         full.messages.empty() && full.snapshot.readState == AppServerReadState::responded &&
             remaining(full) == 76 && full.snapshot.account &&
             full.snapshot.officialUsageReadStatus == OfficialUsageReadStatus::succeeded &&
+            full.snapshot.officialLifetimeTokens == 999 && full.snapshot.cloudDailyBuckets &&
+            full.snapshot.cloudDailyUsageCapturedAt == now &&
             full.snapshot.accountIdentity == "codex-account:" + sha256Hex("fixture-account-a"),
         "a full read takes the final quota and the identity of both");
 

@@ -5,6 +5,8 @@
 #include <stdexcept>
 #include <string>
 
+#include "official/DailyUsageMessages.h"
+#include "official/HybridDailyUsage.h"
 #include "runtime/AgentUsageAggregator.h"
 #include "runtime/CodexRuntimeProvider.h"
 #include "runtime/MultiRuntimeUsageReader.h"
@@ -21,7 +23,7 @@ const Date now(1'800'000'000);
 RuntimeLoadContext context() {
     return {.now = now,
             .homeDirectory = "/nonexistent",
-            .cacheDirectory = "/nonexistent",
+            .cacheDirectory = {},
             .statistics = StatisticsContext({.selection = StatisticsTimeZoneSelection::utc}, now,
                                             TimeZone::utc())};
 }
@@ -98,12 +100,17 @@ void checkQuotaComesFirst(SelfTest& test) {
                     early.snapshot.messages == std::vector<std::string>{"account"},
                 "the quota is handed out while the local read is still held back");
     const UsageSnapshot& last = read.runtimes.at(0).snapshot;
-    test.expect(!last.readerState.isLoading && last.local && last.taskBoard &&
-                    last.messages == std::vector<std::string>{"account", "local", "board"} &&
-                    last.localReadMessages == std::vector<std::string>{"local"} &&
-                    read.runtimes.at(0).quotaCapturedAt == now &&
-                    read.runtimes.at(0).todayTokens() == 5 && read.aggregate == last,
-                "the joined read has all three sources");
+    test.expect(
+        !last.readerState.isLoading && last.local && last.taskBoard &&
+            last.messages ==
+                std::vector<std::string>{
+                    "account", "local", "board",
+                    std::string(QuotaRefreshFallbackPolicy::unavailableDailyUsageMessage)} &&
+            last.hybridReadMessages.size() == 1 &&
+            last.localReadMessages == std::vector<std::string>{"local"} &&
+            read.runtimes.at(0).quotaCapturedAt == now && read.runtimes.at(0).todayTokens() == 5 &&
+            read.aggregate == last,
+        "the joined read has all three sources");
 }
 
 void checkFailures(SelfTest& test) {
@@ -171,18 +178,24 @@ void checkCarriage(SelfTest& test) {
     expected.cloudDailyUsageAttempted = true;
     expected.cloudDailyUsageCapturedAt = now - 7;
     expected.cloudDailyUsageIsStale = true;
-    expected.local = LocalUsage{.threadCount = 8};
+    const auto hybrid = mergeCloudDailyUsage({.cloudDailyBuckets = official.cloudDailyBuckets,
+                                              .into = LocalUsage{.threadCount = 8},
+                                              .context = context()});
+    expected.local = hybrid.local;
     expected.localUsageCapturedAt = now - 9;
     expected.localUsageIsStale = true;
     expected.localUsageReadStatus = LocalUsageReadStatus::staleFallback;
-    expected.messages = {"home", "local"};
+    expected.messages = {"home", "local",
+                         std::string(QuotaRefreshFallbackPolicy::staleDailyUsageMessage),
+                         hybrid.messages.at(0)};
     expected.localReadMessages = {"local"};
+    expected.hybridReadMessages = hybrid.messages;
     expected.readerState.appServer = AppServerReadState::responded;
     expected.readerState.localDependencyFailure = LocalReaderDependencyFailure::databaseMissing;
     const UsageSnapshot read = load(context(), {}, sources);
     test.expect(read == expected, "a read carries all that its sources gave");
     UsageSnapshot aggregate =
-        AgentUsageAggregator::aggregate({CodexRuntimeProvider::runtimeSnapshot(read)}, now);
+        AgentUsageAggregator::aggregate({CodexRuntimeProvider::runtimeSnapshot(read)}, {.at = now});
     test.expect(aggregate == expected, "and so does the aggregate of one runtime");
 
     const auto fail = [](const auto&) -> AppServerRead { throw std::runtime_error("fails"); };

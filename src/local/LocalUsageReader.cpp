@@ -1,9 +1,134 @@
 #include "local/LocalUsageReader.h"
 
+#include <fstream>
+#include <iterator>
+#include <system_error>
+
+#include "local/LocalAnalyticsReader.h"
+#include "local/ProjectNames.h"
+#include "statistics/DayLabel.h"
+
 namespace vantry::CodexUsageReader {
 
-LocalUsageRead readLocalUsage(const RuntimeLoadContext& /*context*/) {
-    return {.result = {.readStatus = LocalUsageReadStatus::notAttempted}, .messages = {}};
+namespace fs = std::filesystem;
+
+namespace {
+
+// Codex's own file, read as it stands: without one, or with a damaged one, projects have no names.
+CodexProjectNameIndex readProjectNames(const fs::path& home) {
+    const fs::path path = home / ".codex" / ".codex-global-state.json";
+    std::error_code error;
+    if (!fs::is_regular_file(path, error)) return CodexProjectNameIndex(std::nullopt);
+    std::ifstream file(path, std::ios::binary);
+    const std::string bytes{std::istreambuf_iterator<char>(file), {}};
+    return CodexProjectNameIndex(bytes);
+}
+
+std::vector<ProjectUsage> named(const std::vector<ProjectUsage>& projects,
+                                const CodexProjectNameIndex& names) {
+    return applyingCodexProjectNames(projects, names);
+}
+
+void nameProjects(LocalAnalytics& analytics, const CodexProjectNameIndex& names) {
+    if (analytics.todayProjects) analytics.todayProjects = named(*analytics.todayProjects, names);
+    analytics.recentProjects = named(analytics.recentProjects, names);
+    analytics.allProjects = named(analytics.allProjects, names);
+    // The breakdown's projects are known by the same normalised paths.
+    for (auto* byDimension : {&analytics.dimensionBreakdown.projectsByToolID,
+                              &analytics.dimensionBreakdown.projectsBySkillID}) {
+        for (auto& [dimension, projects] : *byDimension) {
+            for (UsageDimensionProject& project : projects) {
+                if (auto name = names.name(project.id)) project.name = *std::move(name);
+            }
+        }
+    }
+}
+
+std::vector<DailyTokenBucket> dailyBucketsOf(const UsageTrend& trend) {
+    std::vector<DailyTokenBucket> buckets;
+    for (const UsageDayBucket& day : trend.dayBuckets) {
+        const std::int64_t tokens = day.usage.tokens.visibleTotalTokens();
+        const bool isToday = &day == &trend.dayBuckets.back();
+        if (tokens > 0 || isToday) {
+            buckets.push_back({.id = day.id, .label = dayLabel(day.id), .tokens = tokens});
+        }
+    }
+    return buckets;
+}
+
+LocalUsage compose(const SQLiteLocalTotals& totals, LocalAnalytics analytics) {
+    LocalUsage local{.threadCount = totals.threadCount,
+                     .lastUpdatedAt = totals.lastUpdatedAt,
+                     .recentThreads = std::move(analytics.recentThreads),
+                     .toolUsages = std::move(analytics.toolUsages),
+                     .skillUsages = std::move(analytics.skillUsages),
+                     .modelUsage = std::move(analytics.modelUsage)};
+    if (!analytics.detailedUsage) return local;
+    const DetailedUsage& detailed = *analytics.detailedUsage;
+    local.lifetimeTokens = detailed.lifetime.tokens.visibleTotalTokens();
+    local.todayTokens = detailed.today.tokens.visibleTotalTokens();
+    local.sevenDayTokens = detailed.sevenDay.tokens.visibleTotalTokens();
+    if (analytics.usageTrend) local.dailyBuckets = dailyBucketsOf(*analytics.usageTrend);
+    local.projectBoard =
+        ProjectBoard{.todayProjects = std::move(analytics.todayProjects),
+                     .recentProjects = std::move(analytics.recentProjects),
+                     .allProjects = std::move(analytics.allProjects),
+                     .localDailyByProject = std::move(analytics.localDailyByProject),
+                     .detailsByProjectID = std::move(analytics.projectDetails),
+                     .dimensionBreakdown = std::move(analytics.dimensionBreakdown)};
+    local.detailedUsage = std::move(analytics.detailedUsage);
+    local.usageTrend = std::move(analytics.usageTrend);
+    return local;
+}
+
+}  // namespace
+
+LocalUsageRead readLocalUsage(const LocalUsageRequest& request, ReaderCaches& caches) {
+    const RuntimeLoadContext& context = request.context;
+    const auto database = firstExistingPath(stateDatabaseCandidates(context.homeDirectory));
+    if (!database) {
+        return {.result = {.dependencyFailure = LocalReaderDependencyFailure::databaseMissing}};
+    }
+    const auto sqlite = firstExistingPath(sqliteProgramCandidates());
+    if (!sqlite) {
+        return {
+            .result = {.dependencyFailure = LocalReaderDependencyFailure::sqliteExecutableMissing}};
+    }
+    const StateDatabase state{.sqlitePath = *sqlite, .databasePath = *database};
+    const StatisticsWindows windows = StatisticsWindows::of(context.statistics);
+    const auto totals = readLocalTotals(state);
+    const CodexProjectNameIndex names = readProjectNames(request.realHomeDirectory);
+
+    LocalUsageRead read;
+    auto analytics = readLocalAnalytics(
+        {.database = state,
+         .homeDirectory = context.homeDirectory,
+         .cacheDirectory = context.cacheDirectory,
+         .statistics = context.statistics,
+         .windows = windows,
+         .acceptsEventsWrittenDuringLoad = context.acceptsEventsWrittenDuringLoad,
+         .persistCaches = request.persistCaches,
+         .requiredSessionValidationPaths = request.requiredSessionValidationPaths},
+        caches, read.messages);
+    read.result = {.capturedAt = analytics.capturedAt,
+                   .isStale = analytics.isStale,
+                   .readStatus = analytics.readStatus};
+    const auto* totalsFailure = std::get_if<SQLiteReadFailure>(&totals);
+    auto failure = analytics.sqliteFailure;
+    if (!failure && totalsFailure != nullptr) failure = *totalsFailure;
+    if (failure) read.messages.emplace_back(messageFor(*failure));
+    if (!analytics.analytics.detailedUsage) {
+        read.messages.emplace_back("本机项目明细暂不可用，已暂停显示可能重复的线程累计值");
+    }
+    if (totalsFailure != nullptr) {
+        // Not even the number of threads is known.
+        read.result.readStatus = LocalUsageReadStatus::unavailable;
+        return read;
+    }
+    nameProjects(analytics.analytics, names);
+    read.result.local =
+        compose(std::get<SQLiteLocalTotals>(totals), std::move(analytics.analytics));
+    return read;
 }
 
 }  // namespace vantry::CodexUsageReader

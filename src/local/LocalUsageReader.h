@@ -1,12 +1,23 @@
 #pragma once
 
+#include <filesystem>
+#include <set>
 #include <string>
 #include <vector>
 
+#include "local/ReaderCaches.h"
 #include "records/LocalUsage.h"
 #include "statistics/RuntimeLoadContext.h"
 
 namespace vantry::CodexUsageReader {
+
+struct LocalUsageRequest {
+    const RuntimeLoadContext& context;
+    /// Where the names of projects are kept: the user's own home, whatever home is read.
+    std::filesystem::path realHomeDirectory;
+    bool persistCaches = true;
+    std::set<std::string> requiredSessionValidationPaths = {};
+};
 
 /// A read of the local records with the words for its user.
 struct LocalUsageRead {
@@ -14,8 +25,9 @@ struct LocalUsageRead {
     std::vector<std::string> messages;
 };
 
-/// What Codex's records on this machine say. This build does not read them: the status is
-/// notAttempted, and there is no figure.
-LocalUsageRead readLocalUsage(const RuntimeLoadContext& context);
+/// What Codex's records on this machine say. Without a database or the `sqlite3` program, or when
+/// the database cannot be read, there is no local usage; without complete session logs there is
+/// one that knows only what the database says. Blocks; one read at a time for each `caches`.
+LocalUsageRead readLocalUsage(const LocalUsageRequest& request, ReaderCaches& caches);
 
 }  // namespace vantry::CodexUsageReader

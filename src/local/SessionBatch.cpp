@@ -66,29 +66,28 @@ LoadedSessions loadSessions(const SessionBatchRequest& request, SessionUsageCach
     LoadedSessions loaded;
     auto outcomes = readAll(request, positions, cache);
     for (std::size_t i = 0; i < positions.size(); ++i) {
-        if (!outcomes[i].isKnown()) ++loaded.unreadableLogs;
+        const std::string& path = request.sources[positions[i]].rolloutPath;
+        if (!outcomes[i].isKnown()) loaded.unreadablePaths.insert(path);
         keepOutcome({.source = request.sources[positions[i]],
                      .outcome = std::move(outcomes[i]),
                      .now = request.setting.now},
                     cache);
     }
-    if (loaded.unreadableLogs > 0) return loaded;
     loaded.sessions.reserve(request.sources.size());
     for (const SessionUsageSource& source : request.sources) {
         const SessionUsageCacheEntry* entry = cachedEntry(cache, source.rolloutPath);
         if (entry == nullptr) {
-            ++loaded.unreadableLogs;
-        } else {
+            loaded.unreadablePaths.insert(source.rolloutPath);
+        } else if (!loaded.unreadablePaths.contains(source.rolloutPath)) {
             loaded.sessions.push_back({.source = source, .entry = *entry});
         }
     }
     return loaded;
 }
 
-SessionBatchFailures visitEffectiveUsage(
-    const LoadedSessions& loaded, Date cutoff,
-    const std::function<void(const LoadedSessionUsage&, const EffectiveSessionUsage&)>& visit) {
-    SessionBatchFailures failures{.unreadableLogs = loaded.unreadableLogs};
+SessionBatchFailures visitEffectiveUsage(const LoadedSessions& loaded, Date cutoff,
+                                         const std::function<void(const VisitedSession&)>& visit) {
+    SessionBatchFailures failures{.unreadableLogs = loaded.unreadablePaths.size()};
     if (!failures.isNone()) return failures;
     SessionsByThreadId byId;
     std::vector<std::string> order;
@@ -107,7 +106,10 @@ SessionBatchFailures visitEffectiveUsage(
         } else if (usage->unresolvedParent) {
             ++failures.unresolvedParents;
         } else if (failures.isNone()) {
-            visit(loaded.sessions[i], *usage);
+            visit({.source = loaded.sessions[i].source,
+                   .entry = loaded.sessions[i].entry,
+                   .usage = *usage,
+                   .root = rootConversationSource(loaded.sessions[i], byId)});
         }
         const auto released = releases.find(i);
         if (released == releases.end()) continue;

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <functional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -32,18 +33,25 @@ struct SessionBatchFailures {
 
 struct LoadedSessions {
     std::vector<LoadedSessionUsage> sessions;  ///< in the order of the sources
-    std::size_t unreadableLogs = 0;
+    std::set<std::string> unreadablePaths;     ///< of the sources that are not among them
 };
 
-/// Brings the cache up to date and gives every thread's entry, in the order of the sources. The
-/// results, and what is kept in the cache, are the same as if the logs were read one by one.
-/// Blocks.
+/// Brings the cache up to date and gives every readable thread's entry, in the order of the
+/// sources, as it lies in the cache. The results, and what is kept in the cache, are the same as if
+/// the logs were read one by one. Blocks.
 LoadedSessions loadSessions(const SessionBatchRequest& request, SessionUsageCache& cache);
+
+/// One thread of a batch as it is counted.
+struct VisitedSession {
+    const SessionUsageSource& source;
+    const SessionUsageCacheEntry& entry;
+    const EffectiveSessionUsage& usage;
+    const SessionUsageSource& root;  ///< the conversation that it belongs to
+};
 
 /// Hands over what each thread itself used, in order, up to the first failure: a caller that sees
 /// one throws away what it has. Events after `cutoff` are left out.
-SessionBatchFailures visitEffectiveUsage(
-    const LoadedSessions& loaded, Date cutoff,
-    const std::function<void(const LoadedSessionUsage&, const EffectiveSessionUsage&)>& visit);
+SessionBatchFailures visitEffectiveUsage(const LoadedSessions& loaded, Date cutoff,
+                                         const std::function<void(const VisitedSession&)>& visit);
 
 }  // namespace vantry::CodexUsageReader

@@ -4,9 +4,10 @@
 #include <cstring>
 #include <utility>
 
+#include "local/SkillLoadPaths.h"
 #include "platform/Iso8601.h"
 #include "platform/Text.h"
-#include "statistics/ModelName.h"
+#include "statistics/LocalModelUsageAccumulator.h"
 
 namespace vantry {
 
@@ -99,14 +100,31 @@ bool processTokenEvent(JsonView root, JsonView payload, ParsedSessionUsage& usag
     return true;
 }
 
-void processToolCall(JsonView payload, std::string_view kind, ParsedSessionUsage& usage) {
+// Counts the call. Who it is, within `usage`; null where it does not say.
+const SessionToolCallIdentity* countToolCall(JsonView payload, ParsedSessionUsage& usage) {
     const auto name = payload["name"].text();
-    if (!name || name->empty()) return;
+    if (!name || name->empty()) return nullptr;
     countUp(usage.toolCalls[std::string(*name)]);
     const std::string_view callID = trimmed(payload["call_id"].text().value_or(""));
-    if (callID.empty()) return;
-    usage.toolCallIdentities.push_back(
-        {.callID = std::string(callID), .name = std::string(*name), .kind = std::string(kind)});
+    if (callID.empty()) return nullptr;
+    usage.toolCallIdentities.push_back({.callID = std::string(callID),
+                                        .name = std::string(*name),
+                                        .kind = *ownedText(payload["type"])});
+    return &usage.toolCallIdentities.back();
+}
+
+void processToolCall(JsonView root, std::string_view line, ParsedSessionUsage& usage) {
+    const JsonView payload = root["payload"];
+    const SessionToolCallIdentity* const identity = countToolCall(payload, usage);
+    if (!mayNameSkillFile(line)) return;
+    std::vector<std::string> paths = skillLoadPaths(payload);
+    if (paths.empty()) return;
+    SkillLoadEvent load{.date = dateOf(root)};
+    if (identity != nullptr) load.toolCallIdentity = *identity;
+    for (std::string& path : paths) {
+        load.path = std::move(path);
+        usage.skillLoads.push_back(load);
+    }
 }
 
 }  // namespace
@@ -150,7 +168,7 @@ bool processSessionLine(std::string_view line, ParsedSessionUsage& usage, JsonPa
     const auto kind = payload["type"].text();
     if (kind == "token_count") return processTokenEvent(*root, payload, usage);
     if (kind == "function_call" || kind == "custom_tool_call") {
-        processToolCall(payload, *kind, usage);
+        processToolCall(*root, line, usage);
     }
     return true;
 }

@@ -5,7 +5,7 @@
 #include <string_view>
 
 #include "platform/Compression.h"
-#include "statistics/ModelName.h"
+#include "statistics/LocalModelUsageAccumulator.h"
 
 namespace vantry {
 

@@ -15,10 +15,10 @@
 
 namespace vantry {
 
-/// One thread with what its log holds.
+/// One thread with what its log holds. Both lie with the batch's owner and outlive this.
 struct LoadedSessionUsage {
-    SessionUsageSource source;
-    SessionUsageCacheEntry entry;
+    const SessionUsageSource& source;
+    const SessionUsageCacheEntry& entry;
 };
 
 /// The threads of a batch; the sessions outlive the map.

@@ -7,7 +7,7 @@
 
 #include "local/SessionUsageCacheEntry.h"
 #include "platform/Compression.h"
-#include "statistics/ModelName.h"
+#include "statistics/LocalModelUsageAccumulator.h"
 
 namespace vantry {
 

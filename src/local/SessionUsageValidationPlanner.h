@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "local/ReaderCaches.h"
+#include "local/SessionUsageCacheEntry.h"
 #include "local/ThreadIndex.h"
 
 namespace vantry {

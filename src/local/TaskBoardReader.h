@@ -1,9 +1,11 @@
 #pragma once
 
+#include <filesystem>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "platform/JsonReader.h"
 #include "records/TaskBoard.h"
 #include "statistics/RuntimeLoadContext.h"
 
@@ -15,7 +17,22 @@ struct TaskBoardRead {
     std::vector<std::string> messages;
 };
 
-/// What Codex's conversations are doing. This build does not read it: there is no board.
+/// What Codex's conversations and automations are doing, from the user's real home, whatever home
+/// the context names. All four columns, empty ones included. No board, and mostly a message, if
+/// the thread index cannot be asked. Blocks for two runs of `sqlite3`; any thread.
 TaskBoardRead readTaskBoard(const RuntimeLoadContext& context);
+
+/// The same from the `.codex` below that home.
+TaskBoardRead readTaskBoardBelow(const std::filesystem::path& home,
+                                 const RuntimeLoadContext& context);
+
+struct ThreadTask {
+    JsonView row;  ///< `id`, `title`, `cwd`
+    std::optional<Date> updatedAt;
+    TaskColumnKind kind = TaskColumnKind::pending;
+};
+
+/// The item of one conversation, without tokens.
+TaskItem makeThreadTaskItem(const ThreadTask& task);
 
 }  // namespace vantry::CodexUsageReader

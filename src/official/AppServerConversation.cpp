@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <fmt/format.h>
 
+#include "official/OfficialDailyUsageParsing.h"
 #include "platform/Application.h"
 #include "platform/JsonWriter.h"
 #include "platform/Text.h"
@@ -138,10 +139,17 @@ void AppServerConversation::receiveResult(int id, JsonView result) {
     if (result.isObject()) {
         if (id == accountID) account_ = CodexUsageReader::parseAccount(result);
         if (id == quotaID) firstQuota_ = CodexUsageReader::parseRateLimits(result);
-        if (id == usageID) usageSucceeded_ = true;
+        if (id == usageID) receiveUsage(result);
         if (id == finalQuotaID) finalQuota_ = CodexUsageReader::parseRateLimits(result);
     }
     finish(id);
+}
+
+void AppServerConversation::receiveUsage(JsonView result) {
+    usageSucceeded_ = true;
+    officialLifetimeTokens_ = CodexUsageReader::parseOfficialLifetimeTokens(result, messages_);
+    cloudDailyBuckets_ = CodexUsageReader::parseCloudDailyBuckets(
+        {.result = result, .now = settings_.now, .messages = messages_});
 }
 
 void AppServerConversation::finish(int id) {
@@ -172,7 +180,13 @@ AppServerRead AppServerConversation::result() const {
     // What was cut off before its final quota is not proved to be of one account, a usage history
     // that has come included. Only a flood leaves the first quota, without an identity.
     if (trouble_ && trouble_ != Trouble::outputExceeded) return read;
-    if (!trouble_) snapshot.account = account_;
+    if (!trouble_) {
+        snapshot.account = account_;
+        snapshot.officialLifetimeTokens = officialLifetimeTokens_;
+        if (officialLifetimeTokens_) snapshot.officialLifetimeCapturedAt = settings_.now;
+        snapshot.cloudDailyBuckets = cloudDailyBuckets_;
+        if (cloudDailyBuckets_) snapshot.cloudDailyUsageCapturedAt = settings_.now;
+    }
     if (firstQuota_) {
         snapshot.primary = firstQuota_->primary;
         snapshot.secondary = firstQuota_->secondary;

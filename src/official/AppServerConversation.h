@@ -19,7 +19,8 @@ namespace vantry {
 /// A full read on the wire is `initialize` (id 1), then `initialized` and the quota (3), then the
 /// account (2) and the usage (4), then the quota again (5). The usage request answers for whatever
 /// account the program is on at that moment, so it stands between two quota readings that name
-/// their account, and the batch is used only if both name the same one.
+/// their account: a batch between two different ones is not used, and one that is not known to lie
+/// between two readings of the same account belongs to nobody.
 ///
 /// One thread at a time.
 class AppServerConversation {
@@ -28,6 +29,7 @@ class AppServerConversation {
     enum class Trouble { requestNotWritten, endedEarly, timedOut, outputExceeded };
 
     struct Settings {
+        Date now;                            ///< stamped on the usage history
         std::set<int> requestedResponseIDs;  ///< of 2 (account), 3 (quota) and 4 (usage)
         int maxMessageCount = 0;             ///< error replies before it counts as a flood
         /// Called with a reply's id before anything is made of the reply; for tests.
@@ -61,6 +63,7 @@ class AppServerConversation {
     void receiveHandshake();
     void receiveError(std::int64_t id, JsonView error);
     void receiveResult(int id, JsonView result);
+    void receiveUsage(JsonView result);
     void finish(int id);
     std::optional<int> openRequest(std::int64_t id) const;
     void judgeAccount(AppServerRead& read) const;
@@ -79,6 +82,8 @@ class AppServerConversation {
     std::optional<CodexUsageReader::RateLimits> firstQuota_;
     std::optional<CodexUsageReader::RateLimits> finalQuota_;
     bool usageSucceeded_ = false;
+    std::optional<std::int64_t> officialLifetimeTokens_;
+    std::optional<std::vector<DailyTokenBucket>> cloudDailyBuckets_;
 };
 
 }  // namespace vantry

@@ -40,7 +40,8 @@ class Session {
           writer_(std::move(writer)),
           splitter_({.lineBytes = request.maxLineBytes, .lineCount = request.maxLineCount}),
           maxOutputBytes_(request.maxOutputBytes),
-          conversation_({.requestedResponseIDs = request.requestedResponseIDs,
+          conversation_({.now = request.now,
+                         .requestedResponseIDs = request.requestedResponseIDs,
                          .maxMessageCount = request.maxMessageCount,
                          .beforeParsingResponse = request.beforeParsingResponse},
                         [this](std::string_view line) { return send(line); }) {}

@@ -18,6 +18,7 @@
 namespace vantry::CodexUsageReader {
 
 struct AppServerRequest {
+    Date now = Date::now();  ///< stamped on what is captured
     /// Absent: the program is looked for.
     std::optional<std::filesystem::path> executablePath;
     CodexSearch search;

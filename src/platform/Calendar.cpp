@@ -80,6 +80,10 @@ struct Calendar::State {
         CalendarDay day;
         Date from;
         Date to;
+        /// Where wall-clock time is 0:00, also if the clocks skipped that instant. Empty on a day
+        /// of a clock change: wall-clock dates need not be contiguous then, and the day is kept
+        /// only so as not to be measured again.
+        std::optional<Date> midnight;
     };
 
     explicit State(const TimeZone& named) : zone(named) {
@@ -119,12 +123,17 @@ struct Calendar::State {
         UErrorCode status = U_ZERO_ERROR;
         if (daysLater != 0) icu->add(UCAL_DATE, daysLater, status);
         if (U_FAILURE(status)) return std::nullopt;
-        for (const auto field : {UCAL_HOUR_OF_DAY, UCAL_MINUTE, UCAL_SECOND, UCAL_MILLISECOND}) {
-            icu->set(field, 0);
-        }
+        setMidnight();
         return current();
     }
 
+    void setMidnight() const {
+        for (const auto field : {UCAL_HOUR_OF_DAY, UCAL_MINUTE, UCAL_SECOND, UCAL_MILLISECOND}) {
+            icu->set(field, 0);
+        }
+    }
+
+    // Milliseconds of wall-clock time ahead of GMT.
     int offset(Date date) const {
         std::int32_t raw = 0;
         std::int32_t saving = 0;
@@ -133,14 +142,21 @@ struct Calendar::State {
         return raw + saving;
     }
 
-    // On a day of a clock change wall-clock dates need not be contiguous, so only a day of one
-    // offset is kept.
     void remember(const CalendarDay& found) const {
         const auto start = moveToStart(0);
         const auto next = moveToStart(1);
-        if (!start || !next || offset(*start) != offset(*next - 0.001)) return;
+        if (!start || !next) return;
         KeptDay& slot = slotFor(utcDay(*start));
         slot = {.day = found, .from = *start, .to = *next};
+        const int ahead = offset(*start);
+        if (ahead != offset(*next - 0.001)) return;
+        slot.midnight = Date(86'400 * utcDay(*start + ahead / 1000.0) - ahead / 1000.0);
+    }
+
+    // The kept day of one offset that holds the instant.
+    const KeptDay* keptWithMidnight(Date date) const {
+        const KeptDay* found = kept(date);
+        return found != nullptr && found->midnight ? found : nullptr;
     }
 
     // The kept day of an instant. A day is kept under the UTC day in which it begins, which is the
@@ -180,26 +196,44 @@ const TimeZone& Calendar::zone() const {
 }
 
 std::optional<CalendarDay> Calendar::day(Date date) const {
-    if (const State::KeptDay* kept = state_->kept(date)) return kept->day;
+    const State::KeptDay* kept = state_->kept(date);
+    if (kept != nullptr && kept->midnight) return kept->day;
     if (!state_->moveTo(date)) return std::nullopt;
     const auto year = state_->get(UCAL_EXTENDED_YEAR);
     const auto month = state_->get(UCAL_MONTH);
     const auto day = state_->get(UCAL_DATE);
     if (!year || !month || !day) return std::nullopt;
     const CalendarDay result{.year = *year, .month = *month + 1, .day = *day};
-    state_->remember(result);
+    if (kept == nullptr) state_->remember(result);
     return result;
 }
 
 std::optional<int> Calendar::hour(Date date) const {
+    if (state_->kept(date) == nullptr) day(date);
+    if (const State::KeptDay* kept = state_->keptWithMidnight(date)) {
+        return static_cast<int>(std::floor((date - *kept->midnight) / 3'600));
+    }
     if (!state_->moveTo(date)) return std::nullopt;
     return state_->get(UCAL_HOUR_OF_DAY);
 }
 
 std::optional<Date> Calendar::startOfDay(Date date) const {
-    if (const State::KeptDay* kept = state_->kept(date)) return kept->from;
+    if (const State::KeptDay* kept = state_->keptWithMidnight(date)) return kept->from;
     if (!state_->moveTo(date)) return std::nullopt;
     return state_->moveToStart(0);
+}
+
+std::optional<int> Calendar::weekday(Date date) const {
+    if (!state_->moveTo(date)) return std::nullopt;
+    return state_->get(UCAL_DAY_OF_WEEK);
+}
+
+std::optional<int> Calendar::daysInMonth(Date date) const {
+    if (!state_->moveTo(date)) return std::nullopt;
+    UErrorCode status = U_ZERO_ERROR;
+    const int days = state_->icu->getActualMaximum(UCAL_DATE, status);
+    if (U_FAILURE(status)) return std::nullopt;
+    return days;
 }
 
 std::optional<Date> Calendar::addingDays(int days, Date date) const {
@@ -210,6 +244,22 @@ std::optional<Date> Calendar::addingDays(int days, Date date) const {
     if (U_FAILURE(status) || !moved) return std::nullopt;
     // The calendar counts milliseconds; what it dropped of the date comes back.
     return *moved + (date.secondsSince1970() - *milliseconds(date) / 1000.0);
+}
+
+std::optional<Date> Calendar::startOfDayAdding(int days, Date date) const {
+    const auto moved = addingDays(days, date);
+    return moved ? startOfDay(*moved) : std::nullopt;
+}
+
+std::optional<Date> Calendar::startOfDateAdding(int days, Date date) const {
+    if (!state_->moveTo(date)) return std::nullopt;
+    int dayNumber = state_->get(UCAL_JULIAN_DAY).value_or(0);
+    if (__builtin_add_overflow(dayNumber, days, &dayNumber)) return std::nullopt;
+    state_->icu->set(UCAL_JULIAN_DAY, dayNumber);
+    state_->setMidnight();
+    const auto start = state_->current();
+    if (state_->get(UCAL_JULIAN_DAY) != dayNumber) return std::nullopt;
+    return start;
 }
 
 std::string Calendar::text(Date date, const TextForm& form) const {

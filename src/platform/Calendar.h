@@ -67,8 +67,23 @@ class Calendar {
     /// skips midnight.
     std::optional<Date> startOfDay(Date date) const;
 
-    /// The same wall-clock time `days` later, or earlier when negative.
+    /// 1 for Sunday to 7 for Saturday.
+    std::optional<int> weekday(Date date) const;
+    /// 28 to 31.
+    std::optional<int> daysInMonth(Date date) const;
+
+    /// The same wall-clock time `days` later, or earlier when negative; a neighbouring time where
+    /// the zone skips it. Days that the zone left out are not counted: Apia went from 29 to 31
+    /// December 2011, and the second is one day after the first.
     std::optional<Date> addingDays(int days, Date date) const;
+
+    /// The first instant of the day that addingDays() reaches. To step from day to day, ask this:
+    /// not every day begins at the wall-clock time at which another does.
+    std::optional<Date> startOfDayAdding(int days, Date date) const;
+
+    /// The first instant of the day whose date is `days` later, as weeks need it. Empty for a date
+    /// that the zone left out.
+    std::optional<Date> startOfDateAdding(int days, Date date) const;
 
     struct TextForm {
         std::string_view localeIdentifier;  ///< "en_US_POSIX"

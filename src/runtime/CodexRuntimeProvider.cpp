@@ -13,6 +13,9 @@ RuntimeMenuStatus grade(const UsageSnapshot& snapshot) {
 
 }  // namespace
 
+CodexRuntimeProvider::CodexRuntimeProvider()
+    : CodexRuntimeProvider(CodexUsageReader::ReadSources::real(std::make_shared<ReaderCaches>())) {}
+
 RuntimeUsageSnapshot CodexRuntimeProvider::loadSnapshot(
     const RuntimeLoadContext& context, const RuntimeSnapshotLoadOptions& options) const {
     return runtimeSnapshot(CodexUsageReader::load(context, options, sources_));

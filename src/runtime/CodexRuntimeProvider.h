@@ -5,12 +5,12 @@
 
 namespace vantry {
 
-/// Codex, read on this machine. Its functions may be called from any thread; what must outlive a
-/// read lies on disk.
+/// Codex, read on this machine. What must outlive a read lies in caches of the sources: one
+/// snapshot is read at a time, from any thread; the task board alone may be read beside it.
 class CodexRuntimeProvider : public RuntimeUsageProvider {
   public:
-    CodexRuntimeProvider() = default;
-    /// With other sources than the real ones.
+    /// With the real sources, and caches of its own.
+    CodexRuntimeProvider();
     explicit CodexRuntimeProvider(CodexUsageReader::ReadSources sources)
         : sources_(std::move(sources)) {}
 

@@ -1,8 +1,12 @@
 #include "runtime/CodexUsageLoad.h"
 
+#include <algorithm>
 #include <system_error>
 
 #include "diagnostics/ReaderPerformanceTrace.h"
+#include "official/DailyUsageMessages.h"
+#include "official/HybridDailyUsage.h"
+#include "official/OfficialDailyUsageCache.h"
 #include "platform/UserDirectories.h"
 #include "platform/WorkQueue.h"
 #include "runtime/ConcurrentValueBox.h"
@@ -24,7 +28,8 @@ struct Boxes {
 
 // A home of the caller's choice has an account of its own, so the child is given that home too.
 AppServerRequest requestFor(const RuntimeLoadContext& context) {
-    AppServerRequest request{.search = {.homeDirectory = context.homeDirectory}};
+    AppServerRequest request{.now = context.now,
+                             .search = {.homeDirectory = context.homeDirectory}};
     if (context.homeDirectory != UserDirectories::realHome()) {
         request.environment.emplace_back("HOME", context.homeDirectory.string());
         if (processEnvironment("CODEX_HOME")) {
@@ -59,7 +64,30 @@ void fillBoxes(Boxes& boxes, const RuntimeLoadContext& context,
     group.wait();
 }
 
+// The official days of this session, or the last complete ones of the same account.
+void settleOfficialDays(AppServerSnapshot& official, const RuntimeLoadContext& context,
+                        const RuntimeSnapshotLoadOptions& options,
+                        std::vector<std::string>& messages) {
+    resolveOfficialDailyUsagePersistence(
+        {.snapshot = official, .previousSnapshot = options.previousSnapshot, .context = context});
+    const std::string stale(QuotaRefreshFallbackPolicy::staleDailyUsageMessage);
+    if (official.cloudDailyUsageIsStale && std::ranges::find(messages, stale) == messages.end()) {
+        messages.push_back(stale);
+    }
+}
+
 }  // namespace
+
+ReadSources ReadSources::real(std::shared_ptr<ReaderCaches> caches) {
+    return {.appServer = readAppServer,
+            .localUsage =
+                [caches = std::move(caches)](const RuntimeLoadContext& context) {
+                    return readLocalUsage(
+                        {.context = context, .realHomeDirectory = UserDirectories::realHome()},
+                        *caches);
+                },
+            .taskBoard = [](const RuntimeLoadContext& context) { return readTaskBoard(context); }};
+}
 
 UsageSnapshot load(const RuntimeLoadContext& context, const RuntimeSnapshotLoadOptions& options,
                    const ReadSources& sources) {
@@ -71,18 +99,27 @@ UsageSnapshot load(const RuntimeLoadContext& context, const RuntimeSnapshotLoadO
         // No thread could be had; what is missing is told below.
     }
     trace.checkpoint("sources");
-    const AppServerRead appServer =
+    AppServerRead appServer =
         boxes.appServer.take().value_or(AppServerRead{{}, {"app-server 读取未完成"}});
     LocalUsageRead localUsage =
         boxes.localUsage.take().value_or(LocalUsageRead{{}, {"本机用量读取未完成"}});
     TaskBoardRead taskBoard =
         boxes.taskBoard.take().value_or(TaskBoardRead{{}, {"任务看板读取未完成"}});
 
+    append(appServer.messages, localUsage.messages);
+    append(appServer.messages, taskBoard.messages);
+    settleOfficialDays(appServer.snapshot, context, options, appServer.messages);
+
     UsageSnapshot snapshot = makeQuotaSnapshot(
         {.context = context, .appServer = appServer, .isLoadingLocalUsage = false});
-    append(snapshot.messages, localUsage.messages);
-    append(snapshot.messages, taskBoard.messages);
-    snapshot.local = std::move(localUsage.result.local);
+    if (localUsage.result.local) {
+        auto hybrid = mergeCloudDailyUsage({.cloudDailyBuckets = snapshot.cloudDailyBuckets,
+                                            .into = *std::move(localUsage.result.local),
+                                            .context = context});
+        snapshot.local = std::move(hybrid.local);
+        snapshot.hybridReadMessages = std::move(hybrid.messages);
+        append(snapshot.messages, snapshot.hybridReadMessages);
+    }
     snapshot.localUsageCapturedAt = localUsage.result.capturedAt;
     snapshot.localUsageIsStale = localUsage.result.isStale;
     snapshot.localUsageReadStatus = localUsage.result.readStatus;

@@ -2,6 +2,7 @@
 
 #include <filesystem>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -14,18 +15,28 @@
 /// One read of Codex: the account session, the local records and the task board, side by side.
 namespace vantry::CodexUsageReader {
 
-/// The three sources of a read. They run at the same time on threads of their own.
+/// The three sources of a read. They run at the same time on threads of their own. One that is not
+/// named has nothing.
 struct ReadSources {
-    std::function<AppServerRead(const AppServerRequest&)> appServer = readAppServer;
-    std::function<LocalUsageRead(const RuntimeLoadContext&)> localUsage = readLocalUsage;
-    std::function<TaskBoardRead(const RuntimeLoadContext&)> taskBoard = readTaskBoard;
+    std::function<AppServerRead(const AppServerRequest&)> appServer = [](const auto&) {
+        return AppServerRead{};
+    };
+    std::function<LocalUsageRead(const RuntimeLoadContext&)> localUsage = [](const auto&) {
+        return LocalUsageRead{};
+    };
+    std::function<TaskBoardRead(const RuntimeLoadContext&)> taskBoard = [](const auto&) {
+        return TaskBoardRead{};
+    };
+
+    /// The real ones. What outlives a read lies in `caches`.
+    static ReadSources real(std::shared_ptr<ReaderCaches> caches);
 };
 
 /// Reads all three and joins them. No source's failure stops another: each becomes a status and
 /// messages. `options.onQuotaReady` is called on a worker thread before this returns, while the
 /// other two may still be reading. Blocks as long as the slowest source; not on the main thread.
 UsageSnapshot load(const RuntimeLoadContext& context, const RuntimeSnapshotLoadOptions& options,
-                   const ReadSources& sources = {});
+                   const ReadSources& sources);
 
 /// The local usage that `options` allow to take over from the previous snapshot: only one that is
 /// neither stale itself nor mixed with stale official days.

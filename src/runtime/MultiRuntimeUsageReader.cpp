@@ -47,7 +47,10 @@ MultiRuntimeUsageSnapshot MultiRuntimeUsageReader::load(const RuntimeLoadContext
         result.runtimes.push_back(
             provider->loadSnapshot(context, optionsFor(provider->scope(), request)));
     }
-    result.aggregate = AgentUsageAggregator::aggregate(result.runtimes, context.now);
+    const UsageSnapshot previous =
+        AgentUsageAggregator::aggregate(request.previousRuntimes, {.at = context.now});
+    result.aggregate = AgentUsageAggregator::aggregate(
+        result.runtimes, {.at = context.now, .reusingLocalUsageFrom = &previous});
     return result;
 }
 

@@ -47,8 +47,7 @@ ModelTokenPrice tokenPrice(const std::optional<std::string>& model) {
     return row->price;
 }
 
-double estimatedCostUSD(const TokenBreakdown& tokens, const std::optional<std::string>& model) {
-    const ModelTokenPrice price = tokenPrice(model);
+double estimatedCostUSD(const TokenBreakdown& tokens, const ModelTokenPrice& price) {
     return (static_cast<double>(tokens.uncachedInputTokens()) * price.inputPerMillion +
             static_cast<double>(tokens.billableCachedInputTokens()) * price.cachedInputPerMillion +
             static_cast<double>(tokens.outputTokens) * price.outputPerMillion) /

@@ -20,6 +20,6 @@ struct ModelTokenPrice {
 ModelTokenPrice tokenPrice(const std::optional<std::string>& model);
 
 /// What an event is estimated to have cost, in US dollars. Reasoning is part of the output.
-double estimatedCostUSD(const TokenBreakdown& tokens, const std::optional<std::string>& model);
+double estimatedCostUSD(const TokenBreakdown& tokens, const ModelTokenPrice& price);
 
 }  // namespace vantry

@@ -1,0 +1,278 @@
+#include "selftests/local/LocalAnalyticsSelfTest.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <fmt/format.h>
+#include <fstream>
+
+#include "io/BoundedProcessRunner.h"
+#include "local/LocalUsageReader.h"
+#include "platform/Iso8601.h"
+#include "selftests/support/SelfTest.h"
+
+namespace vantry::LocalAnalyticsSelfTest {
+
+using namespace CodexUsageReader;
+
+namespace {
+
+// Half past one in the afternoon in Shanghai; in UTC it is still the morning.
+const Date noon = *iso8601Date("2026-09-05T05:30:00Z");
+constexpr double hour = 3600;
+constexpr double day = 24 * hour;
+
+/// A home whose logs and rows are written by hand.
+class Home {
+  public:
+    Home() {
+        sql("CREATE TABLE threads (id TEXT, rollout_path TEXT, created_at INTEGER, updated_at "
+            "INTEGER, recency_at INTEGER, source TEXT, thread_source TEXT, cwd TEXT, title TEXT, "
+            "name TEXT, model TEXT, archived INTEGER DEFAULT 0, archived_at INTEGER);");
+    }
+
+    struct Event {
+        double at = 0;  ///< seconds after noon
+        std::int64_t total = 0;
+    };
+    struct Thread {
+        std::string id;
+        std::string cwd = "/tmp/project-a";
+        std::vector<Event> events;
+        std::string parent = {};
+    };
+    void add(const Thread& thread) {
+        std::string lines = fmt::format(
+            R"({{"timestamp":"{}","type":"session_meta","payload":{{"id":"{}"{}}}}})"
+            "\n",
+            text(-30 * day), thread.id,
+            thread.parent.empty() ? "" : R"(,"forked_from_id":")" + thread.parent + '"');
+        for (const Event& event : thread.events) lines += tokenLine(event);
+        const auto log = directory_.write(logName(thread.id), lines);
+        sql(
+            fmt::format("INSERT INTO threads (id, rollout_path, updated_at, cwd, name, model) "
+                        "VALUES ('{}', '{}', {}, '{}', 'Conversation {}', 'gpt-5.4');",
+                        thread.id, log.string(), noon.secondsSince1970(), thread.cwd, thread.id));
+    }
+
+    void append(const std::string& id, const Event& event) {
+        std::ofstream(directory_.path() / logName(id), std::ios::app) << tokenLine(event);
+    }
+
+    std::filesystem::path log(const std::string& id) const {
+        return directory_.path() / logName(id);
+    }
+    std::filesystem::path cache() const { return directory_.path() / "cache"; }
+    std::filesystem::path database() const { return directory_.path() / ".codex/state_5.sqlite"; }
+
+    LocalUsageRead read(ReaderCaches& caches, Date now = noon) const {
+        const RuntimeLoadContext context{
+            .now = now,
+            .homeDirectory = directory_.path(),
+            .cacheDirectory = cache(),
+            .statistics = StatisticsContext(StatisticsTimeZonePreference{}, now,
+                                            *TimeZone::named("Asia/Shanghai"))};
+        return readLocalUsage({.context = context, .realHomeDirectory = directory_.path()}, caches);
+    }
+
+    /// As another process would.
+    LocalUsageRead readAnew(Date now = noon) const {
+        ReaderCaches caches;
+        return read(caches, now);
+    }
+
+    void sql(const std::string& statement) const {
+        std::filesystem::create_directories(database().parent_path());
+        BoundedProcessRunner::run({.executableURL = *firstExistingPath(sqliteProgramCandidates()),
+                                   .arguments = {database().string(), statement},
+                                   .timeout = 10,
+                                   .maxOutputBytes = 65'536});
+    }
+
+    TemporaryDirectory& directory() { return directory_; }
+
+  private:
+    static std::string logName(const std::string& id) {
+        return ".codex/sessions/rollout-" + id + ".jsonl";
+    }
+    static std::string text(double seconds) { return *iso8601Text(noon + seconds); }
+    static std::string tokenLine(const Event& event) {
+        return fmt::format(
+            R"({{"timestamp":"{}","type":"event_msg","payload":{{"type":"token_count","info":{{"total_token_usage":{{"input_tokens":{},"cached_input_tokens":0,"output_tokens":0,"total_tokens":{}}}}}}}}})"
+            "\n",
+            text(event.at), event.total, event.total);
+    }
+
+    TemporaryDirectory directory_{"vantry-local-analytics-"};
+};
+
+bool says(const LocalUsageRead& read, const std::string& message) {
+    return std::ranges::find(read.messages, message) != read.messages.end();
+}
+
+std::int64_t today(const LocalUsageRead& read) {
+    return read.result.local ? read.result.local->todayTokens.value_or(-1) : -2;
+}
+
+void fill(Home& home) {
+    home.add({.id = "a", .events = {{-9 * day, 100}, {-13 * hour, 150}, {-hour, 350}}});
+    home.add({.id = "b", .cwd = "/tmp//group/../project-a/.", .events = {{-2 * hour, 40}}});
+    home.add({.id = "c", .cwd = "", .events = {{-20 * hour, 7}}});
+}
+
+void checkComplete(SelfTest& test) {
+    Home home;
+    fill(home);
+    home.directory().write(
+        ".codex/.codex-global-state.json",
+        R"({"local-projects":{"p":{"name":"Project A","rootPaths":["/tmp/project-a"]}}})");
+    ReaderCaches caches;
+    const LocalUsageRead first = home.read(caches);
+    const LocalUsage& local = *first.result.local;
+    test.expect(first.result.readStatus == LocalUsageReadStatus::complete &&
+                    first.messages.empty() && local.todayTokens == 290 &&
+                    local.sevenDayTokens == 297 && local.lifetimeTokens == 397 &&
+                    local.threadCount == 3,
+                "today begins at midnight of the statistics zone");
+    const ProjectBoard& board = *local.projectBoard;
+    test.expect(board.allProjects.size() == 2 && board.allProjects[0].name == "Project A" &&
+                    board.allProjects[0].tokens == 390 && board.allProjects[0].threadCount == 2 &&
+                    board.allProjects[1].name == "未归类" &&
+                    board.recentProjects[0].tokens == 290 &&
+                    board.recentProjects[0].firstActiveAt == noon - 9 * day &&
+                    board.todayProjects->size() == 1,
+                "two spellings of a directory are one project");
+    test.expect(board.localDailyByProject.at("/tmp/project-a").at("2026-09-04") == 50 &&
+                    local.todayConversationTokens()->at("b") == 40 &&
+                    local.recentThreads.size() == 3,
+                "official days of a project are those of UTC");
+    test.expect(home.read(caches).result == first.result &&
+                    home.readAnew().result == first.result &&
+                    home.readAnew(noon + 60).result.capturedAt == noon,
+                "unchanged sources give the same figures with their own capture time");
+    home.append("a", {-60, 1350});
+    home.sql("UPDATE threads SET updated_at = updated_at + 1 WHERE id = 'a';");
+    test.expect(today(home.readAnew(noon + 60)) == 1290, "a log that grew");
+    home.append("a", {2 * hour, 1400});
+    home.sql("UPDATE threads SET updated_at = updated_at + 1 WHERE id = 'a';");
+    const LocalUsageRead early = home.readAnew(noon + 120);
+    test.expect(today(early) == 1290 && says(early, "已忽略 1 条时间晚于本次刷新的 token 事件") &&
+                    today(home.readAnew(noon + 3 * hour)) == 1340,
+                "an event of the future counts as soon as its time has come");
+    home.append("a", {12 * hour, 9000});
+    test.expect(today(home.readAnew(noon + 13 * hour)) == 7600, "midnight starts a new day");
+}
+
+void checkRefusals(SelfTest& test) {
+    struct Case {
+        std::string what;
+        void (*damage)(Home&);
+        std::string message;
+        bool hasFallback;
+    };
+    const auto words = [](const std::string& start, const std::string& without) {
+        return std::pair(start + "，显示上次完整统计（数据可能暂时陈旧）", start + without);
+    };
+    const auto unreadable =
+        words("1 个 Codex session 日志暂时无法读取", "，今日、近 7 天与日趋势暂不可用");
+    const auto parent = words("1 个子任务暂时无法校验父任务", "，本机用量统计暂不可用");
+    const auto chain = words("子任务父链校验失败", "，本机用量统计暂不可用");
+    const std::tuple<std::string, void (*)(Home&), std::pair<std::string, std::string>> cases[] = {
+        {"a log that is no log",
+         [](Home& home) {
+             std::ofstream(home.log("b"), std::ios::app) << "{\"type\":\"token_count\" oops\n";
+         },
+         unreadable},
+        {"a parent that is not there",
+         [](Home& home) {
+             home.add({.id = "d", .events = {{-hour, 5}}, .parent = "gone"});
+         },
+         parent},
+        {"two threads that name each other",
+         [](Home& home) {
+             home.add({.id = "d", .events = {{-hour, 5}}, .parent = "e"});
+             home.add({.id = "e", .events = {{-hour, 5}}, .parent = "d"});
+         },
+         chain}};
+    for (const auto& [what, damage, message] : cases) {
+        Home home;
+        fill(home);
+        home.readAnew();
+        damage(home);
+        const LocalUsageRead stale = home.readAnew(noon + 60);
+        test.expect(stale.result.readStatus == LocalUsageReadStatus::staleFallback &&
+                        stale.result.isStale && stale.result.capturedAt == noon &&
+                        today(stale) == 290 && says(stale, message.first),
+                    what + ": the last figures of the day, marked");
+        const LocalUsageRead tomorrow = home.readAnew(noon + day);
+        test.expect(tomorrow.result.readStatus == LocalUsageReadStatus::unavailable &&
+                        today(tomorrow) == -1 && !tomorrow.result.local->projectBoard &&
+                        says(tomorrow, message.second) &&
+                        says(tomorrow, "本机项目明细暂不可用，已暂停显示可能重复的线程累计值"),
+                    what + ": yesterday's figures are not today's");
+    }
+}
+
+void checkDatabase(SelfTest& test) {
+    Home home;
+    test.expect(says(home.readAnew(), "未找到 Codex session 日志"), "no thread at all");
+    fill(home);
+    ReaderCaches caches;
+    home.read(caches);
+    std::filesystem::rename(home.database(), home.database().string() + ".good");
+    const LocalUsageRead none = home.read(caches);
+    test.expect(none.result.readStatus == LocalUsageReadStatus::unavailable &&
+                    none.result.dependencyFailure == LocalReaderDependencyFailure::databaseMissing,
+                "no database");
+    home.directory().write(".codex/state_5.sqlite", "no database at all");
+    const LocalUsageRead damaged = home.read(caches);
+    test.expect(!damaged.result.local && says(damaged, "SQLite 查询失败"), "a damaged database");
+    std::filesystem::rename(home.database().string() + ".good", home.database());
+    test.expect(home.read(caches).messages.empty() && today(home.read(caches)) == 290,
+                "the next good read clears it all");
+    home.sql("UPDATE threads SET id = '' WHERE id = 'c';");
+    test.expect(says(home.read(caches), "SQLite 数据格式异常，未采用该批数据"),
+                "a damaged row refuses the batch");
+}
+
+void checkCacheFile(SelfTest& test) {
+    Home home;
+    fill(home);
+    home.readAnew();
+    const auto file = localAnalyticsCacheURL(home.cache());
+    auto entry = readPersistentLocalAnalyticsCache(file);
+    test.expect(entry && entry->dayKey == "2026-09-05" && entry->capturedAt == noon,
+                "what was read is kept");
+    test.expect(!writePersistentLocalAnalyticsCache(
+                    {.entry = *entry, .cacheURL = file, .maxByteCount = 1000}) &&
+                    readPersistentLocalAnalyticsCache(file) == entry,
+                "an entry above the limit leaves the file as it was");
+    LocalAnalyticsCache cache{.persistent = entry};
+    test.expect(lastCompleteLocalAnalyticsCache(cache, {"2026-09-05", "Asia/Shanghai"}) &&
+                    !lastCompleteLocalAnalyticsCache(cache, {"2026-09-06", "Asia/Shanghai"}) &&
+                    !lastCompleteLocalAnalyticsCache(cache, {"2026-09-05", "Asia/Tokyo"}),
+                "figures belong to a day and a zone");
+    entry->version -= 1;
+    writePersistentLocalAnalyticsCache({.entry = *entry, .cacheURL = file});
+    test.expect(!readPersistentLocalAnalyticsCache(file), "another version is no entry");
+    std::filesystem::remove(file);
+    std::filesystem::create_symlink(home.database(), file);
+    test.expect(!readPersistentLocalAnalyticsCache(file) && today(home.readAnew()) == 290,
+                "a link is not followed");
+}
+
+}  // namespace
+
+bool run() {
+    SelfTest test("local analytics");
+    if (!firstExistingPath(sqliteProgramCandidates())) {
+        test.expect(false, "the sqlite3 program is needed");
+        return test.finish();
+    }
+    checkComplete(test);
+    checkRefusals(test);
+    checkDatabase(test);
+    checkCacheFile(test);
+    return test.finish();
+}
+
+}  // namespace vantry::LocalAnalyticsSelfTest

@@ -1,0 +1,202 @@
+#include "selftests/local/TaskSemanticsSelfTest.h"
+
+#include <limits>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "io/BoundedProcessRunner.h"
+#include "local/AutomationTasks.h"
+#include "local/ConversationTitle.h"
+#include "local/SQLiteReader.h"
+#include "local/TaskBoardReader.h"
+#include "local/TaskEvidencePolicy.h"
+#include "selftests/support/SelfTest.h"
+
+namespace vantry::TaskSemanticsSelfTest {
+
+using namespace CodexUsageReader;
+
+namespace {
+
+// 2026-03-01T21:00:00Z, five hours into the day of Shanghai.
+const Date now(1'772'398'800);
+
+std::optional<Date> ago(std::optional<double> seconds) {
+    if (!seconds) return std::nullopt;
+    return now - *seconds;
+}
+
+void checkEvidence(SelfTest& test) {
+    constexpr double nan = std::numeric_limits<double>::quiet_NaN();
+    struct Case {
+        std::optional<double> recency, updated, observed;
+        TaskColumnKind column;
+    };
+    const Case cases[] = {
+        {7200, {}, 7200, TaskColumnKind::active}, {7201, {}, 7201, TaskColumnKind::pending},
+        {9000, 0, 0, TaskColumnKind::active},     {-1, 8000, 8000, TaskColumnKind::pending},
+        {10, nan, 10, TaskColumnKind::active},    {-1, -2, {}, TaskColumnKind::pending}};
+    for (const Case& entry : cases) {
+        const auto observed = TaskEvidencePolicy::latestObservedActivity(
+            {.recencyAt = ago(entry.recency), .updatedAt = ago(entry.updated), .now = now});
+        const auto column = TaskEvidencePolicy::column({.lastActivityAt = observed, .now = now});
+        test.expect(observed == ago(entry.observed) && column == entry.column,
+                    "应采用最近的有效活动时间并忽略未来时间");
+    }
+    test.expect(TaskEvidencePolicy::column({.lastActivityAt = now + 1, .now = now}) ==
+                    TaskColumnKind::pending,
+                "nothing in the future is active");
+    std::vector<TaskItem> items{{"z"}, {"d"}, {"n"}, {"c"}, {"e"}, {"a"}};
+    for (const auto& [place, age] : std::map<int, double>{{1, 5}, {2, nan}, {3, 5}, {4, 1}}) {
+        items[static_cast<std::size_t>(place)].updatedAt = ago(age);
+    }
+    std::string order;
+    for (const TaskItem& item : TaskEvidencePolicy::sortedByActivity(items)) order += item.id;
+    test.expect(order == "ecdanz",
+                "任务必须按实际活动时间降序、缺失时间最后，同时间按 ID 稳定排序");
+}
+
+void checkTitles(SelfTest& test) {
+    std::string wide;
+    for (int i = 0; i < 80; ++i) wide += "\u4F1A ";
+    test.expect(normalizedThreadTitle(" \n\u3000") == "Untitled" &&
+                    normalizedConversationTitle("\t").empty() &&
+                    normalizedThreadTitle("\n a \r\n\t b\u2003c ") == "a b c" &&
+                    normalizedThreadTitle(wide + wide) == wide.substr(0, wide.size() - 1),
+                "a title is one line, cut between characters");
+}
+
+std::optional<TaskItem> automation(const std::string& lines) {
+    return parseAutomationTask(
+        {.folderName = "nightly-run", .contents = "status = \"ACTIVE\"\n" + lines});
+}
+
+void checkAutomations(SelfTest& test) {
+    test.expect(
+        automation("name = \" Night \"\nkind = \"heartbeat\"\nrrule = \"R\"\ncron = \"C\"\n"
+                   "updated_at = 1772398790000\nprompt = \"\"\"\nstatus = \"PAUSED\"\n\"\"\"\n") ==
+            TaskItem{.id = "automation-nightly-run",
+                     .code = "AUTO-nightl",
+                     .title = "Night",
+                     .detail = "R",
+                     .chip = "Wake",
+                     .updatedAt = ago(10),
+                     .kind = TaskColumnKind::scheduled},
+        "an automation is a scheduled item without a thread");
+    const auto plain = automation("cron = \"C\"\nrrule = \"\"");
+    test.expect(plain->detail == "C" && plain->chip == "Cron", "cron where there is no rule");
+    for (const auto& [time, date] :
+         std::map<std::string, std::optional<Date>>{{"1772398800", now},
+                                                    {"1772398800000.0", now},
+                                                    {"\"1772398800\"", now},
+                                                    {"\"2026-03-01T21:00:00Z\"", now},
+                                                    {"2026-03-02T05:00:00+08:00", now},
+                                                    {"inf", {}},
+                                                    {"\"soon\"", {}},
+                                                    {"2026-03-01T21:00:00", {}}}) {
+        test.expect(automation("updated_at = " + time)->updatedAt == date, time);
+    }
+    std::string deep = "a";
+    for (int i = 0; i < 60'000; ++i) deep += ".a";
+    test.expect(!automation("name = ") && !automation(deep + " = 1") &&
+                    !parseAutomationTask({.folderName = "x", .contents = "status = \"active\""}),
+                "what is not active or cannot be read is left out");
+
+    const TemporaryDirectory home("vantry-task-semantics-");
+    const std::filesystem::path folder = ".codex/automations";
+    const std::string active = "status = \"ACTIVE\"\n";
+    home.write(folder / "good/automation.toml", active);
+    home.write(folder / "bad/automation.toml", "status = ");
+    home.write(folder / "large/automation.toml", active + std::string(131'072, '\n'));
+    home.write("elsewhere/automation.toml", active);
+    std::filesystem::create_directory_symlink(home.path() / "elsewhere",
+                                              home.path() / folder / "linked");
+    const auto tasks = readAutomationTasks(home.path());
+    test.expect(tasks.size() == 1 && tasks[0].id == "automation-good",
+                "one bad file does not hide the others, and no link is followed");
+}
+
+// Times as seconds from now, until the end.
+constexpr const char* threads = R"(
+CREATE TABLE threads (id, title, cwd, model, thread_source, archived, archived_at, created_at,
+    updated_at, recency_at);
+INSERT INTO threads VALUES
+('edge', ' T ', '/w/p', 'm', NULL, 0, NULL, -9999, -7200, -8000),
+('past', NULL, NULL, NULL, 'user', 0, NULL, -9999, -7201, -9999),
+('milliseconds', '', '', '', '', 0, NULL, -9999, -10, -9999),
+('ahead', '', '', '', '', 0, NULL, -99999, -20000, 60),
+('unknown', '', '', '', '', 0, NULL, -5, 1, 2),
+('agent', '', '', '', 'subagent', 0, NULL, -5, -5, -5),
+('yesterday', '', '', '', '', 0, NULL, -18001, -18001, -18001),
+(NULL, '', '', '', '', 0, NULL, -5, -5, -5),
+('archived', '', '', '', '', 1, -18000, -5, -5, -5),
+('archived yesterday', '', '', '', '', 1, -18001, -5, -5, -5);
+UPDATE threads SET archived_at = 1772398800 + archived_at, created_at = 1772398800 + created_at,
+    updated_at = 1772398800 + updated_at, recency_at = 1772398800 + recency_at;
+UPDATE threads SET updated_at = updated_at * 1000 WHERE id = 'milliseconds';)";
+
+std::string shown(const TaskBoardRead& read) {
+    std::string text;
+    for (const std::string& message : read.messages) text += message;
+    if (!read.board) return text;
+    for (const TaskColumn& column : read.board->columns) {
+        text += column.title + " " + std::to_string(column.count);
+        for (const TaskItem& item : column.items) text += ", " + item.id + " " + item.chip;
+        text += "\n";
+    }
+    return text;
+}
+
+void checkBoard(SelfTest& test) {
+    const TemporaryDirectory home("vantry-task-semantics-");
+    const auto read = [&](Date time) {
+        StatisticsTimeZonePreference shanghai{StatisticsTimeZoneSelection::fixed, "Asia/Shanghai"};
+        return readTaskBoardBelow(home.path(),
+                                  {.now = time, .statistics = StatisticsContext(shanghai, time)});
+    };
+    test.expect(shown(read(now)) == "任务看板未找到 SQLite 数据源", "no thread index, no board");
+    const auto program = firstExistingPath(sqliteProgramCandidates());
+    if (!program) return;
+    const auto database = home.write(".codex/state_5.sqlite", "no database, whatever its name is");
+    test.expect(shown(read(now)) == "任务看板 SQLite 查询失败",
+                "a damaged index is no empty board");
+    std::filesystem::remove(database);
+    BoundedProcessRunner::run({.executableURL = *program,
+                               .arguments = {database.string(), threads},
+                               .timeout = 30,
+                               .maxOutputBytes = 4096});
+    home.write(".codex/automations/a/automation.toml", "status = \"ACTIVE\"");
+    test.expect(shown(read(Date(1e300))).empty(), "a clock beyond all integers");
+    const TaskBoardRead whole = read(now);
+    if (!test.expect(shown(whole) == "最近活跃 2, milliseconds Recent, edge Recent\n"
+                                     "其他会话 3, past Earlier, ahead Earlier, unknown Unknown\n"
+                                     "定时 1, automation-a Cron\n今日归档 1, archived Archived\n",
+                     "the day is that of the statistics, and a time ahead is no activity")) {
+        return;
+    }
+    const TaskItem& edge = whole.board->columns[0].items[1];
+    test.expect(edge.threadID == "edge" && edge.code == "COD-edge" && edge.title == "T" &&
+                    edge.detail == "p",
+                "an item says what its row says");
+    test.expect(!whole.board->columns[1].items[2].updatedAt, "缺少活动时间不能猜测较早活动");
+    const TaskBoard bound = whole.board->replacingTodayConversationTokens({{"edge", 0}}, true);
+    test.expect(bound.columns[0].items[1].tokens == 0 && !bound.columns[0].items[0].tokens &&
+                    bound.columns[1].items[2].tokensAreStale &&
+                    !bound.columns[2].items[0].tokensAreStale &&
+                    bound.replacingTodayConversationTokens({}, false) == whole.board,
+                "仅完整本机统计批次可绑定任务用量；不可用批次或清空本机记录必须清除旧任务数字");
+}
+
+}  // namespace
+
+bool run() {
+    SelfTest test("task semantics");
+    checkEvidence(test);
+    checkTitles(test);
+    checkAutomations(test);
+    checkBoard(test);
+    return test.finish();
+}
+
+}  // namespace vantry::TaskSemanticsSelfTest

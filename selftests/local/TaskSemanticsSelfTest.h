@@ -1,0 +1,7 @@
+#pragma once
+
+namespace vantry::TaskSemanticsSelfTest {
+
+bool run();
+
+}  // namespace vantry::TaskSemanticsSelfTest

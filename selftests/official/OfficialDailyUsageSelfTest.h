@@ -1,0 +1,7 @@
+#pragma once
+
+namespace vantry::OfficialDailyUsageSelfTest {
+
+bool run();
+
+}  // namespace vantry::OfficialDailyUsageSelfTest

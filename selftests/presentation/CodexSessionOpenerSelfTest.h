@@ -1,0 +1,7 @@
+#pragma once
+
+namespace vantry::CodexSessionOpenerSelfTest {
+
+bool run();
+
+}  // namespace vantry::CodexSessionOpenerSelfTest

@@ -1,0 +1,7 @@
+#pragma once
+
+namespace vantry::TaskBoardPresentationSelfTest {
+
+bool run();
+
+}  // namespace vantry::TaskBoardPresentationSelfTest

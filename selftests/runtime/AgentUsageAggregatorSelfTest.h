@@ -1,0 +1,7 @@
+#pragma once
+
+namespace vantry::AgentUsageAggregatorSelfTest {
+
+bool run();
+
+}  // namespace vantry::AgentUsageAggregatorSelfTest

@@ -1,0 +1,154 @@
+#include "selftests/statistics/ModelUsageTrendSelfTest.h"
+
+#include <cmath>
+#include <limits>
+#include <map>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "platform/Iso8601.h"
+#include "selftests/support/SelfTest.h"
+#include "statistics/LocalModelUsageAccumulator.h"
+#include "statistics/ModelUsageTrend.h"
+
+namespace vantry::ModelUsageTrendSelfTest {
+
+namespace {
+
+constexpr std::int64_t most = std::numeric_limits<std::int64_t>::max();
+constexpr double day = 86'400;
+const Date captured = *iso8601Date("2026-09-23T12:00:00Z");
+const Date midnight = *iso8601Date("2026-09-22T16:00:00Z");  // of the capture day in Shanghai
+const Date notFinite(std::numeric_limits<double>::infinity());
+
+struct Event {
+    std::int64_t tokens;
+    std::optional<std::string> model;
+    Date at = captured;
+};
+
+std::optional<LocalModelUsage> usageOf(const std::vector<Event>& events, Date capturedAt = captured,
+                                       const char* zone = "Asia/Shanghai") {
+    LocalModelUsageAccumulator accumulator(capturedAt, Calendar(*TimeZone::named(zone)));
+    for (const Event& event : events) {
+        accumulator.add({.tokens = event.tokens, .modelID = event.model, .at = event.at});
+    }
+    return accumulator.makeUsage();
+}
+
+void checkBuckets(SelfTest& test) {
+    const Date first = midnight - 179 * day;
+    const auto usage = usageOf({{1, "b", midnight},
+                                {2, "b"},
+                                {4, {}},
+                                {8, "/Users/private/model"},
+                                {16, " a\n"},
+                                {32, "b", midnight - 0.001},
+                                {64, "b", captured + 0.001},
+                                {128, "b", first},
+                                {256, "b", first - 0.001}});
+    const std::vector<LocalModelDayUsage> expected{{first, "b", 128},
+                                                   {midnight - day, "b", 32},
+                                                   {midnight, "a", 16},
+                                                   {midnight, "b", 3},
+                                                   {midnight, {}, 12}};
+    test.expect(usage->buckets == expected && usage->timeZoneIdentifier == "Asia/Shanghai",
+                "模型归因不保留路径, and days are natural days of the zone");
+    test.expect(
+        !usageOf({{5, "a"}, {-1, "a", captured + 60}}) && !usageOf({{-1, "a", Date(0)}, {5, "a"}}),
+        "负数校验应先于未来/窗口过滤");
+    test.expect(!usageOf({{5, "a"}, {1, "a", notFinite}}) &&
+                    !usageOf({{5, "a"}, {1, "a", Date(std::nan(""))}}) &&
+                    !usageOf({{5, "a"}}, notFinite),
+                "a time that is not finite spoils the batch");
+    test.expect(!usageOf({}) && !usageOf({{1, "a", captured + 1}}), "空批次不可伪造零用量");
+    test.expect(!usageOf({{most, "a"}, {1, "a"}}) && usageOf({{most, "a"}, {1, "b"}}),
+                "a sum that does not fit is unavailable");
+}
+
+void checkSeries(SelfTest& test) {
+    std::vector<Event> events{{7, {}}, {0, "idle", captured - 2 * day}};
+    for (int i = 1; i <= 9; ++i) events.push_back({i < 3 ? 10 : 100 - i, "m" + std::to_string(i)});
+    const auto shown = trend(*usageOf(events), {.now = captured + 3 * day});
+    std::string order;
+    for (const ModelUsageSeries& series : shown->series) order += series.id + " ";
+    test.expect(order ==
+                    "model:m3 model:m4 model:m5 model:m6 model:m7 model:m8 model:m9 model:m1 "
+                    "other unknown ",
+                "eight series, the others and the unknown; equal models by id");
+    test.expect(shown->series[8].isOther && shown->series[8].totalTokens == 10 &&
+                    shown->unattributedTokens == 7,
+                "the rest are the others, and the unknown none of them");
+    const auto& tokens = shown->series[0].tokensByDay;
+    test.expect(shown->days.size() == 30 && shown->days[29] == midnight && tokens[29] == 97 &&
+                    tokens[27] == 0 && !tokens[28],
+                "no record is absent, a record of others is zero; the days end with the capture's");
+}
+
+void checkFailures(SelfTest& test) {
+    const auto isShown = [](auto change) {
+        LocalModelUsage changed = *usageOf({{3, "a"}});
+        change(changed);
+        return trend(changed, {.now = captured}).has_value();
+    };
+    test.expect(isShown([](auto&) {}) && !trend(*usageOf({{3, "a"}}), {.now = notFinite}) &&
+                    !isShown([](auto& usage) { usage.capturedAt = notFinite; }) &&
+                    !isShown([](auto& usage) { usage.timeZoneIdentifier = "Invalid/Zone"; }) &&
+                    !isShown([](auto& usage) { usage.buckets[0].tokens = -1; }),
+                "an unusable batch shows nothing");
+    const auto full = usageOf({{most, "a"}, {1, {}, captured - 31 * day}});
+    test.expect(trend(*full, {.now = captured})->totalTokens == most &&
+                    !trend(*full, {.range = ModelUsageRange::sixtyDays, .now = captured}),
+                "only a sum over the days of the range can overflow");
+}
+
+void checkConservation(SelfTest& test) {
+    std::mt19937_64 random(20260923);
+    for (const char* zone : {"Asia/Shanghai", "America/New_York", "Asia/Beirut"}) {
+        const Calendar calendar(*TimeZone::named(zone));
+        std::vector<Event> events(600);
+        std::map<Date, std::int64_t> byDay;
+        for (Event& event : events) {
+            event = {static_cast<std::int64_t>(random() % 1'000),
+                     {},
+                     captured - double(random() % (200 * 86'400))};
+            if (const auto model = random() % 14) event.model = "m" + std::to_string(model);
+            byDay[*calendar.startOfDay(event.at)] += event.tokens;
+        }
+        const auto usage = usageOf(events, captured, zone);
+        for (const int count : {30, 60, 90, 180}) {
+            const auto shown =
+                trend(*usage, {.range = static_cast<ModelUsageRange>(count), .now = captured});
+            bool isExact = shown->days.size() == static_cast<std::size_t>(count);
+            std::int64_t total = 0;
+            for (std::size_t i = 0; i < shown->days.size(); ++i) {
+                const auto recorded = byDay.find(shown->days[i]);
+                std::int64_t sum = 0;
+                for (const ModelUsageSeries& series : shown->series) {
+                    isExact &= series.tokensByDay[i].has_value() == (recorded != byDay.end());
+                    sum += series.tokensByDay[i].value_or(0);
+                }
+                isExact &= recorded == byDay.end() || sum == recorded->second;
+                total += sum;
+            }
+            isExact &= total == shown->totalTokens;
+            for (const ModelUsageSeries& series : shown->series) total -= series.totalTokens;
+            test.expect(isExact && total == 0,
+                        std::string("Top 8 与其他及未识别必须守恒 in ") + zone);
+        }
+    }
+}
+
+}  // namespace
+
+bool run() {
+    SelfTest test("model usage trend");
+    checkBuckets(test);
+    checkSeries(test);
+    checkFailures(test);
+    checkConservation(test);
+    return test.finish();
+}
+
+}  // namespace vantry::ModelUsageTrendSelfTest

@@ -1,0 +1,7 @@
+#pragma once
+
+namespace vantry::ModelUsageTrendSelfTest {
+
+bool run();
+
+}  // namespace vantry::ModelUsageTrendSelfTest

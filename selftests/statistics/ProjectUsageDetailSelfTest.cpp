@@ -1,0 +1,310 @@
+#include "selftests/statistics/ProjectUsageDetailSelfTest.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "platform/Iso8601.h"
+#include "selftests/support/SelfTest.h"
+#include "statistics/ProjectLifetimeEstimate.h"
+#include "statistics/ProjectTimeframe.h"
+#include "statistics/ProjectUsageDetailAccumulator.h"
+#include "statistics/UsageDimensionBreakdownAccumulator.h"
+
+namespace vantry::ProjectUsageDetailSelfTest {
+
+using namespace ProjectLifetimeEstimate;
+
+namespace {
+
+__extension__ typedef __int128 Int128;
+
+constexpr std::int64_t most = std::numeric_limits<std::int64_t>::max();
+constexpr double day = 86'400;
+
+/// One project on the second of April 2026; clocks went forward in March.
+struct Fixture {
+    explicit Fixture(const char* zone)
+        : context({.selection = StatisticsTimeZoneSelection::fixed, .fixedIdentifier = zone},
+                  *iso8601Date("2026-04-02T05:00:00Z"), TimeZone::utc()) {}
+
+    void add(const std::string& id, std::int64_t tokens, std::optional<Date> at,
+             const std::string& title = "title") {
+        accumulator.add(
+            {.threadID = id, .tokens = tokens, .at = at, .windows = windows, .calendar = calendar});
+        accumulator.addConversation({.threadID = id,
+                                     .title = title,
+                                     .isSubagent = title == "child",
+                                     .tokens = tokens,
+                                     .at = at,
+                                     .windows = windows});
+    }
+
+    ProjectUsageDetail detail() const {
+        return accumulator.makeDetail(windows.todayStart, calendar);
+    }
+
+    StatisticsContext context;
+    Calendar calendar = context.calendar();
+    StatisticsWindows windows = StatisticsWindows::of(context);
+    ProjectUsageDetailAccumulator accumulator;
+};
+
+void checkWindows(SelfTest& test) {
+    for (const char* zone : {"Asia/Shanghai", "Etc/UTC", "America/New_York", "Asia/Beirut"}) {
+        Fixture batch(zone);
+        const StatisticsWindows& windows = batch.windows;
+        batch.add("none", 1, std::nullopt);
+        batch.add("not-a-number", 1, Date(std::nan("")));
+        batch.add("before-thirty-days", 1, windows.thirtyDayStart - 0.001);
+        batch.add("thirty-day-edge", 2, windows.thirtyDayStart);
+        batch.add("before-seven-days", 3, windows.sevenDayStart - 0.001);
+        batch.add("seven-day-edge", 4, windows.sevenDayStart);
+        batch.add("yesterday", 5, windows.todayStart - 0.001);
+        batch.add("today", 6, windows.todayStart);
+        batch.add("today-end", 7, windows.tomorrowStart - 0.001);
+        batch.add("tomorrow", 1, windows.tomorrowStart);
+        const ProjectUsageDetail detail = batch.detail();
+        std::string days;
+        for (const auto& bucket : detail.dailyBuckets) days += std::to_string(bucket.tokens) + " ";
+        test.expect(detail.thirtyDayThreadCount == 6 && detail.sevenDayThreadCount == 4 &&
+                        detail.todayThreadCount == 2 && detail.conversations.size() == 6,
+                    std::string("window edges in ") + zone);
+        test.expect(days == "2 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 3 4 0 0 0 0 5 13 " &&
+                        detail.dailyBuckets[0].date == windows.thirtyDayStart &&
+                        detail.dailyBuckets[29].id == batch.context.currentDayKey(),
+                    std::string("thirty days, oldest first, in ") + zone);
+    }
+}
+
+void checkConversations(SelfTest& test) {
+    Fixture batch("Asia/Shanghai");
+    const Date today = batch.windows.todayStart;
+    batch.add("older-thread", 30, today - 3 * day, "  Older \n");
+    batch.add("today-thread", 20, today + 60, "Today");
+    batch.add("older-thread", 5, today - 10 * day, " \n");
+    batch.add("today-thread", 15, today + 30, "Renamed");
+    batch.add("expired-thread", 500, today - 40 * day, "Expired");
+    batch.add("b", 35, today + 60, "child");
+    batch.add("unused", 0, today);
+    batch.add("b", 0, today - 60, "not its first sight");
+    batch.add("full", most, today - day);
+    batch.add("full", 9, today);
+    const ProjectUsageDetail detail = batch.detail();
+    const std::vector<ProjectConversationUsage> expected{
+        {"full", "title", 9, most, most, today, false},
+        {"b", "not its first sight", 35, 35, 35, today + 60, true},
+        {"today-thread", "Renamed", 35, 35, 35, today + 60, false},
+        {"older-thread", "Older", 0, 30, 35, today - 3 * day, false}};
+    test.expect(detail.conversations == expected,
+                "conversations by tokens, latest activity and id; one without usage is not listed");
+    test.expect(detail.todayThreadCount == 4 && detail.sevenDayThreadCount == 5,
+                "a thread counts by its nearest event, in any order of events");
+    batch.accumulator.addToolCalls({{"shell", 2}, {"apply_patch", 3}, {"bad", -4}});
+    batch.accumulator.addToolCalls({{"shell", 1}, {"view", 9}, {"bad", 0}});
+    const std::vector<ProjectToolUsage> tools{
+        {"view", "view", 9}, {"apply_patch", "apply_patch", 3}, {"shell", "shell", 3}};
+    test.expect(batch.detail().toolUsages == tools, "tools by calls, then by name");
+}
+
+void checkBreakdown(SelfTest& test) {
+    UsageDimensionBreakdownAccumulator accumulator;
+    const auto add = [&](const char* id, const char* name, std::int64_t calls,
+                         const char* thread = "t1", std::optional<std::int64_t> tokens = {},
+                         std::optional<Date> at = {}) {
+        accumulator.addTool({.id = "shell",
+                             .projectID = id,
+                             .projectName = name,
+                             .callCount = calls,
+                             .threadID = thread,
+                             .estimatedTokens = tokens,
+                             .at = at});
+    };
+    add("1", "beta", 2, "t1", {}, Date(20));
+    add("1", "renamed", 3, "t1", most, Date(10));
+    add("1", "renamed", 0, "t2", 7);
+    add("2", "alpha", 5);
+    add("3", "Alpha", 5);
+    add("4", "Beta", 5);
+    add("5", "zeta", 6);
+    add("0", "beta", 5);
+    for (int use = 0; use < 2; ++use) {
+        accumulator.addSkill(
+            {.id = "s", .projectID = "1", .projectName = "beta", .threadID = "t1"});
+    }
+    const UsageDimensionBreakdown breakdown = accumulator.makeBreakdown();
+    const UsageDimensionBreakdown expected{
+        .projectsByToolID = {{"shell",
+                              {{"5", "zeta", 6, 1, {}, {}},
+                               {"3", "Alpha", 5, 1, {}, {}},
+                               {"2", "alpha", 5, 1, {}, {}},
+                               {"4", "Beta", 5, 1, {}, {}},
+                               {"0", "beta", 5, 1, {}, {}},
+                               {"1", "beta", 5, 2, most, Date(20)}}}},
+        .projectsBySkillID = {{"s", {{"1", "beta", 2, 1, {}, {}}}}}};
+    test.expect(breakdown == expected, "by events, by name in any case, by name, by id");
+    UsageDimensionBreakdown merged =
+        merging(breakdown, {.projectsByToolID = {{"shell", {{"4", "else", most, 3, 4, Date(5)}}},
+                                                 {"view", {{"1", "beta", 1, 1, {}, {}}}}}});
+    auto& rows = merged.projectsByToolID["shell"];
+    test.expect(rows.size() == 6 &&
+                    rows[0] == UsageDimensionProject{"4", "Beta", most, 4, 4, Date(5)} &&
+                    rows[1].id == "5" && merged.projectsByToolID["view"].size() == 1 &&
+                    merged.projectsBySkillID == breakdown.projectsBySkillID,
+                "merged project by project, and ranked anew");
+}
+
+void checkBoard(SelfTest& test) {
+    const Calendar calendar(*TimeZone::named("Asia/Shanghai"));
+    const Date captured = *iso8601Date("2026-03-10T02:00:00Z");
+    const Date today = *iso8601Date("2026-03-09T16:00:00Z");
+    const Date first = today - 6 * day;
+    ProjectBoard board;
+    for (const Date at : {first - 1, first - 0.001, first, first + 1, today + 86'399, today + day})
+        board.recentProjects.push_back({.tokens = 1, .firstActiveAt = at});
+    board.recentProjects.push_back({.tokens = 0, .firstActiveAt = today});
+    board.recentProjects.push_back({.tokens = 0});
+    const auto count = [&](std::optional<Date> at) {
+        return firstRecordedRecentProjectCount(board, {.capturedAt = at, .calendar = calendar});
+    };
+    test.expect(count(captured) == 3 && count(captured + day) == 2 && count(captured - day) == 4,
+                "from six days before the capture day up to the next day, with tokens");
+    test.expect(!count(std::nullopt), "missing batch capture is unavailable");
+    board.recentProjects.push_back({.tokens = 1});
+    test.expect(!count(captured), "an unknown first activity is not zero");
+
+    board = {.recentProjects = {{.id = "a", .tokens = 2}},
+             .allProjects = {{.id = "a", .tokens = 3}}};
+    const std::vector<ProjectUsage> estimated{{.id = "a", .tokens = 4}};
+    const auto tokens = [&](ProjectTimeframe frame, bool isEstimated) {
+        const ProjectUsage* row =
+            selectedProject(frame, {.id = "a",
+                                    .board = board,
+                                    .estimatedAllProjects = isEstimated ? &estimated : nullptr});
+        return row == nullptr ? -1 : row->tokens;
+    };
+    test.expect(tokens(ProjectTimeframe::today, true) == -1 &&
+                    tokens(ProjectTimeframe::recent, true) == 2 &&
+                    tokens(ProjectTimeframe::all, true) == 4 &&
+                    tokens(ProjectTimeframe::all, false) == 3,
+                "only the all-time ranking has the estimate as its basis");
+}
+
+using Local = std::map<std::string, std::map<std::string, std::int64_t>>;
+
+// Rows in falling order of their ids, for all but the project "removed".
+std::optional<Result> estimate(const Local& local, const std::vector<DailyTokenBucket>& official,
+                               std::int64_t lifetime) {
+    std::vector<ProjectUsage> projects;
+    for (const auto& [id, days] : local) {
+        if (id != "removed") projects.insert(projects.begin(), {.id = id, .tokens = 1});
+    }
+    return make({.projects = projects,
+                 .localDailyByProject = local,
+                 .officialDailyBuckets = official,
+                 .officialLifetimeTokens = lifetime});
+}
+
+// "a=61 b=31 rest=58", or "none".
+std::string told(const std::optional<Result>& result) {
+    if (!result) return "none";
+    std::string text;
+    for (const auto& row : result->projects)
+        text += row.id + "=" + std::to_string(row.tokens) + " ";
+    return text + "rest=" + std::to_string(result->unattributedTokens);
+}
+
+void checkEstimate(SelfTest& test) {
+    const std::string day1 = "2026-01-01", day2 = "2026-01-02", day3 = "2026-01-03";
+    const auto on = [](const std::string& key, std::int64_t tokens) {
+        return DailyTokenBucket{.id = key, .tokens = tokens};
+    };
+    const Local even{{"a", {{day1, 1}}}, {"b", {{day1, 1}}}};
+    struct Case {
+        Local local;
+        std::vector<DailyTokenBucket> official;
+        std::int64_t lifetime;
+        std::string expected;
+    };
+    const Local twoDays{{"a", {{day1, 60}, {day2, 1}, {day3, 9999}}},
+                        {"b", {{day1, 30}, {day2, 1}}}};
+    const std::vector<Case> cases{
+        {twoDays, {on(day2, 50), on(day1, 100)}, 150, "a=61 b=31 rest=58"},
+        {{{"a", {{day1, 150}}}, {"b", {{day1, 50}}}}, {on(day1, 100)}, 100, "a=75 b=25 rest=0"},
+        {even, {on(day1, 1)}, 1, "a=1 b=0 rest=0"},
+        {even, {on(day1, 100)}, 99, "a=1 b=1 rest=97"},
+        {even, {on(day1, 100), on(day1, 100)}, 200, "none"},
+        {{{"a", {{day1, 200}}}}, {on(day1, 100)}, 99, "a=100 rest=0"},
+        {even, {on(day1, -1)}, 1, "none"},
+        {even, {on("", 1)}, 1, "none"},
+        {{{"a", {{day1, 1}}}, {"removed", {{day1, 1}}}}, {on(day1, 1)}, 1, "a=1 rest=0"},
+        {even, {on(day1, 1)}, -1, "none"},
+        {{{"a", {{day1, -1}}}, {"b", {{day1, 9}}}}, {on(day1, 8)}, 8, "b=8 a=0 rest=0"},
+    };
+    for (const Case& c : cases) {
+        const std::string result = told(estimate(c.local, c.official, c.lifetime));
+        test.expect(result == c.expected, "the estimate " + result + " is " + c.expected);
+    }
+}
+
+// On one day, so that the shares can be seen: they add up, and each is the proportion.
+void checkShares(SelfTest& test) {
+    std::mt19937_64 random(61);
+    bool addsUp = true, isProportional = true;
+    for (int round = 0; round < 3'000; ++round) {
+        const std::uint64_t limit = round % 3 == 0 ? most : round % 3 == 1 ? 1'000 : 4;
+        const auto value = [&] { return static_cast<std::int64_t>(random() % limit); };
+        Local local;
+        Int128 localTotal = 0;
+        for (std::uint64_t i = random() % 12; i > 0; --i)
+            localTotal += local["p" + std::to_string(i)]["today"] = value();
+        const std::int64_t official = value();
+        const auto result = estimate(local, {{.id = "today", .tokens = official}}, official);
+        Int128 sum = result->unattributedTokens;
+        for (const ProjectUsage& row : result->projects) {
+            const Int128 weight = local[row.id]["today"];
+            const Int128 error = row.tokens * localTotal - weight * official;
+            isProportional &= localTotal <= official ? row.tokens == weight
+                                                     : error < localTotal && -error < localTotal;
+            sum += row.tokens;
+        }
+        addsUp &= sum == official;
+    }
+    test.expect(addsUp, "shares and the rest add up to the official total");
+    test.expect(isProportional, "a share is the exact proportion, rounded down or up");
+}
+
+void checkOfficialDays(SelfTest& test) {
+    const Calendar calendar = officialDayCalendar();
+    test.expect(officialDayKey(*iso8601Date("2026-01-01T23:30:00Z")) == "2026-01-01",
+                "official days are those of UTC");
+    std::vector<Date> dates{Date(std::nan("")), Date(1e300), Date(-62'167'219'200.5)};
+    std::mt19937_64 random(8);
+    for (int i = 0; i < 2'000; ++i) {
+        const double start = day * (static_cast<double>(random() % 4'000'000) - 1'000'000);
+        dates.insert(dates.end(), {Date(start), Date(std::nextafter(start, -1e300))});
+    }
+    test.expect(
+        std::ranges::all_of(
+            dates, [&](Date date) { return officialDayKey(date) == localDayKey(date, calendar); }),
+        "the quick key is the calendar's");
+}
+
+}  // namespace
+
+bool run() {
+    SelfTest test("project usage detail");
+    checkWindows(test);
+    checkConversations(test);
+    checkBreakdown(test);
+    checkBoard(test);
+    checkEstimate(test);
+    checkShares(test);
+    checkOfficialDays(test);
+    return test.finish();
+}
+
+}  // namespace vantry::ProjectUsageDetailSelfTest

@@ -1,0 +1,7 @@
+#pragma once
+
+namespace vantry::ProjectUsageDetailSelfTest {
+
+bool run();
+
+}  // namespace vantry::ProjectUsageDetailSelfTest

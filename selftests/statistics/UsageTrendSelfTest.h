@@ -1,0 +1,7 @@
+#pragma once
+
+namespace vantry::UsageTrendSelfTest {
+
+bool run();
+
+}  // namespace vantry::UsageTrendSelfTest

@@ -1,0 +1,98 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "local/ProjectUsageAccumulator.h"
+#include "local/SessionBatch.h"
+#include "local/SkillUsages.h"
+#include "local/ToolUsages.h"
+#include "records/LocalUsage.h"
+#include "statistics/HourlyUsageSeries.h"
+#include "statistics/LocalModelUsageAccumulator.h"
+#include "statistics/ModelTokenPrice.h"
+#include "statistics/ProjectUsageDetailAccumulator.h"
+#include "statistics/StatisticsWindows.h"
+#include "statistics/UsageDimensionBreakdownAccumulator.h"
+
+namespace vantry {
+
+/// The sums of a batch, built up thread by thread. No event is kept: a batch may have millions.
+/// One thread.
+class SessionAggregation {
+  public:
+    SessionAggregation(const StatisticsContext& statistics, const StatisticsWindows& windows);
+    SessionAggregation(const SessionAggregation&) = delete;
+    SessionAggregation& operator=(const SessionAggregation&) = delete;
+
+    void add(const CodexUsageReader::VisitedSession& session);
+
+    /// Tokens and prices of the four windows.
+    struct Totals {
+        PricedTokenUsage today;
+        PricedTokenUsage sevenDay;
+        PricedTokenUsage month;
+        PricedTokenUsage lifetime;
+    };
+    const Totals& totals() const { return totals_; }
+
+    std::int64_t sessionCount() const { return sessionCount_; }
+    std::int64_t tokenEventCount() const { return tokenEventCount_; }  ///< repeats included
+    std::int64_t rejectedFutureEventCount() const { return rejectedFutureEventCount_; }
+
+    /// By day key, for the days of the trend.
+    const std::map<std::string, PricedTokenUsage>& dailyUsage() const { return dailyUsage_; }
+
+    HourlyUsageSeries hourlySeries() const { return hours_.makeSeries(); }
+
+    struct Project {
+        ProjectAccumulators rows;
+        ProjectUsageDetailAccumulator detail;
+        std::map<std::string, std::int64_t> tokensByOfficialDay;
+    };
+    const std::map<std::string, Project>& projects() const { return projects_; }
+
+    const std::map<std::string, ToolUsageAccumulator>& tools() const { return tools_; }
+    const std::map<std::string, SkillUsageAccumulator>& skills() const { return skills_; }
+    UsageDimensionBreakdown breakdown() const { return breakdown_.makeBreakdown(); }
+    std::optional<LocalModelUsage> modelUsage() const { return models_.makeUsage(); }
+
+    /// Newest first, subagents left out.
+    const std::vector<LocalThread>& recentThreads() const { return recentThreads_; }
+
+  private:
+    struct Share;
+
+    Project& project(const std::string& workingDirectory);
+    void addEvent(const SessionUsageDelta& delta, Share& share);
+    void addDay(const SessionUsageDelta& delta, double costUSD);
+    void addToolsAndSkills(const CodexUsageReader::VisitedSession& session, Project& project);
+    void addRecentThread(const CodexUsageReader::VisitedSession& session, std::int64_t tokens);
+    const ModelTokenPrice& price(const std::optional<std::string>& model);
+
+    StatisticsWindows windows_;
+    Calendar calendar_;
+    Totals totals_;
+    std::int64_t sessionCount_ = 0;
+    std::int64_t tokenEventCount_ = 0;
+    std::int64_t rejectedFutureEventCount_ = 0;
+    std::map<std::string, PricedTokenUsage> dailyUsage_;
+    HourlyUsageSeriesAccumulator hours_;
+    LocalModelUsageAccumulator models_;
+    UsageDimensionBreakdownAccumulator breakdown_;
+    std::map<std::string, Project> projects_;
+    std::map<std::string, ToolUsageAccumulator> tools_;
+    std::map<std::string, SkillUsageAccumulator> skills_;
+    std::vector<LocalThread> recentThreads_;
+
+    // What the event before needed is mostly what the next one needs.
+    std::optional<Date> lastDayStart_;
+    PricedTokenUsage* lastDay_ = nullptr;
+    std::optional<std::string> lastPricedModel_;
+    std::optional<ModelTokenPrice> lastPrice_;
+};
+
+}  // namespace vantry

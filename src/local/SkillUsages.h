@@ -1,0 +1,41 @@
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <map>
+#include <optional>
+#include <set>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "local/SkillStaticInfo.h"
+#include "records/LocalUsage.h"
+
+namespace vantry {
+
+/// The loads of one Skill.
+struct SkillUsageAccumulator {
+    std::string path;
+    std::int64_t loadCount = 0;
+    std::set<std::string> threadIds;
+    std::optional<Date> lastLoadedAt;
+
+    void addLoad(const std::string& threadId, std::optional<Date> at);
+};
+
+namespace CodexUsageReader {
+
+/// Where a Skill comes from, by its path: the folder behind `cache` for one of a plugin, else
+/// "ai-infra", "agents", "system", "personal" or "local".
+std::string skillSourceLabel(std::string_view path);
+
+/// The rows, most loads first, equals in the order of their paths. Blocks while it measures files
+/// below the home; one that cannot be measured has no static figures. One thread per cache.
+std::vector<SkillUsage> makeSkillUsages(const std::map<std::string, SkillUsageAccumulator>& skills,
+                                        const std::filesystem::path& homeDirectory,
+                                        SkillStaticInfoCache& cache);
+
+}  // namespace CodexUsageReader
+
+}  // namespace vantry

@@ -1,0 +1,63 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <set>
+#include <string>
+
+#include "platform/Date.h"
+#include "records/Projects.h"
+
+namespace vantry {
+
+/// Gathers, for each tool and each Skill, the projects that used it. A plain value of one thread.
+class UsageDimensionBreakdownAccumulator {
+  public:
+    struct ToolUse {
+        const std::string& id;
+        const std::string& projectID;
+        const std::string& projectName;  ///< kept from the first sight of the project
+        std::int64_t callCount = 0;
+        const std::string& threadID;
+        std::optional<std::int64_t> estimatedTokens;  ///< stays absent until one is known
+        std::optional<Date> at;
+    };
+    void addTool(const ToolUse& use) { add(toolProjects_[use.id], use); }
+
+    struct SkillUse {
+        const std::string& id;
+        const std::string& projectID;
+        const std::string& projectName;
+        const std::string& threadID;
+        std::optional<Date> at;
+    };
+    /// One use of the Skill.
+    void addSkill(const SkillUse& use);
+
+    /// The projects of each by falling number of events, then by name.
+    UsageDimensionBreakdown makeBreakdown() const;
+
+  private:
+    struct ProjectAccumulator {
+        std::string name;
+        std::int64_t eventCount = 0;
+        std::set<std::string> threadIDs;
+        std::optional<std::int64_t> estimatedTokens;
+        std::optional<Date> lastActiveAt;
+    };
+    using ProjectsByID = std::map<std::string, ProjectAccumulator>;
+
+    static void add(ProjectsByID& projects, const ToolUse& use);
+    static std::vector<UsageDimensionProject> makeProjects(const ProjectsByID& projects);
+
+    std::map<std::string, ProjectsByID> toolProjects_;
+    std::map<std::string, ProjectsByID> skillProjects_;
+};
+
+/// Both breakdowns in one. A project that both have keeps the name of the first; counts and tokens
+/// are added, and the later activity holds.
+UsageDimensionBreakdown merging(const UsageDimensionBreakdown& first,
+                                const UsageDimensionBreakdown& second);
+
+}  // namespace vantry
