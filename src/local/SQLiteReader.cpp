@@ -1,8 +1,11 @@
 #include "local/SQLiteReader.h"
 
 #include <algorithm>
+#include <chrono>
+#include <thread>
 
 #include "io/BoundedProcessRunner.h"
+#include "io/Deadline.h"
 #include "platform/Text.h"
 
 namespace vantry::CodexUsageReader {
@@ -32,13 +35,37 @@ std::string_view messageFor(SQLiteReadFailure failure) {
                                                      : "SQLite 数据格式异常，未采用该批数据";
 }
 
-std::optional<JsonDocument> runSQLiteJSON(const SQLiteQuery& query) {
+namespace {
+
+constexpr auto timeLimit = std::chrono::seconds(5);
+constexpr auto longestPause = std::chrono::milliseconds(100);
+
+// A reader that comes first after the writer has gone brings the database's log in order, and
+// whoever comes meanwhile is turned away, be it another query of our own.
+bool isLocked(const BoundedProcessResult& result) {
+    return result.kind == BoundedProcessResult::Kind::nonZeroExit &&
+           result.output.standardError.find("locked") != std::string::npos;
+}
+
+BoundedProcessResult runUnlocked(const SQLiteQuery& query) {
     constexpr std::size_t outputLimit = 16'777'216;
-    const BoundedProcessResult result = BoundedProcessRunner::run(
-        {.executableURL = query.sqlitePath,
-         .arguments = {"-readonly", "-json", query.databasePath.string(), query.query},
-         .timeout = 5.0,
-         .maxOutputBytes = outputLimit});
+    const auto deadline = MonotonicClock::now() + timeLimit;
+    for (auto pause = std::chrono::milliseconds(5);; pause = std::min(2 * pause, longestPause)) {
+        const std::chrono::duration<double> left = deadline - MonotonicClock::now();
+        auto result = BoundedProcessRunner::run(
+            {.executableURL = query.sqlitePath,
+             .arguments = {"-readonly", "-json", query.databasePath.string(), query.query},
+             .timeout = left.count(),
+             .maxOutputBytes = outputLimit});
+        if (!isLocked(result) || MonotonicClock::now() + pause >= deadline) return result;
+        std::this_thread::sleep_for(pause);
+    }
+}
+
+}  // namespace
+
+std::optional<JsonDocument> runSQLiteJSON(const SQLiteQuery& query) {
+    const BoundedProcessResult result = runUnlocked(query);
     if (result.kind != BoundedProcessResult::Kind::success) return std::nullopt;
     // Without rows the program prints nothing.
     const std::string& output = result.output.standardOutput;

@@ -40,7 +40,8 @@ struct SQLiteQuery {
 };
 
 /// The rows as a document whose root is a list of objects; nothing when the program fails, takes
-/// more than 5 seconds or prints more than 16 MiB or something else. No output at all is no row.
+/// more than 5 seconds or prints more than 16 MiB or something else. No output at all is no row. A
+/// database that is locked is asked again within that time.
 std::optional<JsonDocument> runSQLiteJSON(const SQLiteQuery& query);
 
 /// A point in time from seconds or milliseconds since 1970, told apart by their size; nothing for
