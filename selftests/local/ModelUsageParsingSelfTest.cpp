@@ -123,11 +123,12 @@ void checkContext(SelfTest& test) {
     log.add(R"({"payload":{"type":"function_call","name":"shell","call_id":"  "}})");
     log.add(R"({"payload":{"type":"function_call","name":"","call_id":"c2"}})");
     log.add(R"({"payload":{"type":"function_call_output","name":"shell"}})");
+    SessionToolCallProofs expectedProofs;
+    expectedProofs.add({"c1", "apply_patch", "function_call"});
     test.expect(
         log.usage.toolCalls ==
                 std::map<std::string, std::int64_t>{{"apply_patch", 2}, {"shell", 1}} &&
-            log.usage.toolCallIdentities ==
-                std::vector<SessionToolCallIdentity>{{"c1", "apply_patch", "function_call"}},
+            log.usage.toolCallProofs == expectedProofs,
         "a call without a name counts nothing, one without an id has no identity");
     for (const char* bad : {"", " \n", "a\x01", "a/b", "a\xC2\x81z"}) {
         test.expect(!LocalModelUsageAccumulator::normalizedModel(bad), "no model");

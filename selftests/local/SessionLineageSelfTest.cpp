@@ -181,10 +181,11 @@ void checkTools(SelfTest& test) {
     Batch batch;
     const SessionToolCallIdentity shared{"c1", "shell", "function_call"};
     const SessionToolCallIdentity renamed{"c1", "other", "function_call"};
-    batch.add("root", {}).entry.toolCallIdentities = {shared};
+    batch.add("root", {}).entry.toolCallProofs.add(shared);
     auto& child = batch.add("child", {}, "root").entry;
     child.toolCalls = {{"shell", 1}, {"other", 2}};
-    child.toolCallIdentities = {shared, renamed};
+    child.toolCallProofs.add(shared);
+    child.toolCallProofs.add(renamed);
     child.skillLoads = {{.path = "a", .toolCallIdentity = shared},
                         {.path = "b", .toolCallIdentity = renamed},
                         {.path = "c"}};

@@ -60,7 +60,7 @@ SessionUsageCacheEntry fullEntry() {
                                  .tokenEventCount = 3};
     entry.deltaStorage = SessionUsageDeltaStorage::encoding({delta(0, 5, "gpt-5")});
     entry.toolCalls = {{"shell", 2}, {"quote\"d", 1}};
-    entry.toolCallIdentities = {{.callID = "c1", .name = "shell", .kind = "function_call"}};
+    entry.toolCallProofs.add({.callID = "c1", .name = "shell", .kind = "function_call"});
     entry.skillLoads = {{.path = "/s/SKILL.md", .date = noon}, {.path = "/é"}};
     entry.parsedByteOffset = 990;
     entry.lastTokenUsage = TokenBreakdown{.inputTokens = 5, .totalTokens = 5};

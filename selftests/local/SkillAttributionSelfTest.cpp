@@ -90,7 +90,8 @@ void checkArguments(SelfTest& test) {
         // What the test on the line's bytes must not lose.
         {R"("cmd":"cat /tmp/plain\/SKILL.m\u0064")", {plain}},
         {R"("cmd":"cat /tmp/pl\"ain/S\"K\\IL\u0027L.m'd")", {}},
-        {R"("cmd":"cat /tmp/plain/S\"K\"I`L`L.m\u0027d\u0027")", {plain}},
+        {R"("cmd":"cat /tmp/plain/S\"K\"I`L`L.\u0027md\u0027")", {plain}},
+        {R"("cmd":"cat /tmp/plain/SKILL.m'd'")", {}},
         {R"("arguments":"{\"cmd\":\"cat /tmp/plain/\\u0053\\\"KILL\\\".md\"}")", {plain}},
         {R"("input":"{\u0022path\":\"\/tmp\/plain\/SKI\u005cu004cL.md\"}")", {plain}}};
     for (const auto& [members, paths] : cases) test.expect(pathsOf(members) == paths, members);

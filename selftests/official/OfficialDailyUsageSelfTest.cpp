@@ -303,7 +303,7 @@ void checkGaps(SelfTest& test) {
     vast[3].tokens = INT64_MAX;
     const HybridDailyUsage overflown = merged(local, vast);
     test.expect(overflown.local.todayTokens == 20 && !overflown.local.sevenDayTokens &&
-                    !overflown.local.usageTrend && !overflown.local.detailedUsage &&
+                    !overflown.local.usageTrend && overflown.local.detailedUsage &&
                     overflown.local.dailyBuckets.empty() &&
                     overflown.messages == Words{"混合 token 汇总超出可表示范围，历史聚合暂不可用"},
                 "a sum that cannot be represented is not shown");

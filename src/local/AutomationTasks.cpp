@@ -26,8 +26,26 @@ constexpr std::int64_t maxFileBytes = 131'072;
 constexpr int maxFolderEntries = 1'024;
 
 // The parser nests a table for every dot of a key, without a limit, and unwinds them by
-// recursion. What Codex writes is flat; its dots stand in the prompt.
-constexpr std::ptrdiff_t maxDots = 4'000;
+// recursion. What Codex writes is flat; its dots stand in texts.
+constexpr int maxDotsOfLine = 1'000;
+
+bool hasEndlessKey(std::string_view contents) {
+    int dots = 0;
+    char quote = 0;
+    for (const char byte : contents) {
+        if (byte == '\n') {
+            dots = 0;
+            quote = 0;
+        } else if (quote != 0) {
+            if (byte == quote) quote = 0;
+        } else if (byte == '"' || byte == '\'') {
+            quote = byte;
+        } else if (byte == '.' && ++dots > maxDotsOfLine) {
+            return true;
+        }
+    }
+    return false;
+}
 
 std::optional<Date> dateFromText(std::string_view text) {
     if (const auto date = iso8601Date(text)) return date;
@@ -65,7 +83,7 @@ std::optional<Date> date(toml::node_view<const toml::node> value) {
 }  // namespace
 
 std::optional<TaskItem> parseAutomationTask(const AutomationFile& file) {
-    if (std::ranges::count(file.contents, '.') > maxDots) return std::nullopt;
+    if (hasEndlessKey(file.contents)) return std::nullopt;
     const toml::parse_result parsed = toml::parse(file.contents);
     if (!parsed) return std::nullopt;
     const toml::table& table = parsed.table();

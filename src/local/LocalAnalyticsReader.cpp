@@ -20,7 +20,8 @@ using Sources = std::vector<SessionUsageSource>;
 
 std::string databaseFingerprint(const StateDatabase& database) {
     const std::string path = database.databasePath.string();
-    return fileFingerprint({path, path + "-wal", path + "-shm"});
+    // The shared index of the write-ahead log is written by readers too: its time says nothing.
+    return fileFingerprint({path, path + "-wal"}) + fileSizeFingerprint(path + "-shm");
 }
 
 void loadCaches(const LocalAnalyticsRequest& request, ReaderCaches& caches) {
@@ -162,7 +163,7 @@ LocalAnalyticsReadResult readLocalAnalytics(const LocalAnalyticsRequest& request
          .scanCompletedAt = Date::now(),
          .acceptsEventsWrittenDuringLoad = request.acceptsEventsWrittenDuringLoad},
         request.statistics);
-    SessionAggregation aggregation(request.statistics, request.windows);
+    SessionAggregation aggregation(request.statistics, request.windows, cutoff);
     const SessionBatchFailures failures = visitEffectiveUsage(
         validated.loaded, cutoff, [&](const VisitedSession& session) { aggregation.add(session); });
     if (const auto refusal = refusalOf(failures)) return refuse(*refusal);

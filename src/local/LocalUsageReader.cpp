@@ -1,12 +1,12 @@
 #include "local/LocalUsageReader.h"
 
-#include <fstream>
-#include <iterator>
 #include <system_error>
 
+#include "io/BoundedCacheData.h"
 #include "local/LocalAnalyticsReader.h"
 #include "local/ProjectNames.h"
 #include "statistics/DayLabel.h"
+#include "statistics/UsageDimensionBreakdownAccumulator.h"
 
 namespace vantry::CodexUsageReader {
 
@@ -14,14 +14,14 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// Codex's own file, read as it stands: without one, or with a damaged one, projects have no names.
+// Codex's own file, which may be a link: without one, or with a damaged one, projects have no
+// names. Far above what names can take it is damaged.
 CodexProjectNameIndex readProjectNames(const fs::path& home) {
-    const fs::path path = home / ".codex" / ".codex-global-state.json";
+    constexpr std::int64_t byteLimit = 64 * 1024 * 1024;
     std::error_code error;
-    if (!fs::is_regular_file(path, error)) return CodexProjectNameIndex(std::nullopt);
-    std::ifstream file(path, std::ios::binary);
-    const std::string bytes{std::istreambuf_iterator<char>(file), {}};
-    return CodexProjectNameIndex(bytes);
+    const fs::path file = fs::canonical(home / ".codex" / ".codex-global-state.json", error);
+    const auto bytes = error ? std::nullopt : boundedCacheData(file, byteLimit);
+    return CodexProjectNameIndex(bytes ? std::optional<std::string_view>(*bytes) : std::nullopt);
 }
 
 std::vector<ProjectUsage> named(const std::vector<ProjectUsage>& projects,
@@ -42,6 +42,8 @@ void nameProjects(LocalAnalytics& analytics, const CodexProjectNameIndex& names)
             }
         }
     }
+    // Equals are ordered by name.
+    analytics.dimensionBreakdown = merging(analytics.dimensionBreakdown, {});
 }
 
 std::vector<DailyTokenBucket> dailyBucketsOf(const UsageTrend& trend) {
@@ -87,7 +89,8 @@ LocalUsageRead readLocalUsage(const LocalUsageRequest& request, ReaderCaches& ca
     const RuntimeLoadContext& context = request.context;
     const auto database = firstExistingPath(stateDatabaseCandidates(context.homeDirectory));
     if (!database) {
-        return {.result = {.dependencyFailure = LocalReaderDependencyFailure::databaseMissing}};
+        return {.result = {.dependencyFailure = LocalReaderDependencyFailure::databaseMissing},
+                .messages = {"未找到 Codex state_5.sqlite"}};
     }
     const auto sqlite = firstExistingPath(sqliteProgramCandidates());
     if (!sqlite) {
@@ -120,8 +123,8 @@ LocalUsageRead readLocalUsage(const LocalUsageRequest& request, ReaderCaches& ca
     if (!analytics.analytics.detailedUsage) {
         read.messages.emplace_back("本机项目明细暂不可用，已暂停显示可能重复的线程累计值");
     }
-    if (totalsFailure != nullptr) {
-        // Not even the number of threads is known.
+    if (failure) {
+        // What half a database says must not take the place of figures that were complete.
         read.result.readStatus = LocalUsageReadStatus::unavailable;
         return read;
     }

@@ -27,7 +27,7 @@ void CodexProjectNameIndex::add(JsonView globalState) {
     globalState["electron-workspace-root-labels"].forEachMember(
         [&](std::string_view path, JsonView value) {
             const std::string_view label = trimmedText(value);
-            if (!label.empty()) names_[normalizedPath(path)] = label;
+            if (!label.empty() && !trimmed(path).empty()) names_[normalizedPath(path)] = label;
             return true;
         });
     // A project's own name beats a label, which can be stale.

@@ -37,11 +37,11 @@ struct SessionAggregation::Share {
 };
 
 SessionAggregation::SessionAggregation(const StatisticsContext& statistics,
-                                       const StatisticsWindows& windows)
+                                       const StatisticsWindows& windows, Date cutoff)
     : windows_(windows),
       calendar_(statistics.calendar()),
       hours_(windows.now, calendar_),
-      models_(windows.now, calendar_) {}
+      models_(cutoff, calendar_) {}
 
 void SessionAggregation::add(const CodexUsageReader::VisitedSession& session) {
     ++sessionCount_;

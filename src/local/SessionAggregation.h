@@ -24,7 +24,9 @@ namespace vantry {
 /// One thread.
 class SessionAggregation {
   public:
-    SessionAggregation(const StatisticsContext& statistics, const StatisticsWindows& windows);
+    /// Events up to `cutoff` are handed in, which may be a little later than the windows' now.
+    SessionAggregation(const StatisticsContext& statistics, const StatisticsWindows& windows,
+                       Date cutoff);
     SessionAggregation(const SessionAggregation&) = delete;
     SessionAggregation& operator=(const SessionAggregation&) = delete;
 

@@ -100,27 +100,27 @@ bool processTokenEvent(JsonView root, JsonView payload, ParsedSessionUsage& usag
     return true;
 }
 
-// Counts the call. Who it is, within `usage`; null where it does not say.
-const SessionToolCallIdentity* countToolCall(JsonView payload, ParsedSessionUsage& usage) {
+// Counts the call. Who it is; nothing where it does not say.
+std::optional<SessionToolCallIdentity> countToolCall(JsonView payload, ParsedSessionUsage& usage) {
     const auto name = payload["name"].text();
-    if (!name || name->empty()) return nullptr;
+    if (!name || name->empty()) return std::nullopt;
     countUp(usage.toolCalls[std::string(*name)]);
     const std::string_view callID = trimmed(payload["call_id"].text().value_or(""));
-    if (callID.empty()) return nullptr;
-    usage.toolCallIdentities.push_back({.callID = std::string(callID),
-                                        .name = std::string(*name),
-                                        .kind = *ownedText(payload["type"])});
-    return &usage.toolCallIdentities.back();
+    if (callID.empty()) return std::nullopt;
+    SessionToolCallIdentity identity{.callID = std::string(callID),
+                                     .name = std::string(*name),
+                                     .kind = *ownedText(payload["type"])};
+    usage.toolCallProofs.add(identity);
+    return identity;
 }
 
 void processToolCall(JsonView root, std::string_view line, ParsedSessionUsage& usage) {
     const JsonView payload = root["payload"];
-    const SessionToolCallIdentity* const identity = countToolCall(payload, usage);
+    auto identity = countToolCall(payload, usage);
     if (!mayNameSkillFile(line)) return;
     std::vector<std::string> paths = skillLoadPaths(payload);
     if (paths.empty()) return;
-    SkillLoadEvent load{.date = dateOf(root)};
-    if (identity != nullptr) load.toolCallIdentity = *identity;
+    SkillLoadEvent load{.date = dateOf(root), .toolCallIdentity = std::move(identity)};
     for (std::string& path : paths) {
         load.path = std::move(path);
         usage.skillLoads.push_back(load);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <cstring>
 #include <map>
 #include <optional>
 #include <string>
@@ -35,6 +36,31 @@ struct RecordFields<SessionToolCallIdentity> {
     static constexpr std::tuple list{field("callID", &SessionToolCallIdentity::callID),
                                      field("name", &SessionToolCallIdentity::name),
                                      field("kind", &SessionToolCallIdentity::kind)};
+};
+
+/// Stands for the tool calls of a log, eight bytes each: enough to find a call again in the log of
+/// a child that copied it. Ten thousand logs hold a million calls.
+struct SessionToolCallProofs {
+    std::map<std::string, std::string> byName;  ///< the proofs of the calls of each tool, in a row
+
+    void add(const SessionToolCallIdentity& identity);
+
+    static std::uint64_t proof(const SessionToolCallIdentity& identity);
+
+    /// Hands over each call's name and proof.
+    template <class Visit>
+    void forEach(Visit visit) const {
+        for (const auto& [name, proofs] : byName) {
+            for (std::size_t i = 0; i + sizeof(std::uint64_t) <= proofs.size();
+                 i += sizeof(std::uint64_t)) {
+                std::uint64_t value = 0;
+                std::memcpy(&value, proofs.data() + i, sizeof value);
+                visit(name, value);
+            }
+        }
+    }
+
+    friend bool operator==(const SessionToolCallProofs&, const SessionToolCallProofs&) = default;
 };
 
 /// A Skill's file was read.
@@ -128,7 +154,7 @@ struct ParsedSessionUsage {
     std::int64_t tokenEventCount = 0;  ///< repeated readings included
     std::vector<SessionUsageDelta> deltas;
     std::map<std::string, std::int64_t> toolCalls;
-    std::vector<SessionToolCallIdentity> toolCallIdentities;
+    SessionToolCallProofs toolCallProofs;
     std::vector<SkillLoadEvent> skillLoads;
     TokenBreakdown lastTokenUsage;  ///< the counter after the last event
     std::optional<std::string> lastModel;

@@ -73,7 +73,7 @@ struct SessionUsageCacheEntry {
     std::int64_t tokenEventCount = 0;
     SessionUsageDeltaStorage deltaStorage;
     std::map<std::string, std::int64_t> toolCalls;
-    std::vector<SessionToolCallIdentity> toolCallIdentities;
+    SessionToolCallProofs toolCallProofs;
     std::vector<SkillLoadEvent> skillLoads;
     std::optional<std::int64_t> parsedByteOffset;  ///< up to here every line has been parsed
     std::optional<TokenBreakdown> lastTokenUsage;
@@ -134,6 +134,45 @@ bool decodeField(const BytesField<Record>& entry, JsonView value, Record& into) 
     if (!bytes) return false;
     into.*entry.member = std::move(*bytes);
     return true;
+}
+
+/// Proofs of tool calls by the tool's name; base64 in JSON.
+template <class Record>
+struct ToolCallProofsField {
+    std::string_view name;
+    SessionToolCallProofs Record::*member;
+};
+
+template <class Record>
+void encodeField(const ToolCallProofsField<Record>& entry, const Record& record, RecordForm,
+                 JsonValue::Object& members) {
+    JsonValue::Object proofs;
+    for (const auto& [name, bytes] : (record.*entry.member).byName) {
+        proofs.insert_or_assign(name, base64Text(bytes));
+    }
+    members.insert_or_assign(std::string(entry.name), std::move(proofs));
+}
+
+template <class Record>
+void writeField(StoredTextWriter& writer, const ToolCallProofsField<Record>& entry,
+                const Record& record, std::size_t start) {
+    writer.writeName(entry.name, start);
+    writer.writeBytesByName((record.*entry.member).byName);
+}
+
+template <class Record>
+bool decodeField(const ToolCallProofsField<Record>& entry, JsonView value, Record& into) {
+    auto& proofs = (into.*entry.member).byName;
+    const JsonView members = value[entry.name];
+    bool isGood = members.isObject();
+    members.forEachMember([&](std::string_view name, JsonView member) {
+        const auto text = member.text();
+        auto bytes = text ? base64Bytes(*text) : std::nullopt;
+        isGood = bytes && bytes->size() % sizeof(std::uint64_t) == 0;
+        if (isGood) proofs.insert_or_assign(std::string(name), *std::move(bytes));
+        return isGood;
+    });
+    return isGood;
 }
 
 /// A file's number. JSON has the signed number of the same 64 bits, since our integers there are
@@ -201,7 +240,7 @@ struct RecordFields<SessionUsageCacheEntry> {
         field("tokenEventCount", &Entry::tokenEventCount),
         field("deltaStorage", &Entry::deltaStorage),
         field("toolCalls", &Entry::toolCalls),
-        field("toolCallIdentities", &Entry::toolCallIdentities),
+        ToolCallProofsField<Entry>{"toolCallProofs", &Entry::toolCallProofs},
         field("skillLoads", &Entry::skillLoads),
         field("parsedByteOffset", &Entry::parsedByteOffset),
         field("lastTokenUsage", &Entry::lastTokenUsage),

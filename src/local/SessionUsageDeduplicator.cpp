@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <set>
 #include <string_view>
-#include <tuple>
+#include <unordered_set>
 
 #include "local/InheritedCounter.h"
 
@@ -61,13 +61,7 @@ namespace CodexUsageReader {
 
 namespace {
 
-// Views of the texts of tool calls: a parent's many calls are not copied for each of its children.
-using IdentityView = std::tuple<std::string_view, std::string_view, std::string_view>;
-using Identities = std::set<IdentityView>;
-
-IdentityView viewOf(const SessionToolCallIdentity& identity) {
-    return {identity.callID, identity.name, identity.kind};
-}
+using Proofs = std::unordered_set<std::uint64_t>;
 
 std::optional<std::string> parentOf(const LoadedSessionUsage& session) {
     return session.entry.lineage ? session.entry.lineage->parentThreadId : std::nullopt;
@@ -76,7 +70,7 @@ std::optional<std::string> parentOf(const LoadedSessionUsage& session) {
 // What a session shares with its ancestors.
 struct Inheritance {
     std::size_t copiedPrefix = 0;
-    Identities toolCalls;
+    Proofs toolCalls;
 };
 
 using SharedDeltas = std::shared_ptr<const std::vector<SessionUsageDelta>>;
@@ -140,25 +134,25 @@ std::optional<Inheritance> inheritance(const LoadedSessionUsage& session,
                                                    .parent = **history,
                                                    .spawnedAt = session.entry.lineage->spawnedAt}));
         }
-        if (!session.entry.toolCallIdentities.empty()) {
-            for (const auto& identity : ancestor.entry.toolCallIdentities) {
-                result.toolCalls.insert(viewOf(identity));
-            }
+        if (!session.entry.toolCallProofs.byName.empty()) {
+            ancestor.entry.toolCallProofs.forEach(
+                [&](const std::string&, std::uint64_t proof) { result.toolCalls.insert(proof); });
         }
         parent = parentOf(ancestor);
     }
     return result;
 }
 
-void removeCopiedCalls(const Identities& copied, const SessionUsageCacheEntry& entry,
+void removeCopiedCalls(const Proofs& copied, const SessionUsageCacheEntry& entry,
                        EffectiveSessionUsage& usage) {
-    for (const SessionToolCallIdentity& identity : entry.toolCallIdentities) {
-        const auto count = usage.toolCalls.find(identity.name);
-        if (!copied.contains(viewOf(identity)) || count == usage.toolCalls.end()) continue;
+    entry.toolCallProofs.forEach([&](const std::string& name, std::uint64_t proof) {
+        const auto count = usage.toolCalls.find(name);
+        if (!copied.contains(proof) || count == usage.toolCalls.end()) return;
         if (--count->second <= 0) usage.toolCalls.erase(count);
-    }
+    });
     std::erase_if(usage.skillLoads, [&](const SkillLoadEvent& load) {
-        return load.toolCallIdentity && copied.contains(viewOf(*load.toolCallIdentity));
+        return load.toolCallIdentity &&
+               copied.contains(SessionToolCallProofs::proof(*load.toolCallIdentity));
     });
 }
 

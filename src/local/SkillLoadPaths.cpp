@@ -39,11 +39,11 @@ std::size_t spaceSize(std::string_view text) {
 
 // Whether the name goes on behind its first letter at `at`, quotes and backslashes aside.
 bool nameGoesOn(std::string_view bytes, std::size_t at) {
-    for (const char letter : std::string_view("KILL.md")) {
+    for (const char letter : std::string_view("KILL.")) {
         if (at >= bytes.size() || bytes[at] != letter) return false;
         at = bytes.find_first_not_of(quotesAndBackslash, at + 1);
     }
-    return true;
+    return at < bytes.size() && bytes.substr(at).starts_with("md");
 }
 
 // Whether JSON in the bytes may write a letter, a quote or a backslash by its number.

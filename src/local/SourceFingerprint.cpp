@@ -45,20 +45,29 @@ void appendSession(std::string& text, const LoadedSessionUsage& session) {
     appendNumber(text, entry.deltaCount());
 }
 
+void appendFile(std::string& text, const std::filesystem::path& path, bool withTime) {
+    struct stat status {};
+    if (::stat(path.c_str(), &status) != 0) {
+        text += errno == ENOENT || errno == ENOTDIR ? "missing|" : "unknown|";
+        return;
+    }
+    appendNumber(text, status.st_size);
+    if (!withTime) return;
+    appendNumber(text, status.st_mtim.tv_sec);
+    appendNumber(text, status.st_mtim.tv_nsec);
+}
+
 }  // namespace
 
 std::string fileFingerprint(const std::vector<std::filesystem::path>& paths) {
     std::string text;
-    for (const auto& path : paths) {
-        struct stat status {};
-        if (::stat(path.c_str(), &status) == 0) {
-            appendNumber(text, status.st_size);
-            appendNumber(text, status.st_mtim.tv_sec);
-            appendNumber(text, status.st_mtim.tv_nsec);
-        } else {
-            text += errno == ENOENT || errno == ENOTDIR ? "missing|" : "unknown|";
-        }
-    }
+    for (const auto& path : paths) appendFile(text, path, true);
+    return text;
+}
+
+std::string fileSizeFingerprint(const std::filesystem::path& path) {
+    std::string text;
+    appendFile(text, path, false);
     return text;
 }
 

@@ -13,6 +13,9 @@ namespace vantry::CodexUsageReader {
 /// Looks at the file system; any thread.
 std::string fileFingerprint(const std::vector<std::filesystem::path>& paths);
 
+/// The same of one file, without its time.
+std::string fileSizeFingerprint(const std::filesystem::path& path);
+
 /// Each session's row and what is known of its log, by the path of the log.
 std::string sessionSourcesFingerprint(const std::vector<LoadedSessionUsage>& sessions);
 

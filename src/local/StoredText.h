@@ -55,6 +55,18 @@ class StoredTextWriter {
         text_.append(1, '"').append(base64Text(bytes)).append(1, '"');
     }
 
+    void writeBytesByName(const std::map<std::string, std::string>& values) {
+        text_ += '{';
+        const std::size_t start = text_.size();
+        for (const auto& [name, bytes] : values) {
+            separate(start);
+            write(name);
+            text_ += ':';
+            writeBytes(bytes);
+        }
+        text_ += '}';
+    }
+
     template <class T>
     void write(const std::vector<T>& values) {
         text_ += '[';

@@ -78,6 +78,11 @@ UsageSourceQuality sourceOfTotals(const std::vector<MergedDay>& days) {
                                              : UsageSourceQuality::detailed;
 }
 
+bool areKnown(const std::vector<MergedDay>& days, std::size_t lastCount) {
+    const auto first = days.end() - static_cast<std::ptrdiff_t>(std::min(lastCount, days.size()));
+    return std::all_of(first, days.end(), [](const MergedDay& day) { return !!day.usage; });
+}
+
 UsageTrend trendOf(const std::vector<MergedDay>& days, const StatisticsWindows& windows,
                    const Calendar& calendar) {
     std::map<std::string, PricedTokenUsage> usageByDay;
@@ -105,6 +110,11 @@ UsageTrend trendOf(const std::vector<MergedDay>& days, const StatisticsWindows& 
                                        .unavailableDayKeys = std::move(unavailable)});
     // What the priced days of a month cost says nothing of the others.
     if (!isMonthPriced) trend.projectedMonthCostUSD.reset();
+    if (!days.back().usage) trend.summary = {};
+    if (!areKnown(days, 14)) {
+        trend.summary.changePercent.reset();
+        trend.summary.isNewActivity = false;
+    }
     return trend;
 }
 
@@ -169,7 +179,6 @@ HybridDailyUsage mergeCloudDailyUsage(CloudDailyUsageMerge merge) {
     if (!isSumRepresentable(days)) {
         result.messages.emplace_back("混合 token 汇总超出可表示范围，历史聚合暂不可用");
         local.usageTrend.reset();
-        local.detailedUsage.reset();
         local.dailyBuckets.clear();
         return result;
     }

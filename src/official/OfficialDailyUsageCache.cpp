@@ -101,8 +101,10 @@ std::optional<CachedOfficialDailyUsage> readPersistentOfficialDailyUsageCache(
 
 void resolveOfficialDailyUsagePersistence(const OfficialDailyUsagePersistence& persistence) {
     AppServerSnapshot& session = persistence.snapshot;
-    if (session.cloudDailyBuckets) {
-        // Days of nobody known are shown as they came, and kept for nobody.
+    const auto& previous = persistence.previousSnapshot;
+    const bool isOwned = session.accountIdentity || !previous || !previous->accountIdentity;
+    if (session.cloudDailyBuckets && isOwned) {
+        // Where nobody is known, the days are shown as they came, and kept for nobody.
         writePersistentOfficialDailyUsageCache(
             {.context = persistence.context,
              .accountIdentity = session.accountIdentity,

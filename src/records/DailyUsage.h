@@ -89,6 +89,9 @@ struct UsageTrend {
     std::int64_t activeDayCount = 0;
     UsageSourceQuality sourceQuality = UsageSourceQuality::detailed;
 
+    /// Whether the last day's usage is known: without it the summary says nothing.
+    bool knowsToday() const;
+
     friend bool operator==(const UsageTrend&, const UsageTrend&) = default;
 };
 
@@ -104,8 +107,15 @@ struct RecordFields<UsageTrend> {
         shownField<Trend>("dayCount", [](const Trend& t) { return t.dayBuckets.size(); }),
         field("activeDayCount", &Trend::activeDayCount),
         shownField<Trend>("dailyAverageTokens",
-                          [](const Trend& t) { return t.summary.dailyAverageTokens; }),
-        shownField<Trend>("sevenDay", [](const Trend& t) { return t.summary.sevenDay; }),
+                          [](const Trend& t) {
+                              return t.knowsToday() ? std::optional(t.summary.dailyAverageTokens)
+                                                    : std::nullopt;
+                          }),
+        shownField<Trend>("sevenDay",
+                          [](const Trend& t) {
+                              return t.knowsToday() ? std::optional(t.summary.sevenDay)
+                                                    : std::nullopt;
+                          }),
         shownField<Trend>("peakDay", [](const Trend& t) { return t.summary.peakDay; }),
         shownField<Trend>("changePercent", [](const Trend& t) { return t.summary.changePercent; }),
         shownField<Trend>("isNewActivity", [](const Trend& t) { return t.summary.isNewActivity; }),

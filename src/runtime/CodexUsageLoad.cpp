@@ -1,6 +1,7 @@
 #include "runtime/CodexUsageLoad.h"
 
 #include <algorithm>
+#include <exception>
 #include <system_error>
 
 #include "diagnostics/ReaderPerformanceTrace.h"
@@ -51,7 +52,7 @@ void fillBoxes(Boxes& boxes, const RuntimeLoadContext& context,
             options.onQuotaReady(makeQuotaSnapshot(
                 {.context = context, .appServer = read, .isLoadingLocalUsage = true}));
     });
-    if (auto reusable = reusableLocalUsageResult(options)) {
+    if (auto reusable = reusableLocalUsageResult(context, options)) {
         boxes.localUsage.set({.result = *std::move(reusable), .messages = {}});
     } else {
         group.submit([&] { boxes.localUsage.set(sources.localUsage(context)); });
@@ -62,6 +63,19 @@ void fillBoxes(Boxes& boxes, const RuntimeLoadContext& context,
         group.submit([&] { boxes.taskBoard.set(sources.taskBoard(context)); });
     }
     group.wait();
+}
+
+bool holdsOfficialDays(const LocalUsageReadResult& result) {
+    return result.local && result.local->usageTrend &&
+           result.local->usageTrend->sourceQuality != UsageSourceQuality::detailed;
+}
+
+LocalUsageRead readLocalAgain(const RuntimeLoadContext& context, const ReadSources& sources) {
+    try {
+        return sources.localUsage(context);
+    } catch (const std::exception&) {
+        return {{}, {"本机用量读取未完成"}};
+    }
 }
 
 // The official days of this session, or the last complete ones of the same account.
@@ -112,6 +126,12 @@ UsageSnapshot load(const RuntimeLoadContext& context, const RuntimeSnapshotLoadO
 
     UsageSnapshot snapshot = makeQuotaSnapshot(
         {.context = context, .appServer = appServer, .isLoadingLocalUsage = false});
+    if (!snapshot.cloudDailyBuckets && holdsOfficialDays(localUsage.result)) {
+        // The days of a reused batch were somebody's, and nobody stands for them now.
+        localUsage = readLocalAgain(context, sources);
+        snapshot.messages.insert(snapshot.messages.end(), localUsage.messages.begin(),
+                                 localUsage.messages.end());
+    }
     if (localUsage.result.local) {
         auto hybrid = mergeCloudDailyUsage({.cloudDailyBuckets = snapshot.cloudDailyBuckets,
                                             .into = *std::move(localUsage.result.local),
@@ -132,8 +152,12 @@ UsageSnapshot load(const RuntimeLoadContext& context, const RuntimeSnapshotLoadO
 }
 
 std::optional<LocalUsageReadResult> reusableLocalUsageResult(
-    const RuntimeSnapshotLoadOptions& options) {
+    const RuntimeLoadContext& context, const RuntimeSnapshotLoadOptions& options) {
     if (!options.reuseLocalUsage || !options.previousSnapshot) return std::nullopt;
+    const auto& capturedAt = options.previousSnapshot->localUsageCapturedAt;
+    if (capturedAt && context.statistics.dayKey(*capturedAt) != context.statistics.currentDayKey()) {
+        return std::nullopt;
+    }
     const UsageSnapshot& previous = *options.previousSnapshot;
     if (previous.localUsageIsStale || previous.cloudDailyUsageIsStale || !previous.local) {
         return std::nullopt;

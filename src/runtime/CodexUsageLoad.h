@@ -39,9 +39,9 @@ UsageSnapshot load(const RuntimeLoadContext& context, const RuntimeSnapshotLoadO
                    const ReadSources& sources);
 
 /// The local usage that `options` allow to take over from the previous snapshot: only one that is
-/// neither stale itself nor mixed with stale official days.
+/// of the same statistics day that is neither stale itself nor mixed with stale official days.
 std::optional<LocalUsageReadResult> reusableLocalUsageResult(
-    const RuntimeSnapshotLoadOptions& options);
+    const RuntimeLoadContext& context, const RuntimeSnapshotLoadOptions& options);
 
 /// The account's side of a snapshot, with nothing local in it.
 struct QuotaSnapshotParts {

@@ -15,7 +15,7 @@ StatisticsWindows StatisticsWindows::of(const StatisticsContext& statistics) {
             .yesterdayStart = startOf(-1),
             .sevenDayStart = startOf(-6),
             .thirtyDayStart = startOf(-29),
-            .monthStart = startOf(1 - dayOfMonth),
+            .monthStart = calendar.startOfDateAdding(1 - dayOfMonth, today).value_or(today),
             .trendStart = startOf(-190)};
 }
 
