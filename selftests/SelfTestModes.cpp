@@ -5,34 +5,8 @@
 #include <iostream>
 #include <string>
 
-#include "selftests/diagnostics/DebugLogSelfTest.h"
-#include "selftests/entry/ApplicationStartSelfTest.h"
-#include "selftests/entry/JSONDumpWriterSelfTest.h"
-#include "selftests/io/BoundedProcessRunnerSelfTest.h"
-#include "selftests/io/ReaderIOSelfTest.h"
+#include "selftests/Suites.h"
 #include "selftests/local/LocalAnalyticsSelfTest.h"
-#include "selftests/local/ModelUsageParsingSelfTest.h"
-#include "selftests/local/ProjectNamesSelfTest.h"
-#include "selftests/local/SessionLineageSelfTest.h"
-#include "selftests/local/SessionParserBudgetSelfTest.h"
-#include "selftests/local/SessionUsageCacheSelfTest.h"
-#include "selftests/local/SkillAttributionSelfTest.h"
-#include "selftests/local/TaskSemanticsSelfTest.h"
-#include "selftests/official/AppServerConversationSelfTest.h"
-#include "selftests/official/AppServerSessionSelfTest.h"
-#include "selftests/official/CodexExecutableSelfTest.h"
-#include "selftests/official/OfficialDailyUsageSelfTest.h"
-#include "selftests/official/QuotaWindowSelfTest.h"
-#include "selftests/official/RateLimitParsingSelfTest.h"
-#include "selftests/platform/PlatformSelfTest.h"
-#include "selftests/presentation/CodexSessionOpenerSelfTest.h"
-#include "selftests/presentation/TaskBoardPresentationSelfTest.h"
-#include "selftests/runtime/AgentUsageAggregatorSelfTest.h"
-#include "selftests/runtime/RuntimeLoadSelfTest.h"
-#include "selftests/statistics/ModelUsageTrendSelfTest.h"
-#include "selftests/statistics/ProjectUsageDetailSelfTest.h"
-#include "selftests/statistics/StatisticsTimeZoneSelfTest.h"
-#include "selftests/statistics/UsageTrendSelfTest.h"
 
 namespace vantry {
 

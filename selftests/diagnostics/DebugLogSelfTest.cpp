@@ -1,5 +1,3 @@
-#include "selftests/diagnostics/DebugLogSelfTest.h"
-
 #include <chrono>
 #include <fcntl.h>
 #include <filesystem>
@@ -14,6 +12,7 @@
 
 #include "diagnostics/DebugLog.h"
 #include "platform/FileDescriptor.h"
+#include "selftests/Suites.h"
 #include "selftests/support/SelfTest.h"
 
 namespace vantry {

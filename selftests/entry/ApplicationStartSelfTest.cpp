@@ -1,6 +1,5 @@
-#include "selftests/entry/ApplicationStartSelfTest.h"
-
 #include "entry/ApplicationStart.h"
+#include "selftests/Suites.h"
 #include "selftests/support/SelfTest.h"
 
 namespace vantry::ApplicationStartSelfTest {

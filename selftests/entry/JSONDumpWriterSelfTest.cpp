@@ -1,5 +1,3 @@
-#include "selftests/entry/JSONDumpWriterSelfTest.h"
-
 #include <initializer_list>
 #include <sstream>
 #include <string>
@@ -7,6 +5,7 @@
 #include "entry/JsonDump.h"
 #include "platform/JsonReader.h"
 #include "runtime/CodexRuntimeProvider.h"
+#include "selftests/Suites.h"
 #include "selftests/support/SelfTest.h"
 
 namespace vantry::JSONDumpWriterSelfTest {

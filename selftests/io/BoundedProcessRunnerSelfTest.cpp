@@ -1,5 +1,3 @@
-#include "selftests/io/BoundedProcessRunnerSelfTest.h"
-
 #include <array>
 #include <cerrno>
 #include <chrono>
@@ -18,6 +16,7 @@
 
 #include "io/BoundedProcessRunner.h"
 #include "io/ChildProcess.h"
+#include "selftests/Suites.h"
 #include "selftests/support/SelfTest.h"
 
 namespace vantry {

@@ -1,5 +1,3 @@
-#include "selftests/io/ReaderIOSelfTest.h"
-
 #include <array>
 #include <atomic>
 #include <cerrno>
@@ -24,6 +22,7 @@
 #include "io/BoundedCacheData.h"
 #include "io/LocalFileAccess.h"
 #include "io/RegularFileReader.h"
+#include "selftests/Suites.h"
 #include "selftests/support/SelfTest.h"
 
 namespace vantry {

@@ -1,11 +1,10 @@
-#include "selftests/local/ModelUsageParsingSelfTest.h"
-
 #include <string>
 #include <vector>
 
 #include "local/SessionLineParser.h"
 #include "local/ThreadIndex.h"
 #include "platform/Iso8601.h"
+#include "selftests/Suites.h"
 #include "selftests/support/SelfTest.h"
 #include "statistics/LocalModelUsageAccumulator.h"
 #include "statistics/ModelTokenPrice.h"
@@ -125,11 +124,10 @@ void checkContext(SelfTest& test) {
     log.add(R"({"payload":{"type":"function_call_output","name":"shell"}})");
     SessionToolCallProofs expectedProofs;
     expectedProofs.add({"c1", "apply_patch", "function_call"});
-    test.expect(
-        log.usage.toolCalls ==
-                std::map<std::string, std::int64_t>{{"apply_patch", 2}, {"shell", 1}} &&
-            log.usage.toolCallProofs == expectedProofs,
-        "a call without a name counts nothing, one without an id has no identity");
+    test.expect(log.usage.toolCalls ==
+                        std::map<std::string, std::int64_t>{{"apply_patch", 2}, {"shell", 1}} &&
+                    log.usage.toolCallProofs == expectedProofs,
+                "a call without a name counts nothing, one without an id has no identity");
     for (const char* bad : {"", " \n", "a\x01", "a/b", "a\xC2\x81z"}) {
         test.expect(!LocalModelUsageAccumulator::normalizedModel(bad), "no model");
     }

@@ -1,9 +1,8 @@
-#include "selftests/local/ProjectNamesSelfTest.h"
-
 #include <string>
 #include <utility>
 
 #include "local/ProjectNames.h"
+#include "selftests/Suites.h"
 #include "selftests/support/SelfTest.h"
 
 namespace vantry::CodexUsageReader {

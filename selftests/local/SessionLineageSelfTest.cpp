@@ -1,5 +1,3 @@
-#include "selftests/local/SessionLineageSelfTest.h"
-
 #include <cmath>
 #include <list>
 #include <string>
@@ -8,6 +6,7 @@
 #include "local/SessionLineage.h"
 #include "local/SessionUsageDeduplicator.h"
 #include "platform/Iso8601.h"
+#include "selftests/Suites.h"
 #include "selftests/support/SelfTest.h"
 
 namespace vantry::SessionLineageSelfTest {

@@ -1,11 +1,10 @@
-#include "selftests/local/SessionParserBudgetSelfTest.h"
-
 #include <filesystem>
 #include <fstream>
 #include <string>
 #include <sys/stat.h>
 
 #include "local/SessionBatch.h"
+#include "selftests/Suites.h"
 #include "selftests/support/SelfTest.h"
 
 namespace vantry::SessionParserBudgetSelfTest {

@@ -1,5 +1,3 @@
-#include "selftests/local/SessionUsageCacheSelfTest.h"
-
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -22,6 +20,7 @@
 #include "local/SessionFileIdentity.h"
 #include "local/SessionUsageCacheFile.h"
 #include "local/SessionUsageValidationPlanner.h"
+#include "selftests/Suites.h"
 #include "selftests/support/SelfTest.h"
 
 namespace vantry {

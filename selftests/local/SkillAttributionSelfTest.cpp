@@ -1,5 +1,3 @@
-#include "selftests/local/SkillAttributionSelfTest.h"
-
 #include <chrono>
 #include <string>
 #include <sys/stat.h>
@@ -11,6 +9,7 @@
 #include "local/SkillUsages.h"
 #include "local/ToolUsages.h"
 #include "platform/Iso8601.h"
+#include "selftests/Suites.h"
 #include "selftests/support/SelfTest.h"
 
 namespace vantry::SkillAttributionSelfTest {

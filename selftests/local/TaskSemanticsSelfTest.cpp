@@ -1,5 +1,3 @@
-#include "selftests/local/TaskSemanticsSelfTest.h"
-
 #include <limits>
 #include <map>
 #include <string>
@@ -11,6 +9,7 @@
 #include "local/SQLiteReader.h"
 #include "local/TaskBoardReader.h"
 #include "local/TaskEvidencePolicy.h"
+#include "selftests/Suites.h"
 #include "selftests/support/SelfTest.h"
 
 namespace vantry::TaskSemanticsSelfTest {

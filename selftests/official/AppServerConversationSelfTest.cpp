@@ -1,5 +1,3 @@
-#include "selftests/official/AppServerConversationSelfTest.h"
-
 #include <deque>
 #include <map>
 #include <set>
@@ -7,6 +5,7 @@
 #include <vector>
 
 #include "official/AppServerConversation.h"
+#include "selftests/Suites.h"
 #include "selftests/support/SelfTest.h"
 
 namespace vantry::AppServerConversationSelfTest {

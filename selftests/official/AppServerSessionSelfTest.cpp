@@ -1,5 +1,3 @@
-#include "selftests/official/AppServerSessionSelfTest.h"
-
 #include <chrono>
 #include <filesystem>
 #include <string>
@@ -7,6 +5,7 @@
 
 #include "official/AppServerSession.h"
 #include "platform/Sha256.h"
+#include "selftests/Suites.h"
 #include "selftests/support/SelfTest.h"
 
 namespace vantry::AppServerSessionSelfTest {

@@ -1,10 +1,9 @@
-#include "selftests/official/CodexExecutableSelfTest.h"
-
 #include <filesystem>
 #include <string>
 #include <vector>
 
 #include "official/CodexExecutable.h"
+#include "selftests/Suites.h"
 #include "selftests/support/SelfTest.h"
 
 namespace vantry::CodexExecutableSelfTest {

@@ -1,5 +1,3 @@
-#include "selftests/official/OfficialDailyUsageSelfTest.h"
-
 #include <algorithm>
 #include <filesystem>
 #include <map>
@@ -12,6 +10,7 @@
 #include "official/OfficialDailyUsageCache.h"
 #include "platform/Iso8601.h"
 #include "platform/Text.h"
+#include "selftests/Suites.h"
 #include "selftests/support/SelfTest.h"
 
 namespace vantry::OfficialDailyUsageSelfTest {

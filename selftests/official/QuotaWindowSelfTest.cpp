@@ -1,9 +1,8 @@
-#include "selftests/official/QuotaWindowSelfTest.h"
-
 #include <cmath>
 #include <limits>
 
 #include "official/RuntimeSummary.h"
+#include "selftests/Suites.h"
 #include "selftests/support/SelfTest.h"
 
 namespace vantry::QuotaWindowSelfTest {

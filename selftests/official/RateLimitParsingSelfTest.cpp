@@ -1,9 +1,8 @@
-#include "selftests/official/RateLimitParsingSelfTest.h"
-
 #include <string>
 
 #include "official/AccountParsing.h"
 #include "platform/Sha256.h"
+#include "selftests/Suites.h"
 #include "selftests/support/SelfTest.h"
 
 namespace vantry::CodexUsageReader {

@@ -1,5 +1,3 @@
-#include "selftests/platform/PlatformSelfTest.h"
-
 #include <atomic>
 #include <cmath>
 #include <fstream>
@@ -18,6 +16,7 @@
 #include "platform/UserDirectories.h"
 #include "platform/WorkQueue.h"
 #include "records/LocalUsage.h"
+#include "selftests/Suites.h"
 #include "selftests/support/SelfTest.h"
 
 namespace vantry::PlatformSelfTest {

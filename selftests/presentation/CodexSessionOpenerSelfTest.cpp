@@ -1,6 +1,5 @@
-#include "selftests/presentation/CodexSessionOpenerSelfTest.h"
-
 #include "presentation/CodexSessionOpener.h"
+#include "selftests/Suites.h"
 #include "selftests/support/SelfTest.h"
 
 namespace vantry::CodexSessionOpenerSelfTest {

@@ -1,6 +1,5 @@
-#include "selftests/presentation/TaskBoardPresentationSelfTest.h"
-
 #include "presentation/TaskBoardPresentation.h"
+#include "selftests/Suites.h"
 #include "selftests/support/SelfTest.h"
 
 namespace vantry::TaskBoardPresentationSelfTest {

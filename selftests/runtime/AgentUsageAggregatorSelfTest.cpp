@@ -1,10 +1,9 @@
-#include "selftests/runtime/AgentUsageAggregatorSelfTest.h"
-
 #include <memory>
 
 #include "runtime/AgentUsageAggregator.h"
 #include "runtime/LocalUsageAggregation.h"
 #include "runtime/MultiRuntimeUsageReader.h"
+#include "selftests/Suites.h"
 #include "selftests/support/SelfTest.h"
 #include "statistics/UsageTrendCalculation.h"
 

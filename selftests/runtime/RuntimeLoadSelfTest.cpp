@@ -1,5 +1,3 @@
-#include "selftests/runtime/RuntimeLoadSelfTest.h"
-
 #include <atomic>
 #include <future>
 #include <stdexcept>
@@ -10,6 +8,7 @@
 #include "runtime/AgentUsageAggregator.h"
 #include "runtime/CodexRuntimeProvider.h"
 #include "runtime/MultiRuntimeUsageReader.h"
+#include "selftests/Suites.h"
 #include "selftests/support/SelfTest.h"
 
 namespace vantry::RuntimeLoadSelfTest {

@@ -1,5 +1,3 @@
-#include "selftests/statistics/ModelUsageTrendSelfTest.h"
-
 #include <cmath>
 #include <limits>
 #include <map>
@@ -8,6 +6,7 @@
 #include <vector>
 
 #include "platform/Iso8601.h"
+#include "selftests/Suites.h"
 #include "selftests/support/SelfTest.h"
 #include "statistics/LocalModelUsageAccumulator.h"
 #include "statistics/ModelUsageTrend.h"

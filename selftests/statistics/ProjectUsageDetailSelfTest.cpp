@@ -1,5 +1,3 @@
-#include "selftests/statistics/ProjectUsageDetailSelfTest.h"
-
 #include <algorithm>
 #include <cmath>
 #include <limits>
@@ -8,6 +6,7 @@
 #include <vector>
 
 #include "platform/Iso8601.h"
+#include "selftests/Suites.h"
 #include "selftests/support/SelfTest.h"
 #include "statistics/ProjectLifetimeEstimate.h"
 #include "statistics/ProjectTimeframe.h"

@@ -1,5 +1,3 @@
-#include "selftests/statistics/StatisticsTimeZoneSelfTest.h"
-
 #include <cmath>
 #include <limits>
 #include <map>
@@ -7,6 +5,7 @@
 
 #include "platform/UserDefaults.h"
 #include "records/RuntimeUsageSnapshot.h"
+#include "selftests/Suites.h"
 #include "selftests/support/SelfTest.h"
 #include "statistics/RuntimeLoadContext.h"
 #include "statistics/StatisticsTimeZonePreferenceStore.h"

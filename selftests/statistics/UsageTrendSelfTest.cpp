@@ -1,5 +1,3 @@
-#include "selftests/statistics/UsageTrendSelfTest.h"
-
 #include <algorithm>
 #include <cmath>
 #include <limits>
@@ -7,6 +5,7 @@
 #include <string>
 
 #include "platform/Iso8601.h"
+#include "selftests/Suites.h"
 #include "selftests/support/SelfTest.h"
 #include "statistics/HeatmapGlowPlanner.h"
 #include "statistics/HourlyUsageSeries.h"

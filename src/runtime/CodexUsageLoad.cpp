@@ -155,7 +155,8 @@ std::optional<LocalUsageReadResult> reusableLocalUsageResult(
     const RuntimeLoadContext& context, const RuntimeSnapshotLoadOptions& options) {
     if (!options.reuseLocalUsage || !options.previousSnapshot) return std::nullopt;
     const auto& capturedAt = options.previousSnapshot->localUsageCapturedAt;
-    if (capturedAt && context.statistics.dayKey(*capturedAt) != context.statistics.currentDayKey()) {
+    if (capturedAt &&
+        context.statistics.dayKey(*capturedAt) != context.statistics.currentDayKey()) {
         return std::nullopt;
     }
     const UsageSnapshot& previous = *options.previousSnapshot;

@@ -1,0 +1,38 @@
+#pragma once
+
+/// Every suite. Each prints its outcome, and is true when all of its expectations held.
+// clang-format off
+namespace vantry {
+
+namespace AgentUsageAggregatorSelfTest { bool run(); }
+namespace AppServerConversationSelfTest { bool run(); }
+namespace AppServerSessionSelfTest { bool run(); }
+namespace ApplicationStartSelfTest { bool run(); }
+namespace BoundedProcessRunnerSelfTest { bool run(); }
+namespace CodexExecutableSelfTest { bool run(); }
+namespace CodexSessionOpenerSelfTest { bool run(); }
+namespace DebugLogSelfTest { bool run(); }
+namespace JSONDumpWriterSelfTest { bool run(); }
+namespace ModelUsageTrendSelfTest { bool run(); }
+namespace OfficialDailyUsageSelfTest { bool run(); }
+namespace PlatformSelfTest { bool run(); }
+namespace ProjectUsageDetailSelfTest { bool run(); }
+namespace QuotaWindowSelfTest { bool run(); }
+namespace ReaderIOSelfTest { bool run(); }
+namespace RuntimeLoadSelfTest { bool run(); }
+namespace SessionLineageSelfTest { bool run(); }
+namespace SessionParserBudgetSelfTest { bool run(); }
+namespace SessionUsageCacheSelfTest { bool run(); }
+namespace SkillAttributionSelfTest { bool run(); }
+namespace StatisticsTimeZoneSelfTest { bool run(); }
+namespace TaskBoardPresentationSelfTest { bool run(); }
+namespace TaskSemanticsSelfTest { bool run(); }
+namespace UsageTrendSelfTest { bool run(); }
+
+namespace CodexUsageReader {
+bool runCodexProjectNameParsingSelfTest();
+bool runModelUsageParsingSelfTest();
+bool runRateLimitParsingSelfTest();
+}
+
+}  // namespace vantry

@@ -1,7 +1,0 @@
-#pragma once
-
-namespace vantry::ApplicationStartSelfTest {
-
-bool run();
-
-}  // namespace vantry::ApplicationStartSelfTest

@@ -1,7 +1,0 @@
-#pragma once
-
-namespace vantry::JSONDumpWriterSelfTest {
-
-bool run();
-
-}  // namespace vantry::JSONDumpWriterSelfTest

@@ -1,8 +1,0 @@
-#pragma once
-
-/// Files that are swapped, cut or turned into something else, and a pipe whose reader misbehaves.
-namespace vantry::ReaderIOSelfTest {
-
-bool run();
-
-}

@@ -1,8 +1,0 @@
-#pragma once
-
-namespace vantry::CodexUsageReader {
-
-/// What a line of a session log says: tokens, models and tool calls.
-bool runModelUsageParsingSelfTest();
-
-}  // namespace vantry::CodexUsageReader

@@ -1,7 +1,0 @@
-#pragma once
-
-namespace vantry::SessionLineageSelfTest {
-
-bool run();
-
-}  // namespace vantry::SessionLineageSelfTest

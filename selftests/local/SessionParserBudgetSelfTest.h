@@ -1,7 +1,0 @@
-#pragma once
-
-namespace vantry::SessionParserBudgetSelfTest {
-
-bool run();
-
-}  // namespace vantry::SessionParserBudgetSelfTest

@@ -1,7 +1,0 @@
-#pragma once
-
-namespace vantry::TaskSemanticsSelfTest {
-
-bool run();
-
-}  // namespace vantry::TaskSemanticsSelfTest

@@ -1,7 +1,0 @@
-#pragma once
-
-namespace vantry::AppServerConversationSelfTest {
-
-bool run();
-
-}  // namespace vantry::AppServerConversationSelfTest

@@ -1,7 +1,0 @@
-#pragma once
-
-namespace vantry::AppServerSessionSelfTest {
-
-bool run();
-
-}  // namespace vantry::AppServerSessionSelfTest

@@ -1,7 +1,0 @@
-#pragma once
-
-namespace vantry::CodexExecutableSelfTest {
-
-bool run();
-
-}  // namespace vantry::CodexExecutableSelfTest

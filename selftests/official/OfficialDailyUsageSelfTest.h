@@ -1,7 +1,0 @@
-#pragma once
-
-namespace vantry::OfficialDailyUsageSelfTest {
-
-bool run();
-
-}  // namespace vantry::OfficialDailyUsageSelfTest

@@ -1,7 +1,0 @@
-#pragma once
-
-namespace vantry::QuotaWindowSelfTest {
-
-bool run();
-
-}  // namespace vantry::QuotaWindowSelfTest

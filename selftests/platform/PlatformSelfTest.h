@@ -1,7 +1,0 @@
-#pragma once
-
-namespace vantry::PlatformSelfTest {
-
-bool run();
-
-}  // namespace vantry::PlatformSelfTest

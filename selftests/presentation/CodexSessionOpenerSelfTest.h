@@ -1,7 +1,0 @@
-#pragma once
-
-namespace vantry::CodexSessionOpenerSelfTest {
-
-bool run();
-
-}  // namespace vantry::CodexSessionOpenerSelfTest

@@ -1,7 +1,0 @@
-#pragma once
-
-namespace vantry::TaskBoardPresentationSelfTest {
-
-bool run();
-
-}  // namespace vantry::TaskBoardPresentationSelfTest

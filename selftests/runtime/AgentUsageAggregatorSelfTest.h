@@ -1,7 +1,0 @@
-#pragma once
-
-namespace vantry::AgentUsageAggregatorSelfTest {
-
-bool run();
-
-}  // namespace vantry::AgentUsageAggregatorSelfTest

@@ -1,7 +1,0 @@
-#pragma once
-
-namespace vantry::RuntimeLoadSelfTest {
-
-bool run();
-
-}  // namespace vantry::RuntimeLoadSelfTest

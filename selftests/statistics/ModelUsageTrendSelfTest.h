@@ -1,7 +1,0 @@
-#pragma once
-
-namespace vantry::ModelUsageTrendSelfTest {
-
-bool run();
-
-}  // namespace vantry::ModelUsageTrendSelfTest

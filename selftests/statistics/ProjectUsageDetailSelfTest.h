@@ -1,7 +1,0 @@
-#pragma once
-
-namespace vantry::ProjectUsageDetailSelfTest {
-
-bool run();
-
-}  // namespace vantry::ProjectUsageDetailSelfTest

@@ -1,7 +1,0 @@
-#pragma once
-
-namespace vantry::StatisticsTimeZoneSelfTest {
-
-bool run();
-
-}  // namespace vantry::StatisticsTimeZoneSelfTest

@@ -1,7 +1,0 @@
-#pragma once
-
-namespace vantry::UsageTrendSelfTest {
-
-bool run();
-
-}  // namespace vantry::UsageTrendSelfTest
