@@ -62,11 +62,10 @@ void checkRegularFiles(SelfTest& test) {
     const std::uint64_t identity = inode(regular);
     const auto open = [](const fs::path& path) { return RegularFileReader::open({.path = path}); };
     test.expect(contents(open(regular)) == "one\ntwo\n", "a regular file opens");
-    test.expect(!open(link), "a symbolic link does not open");
-    test.expect(!open(directory.path()) && !open(directory.path() / "missing"),
-                "neither a directory nor nothing opens");
-    test.expect(!open(fs::path(regular.string() + std::string("\0x", 2))),
-                "a path is never cut at a NUL byte");
+    for (const fs::path& other : {link, directory.path(), directory.path() / "missing",
+                                  fs::path(regular.string() + std::string("\0x", 2))}) {
+        test.expect(!open(other), "no link, directory, nothing or path with a NUL byte opens");
+    }
 
     const auto withSize = [&](std::int64_t size) {
         return RegularFileReader::open(
@@ -122,45 +121,38 @@ void checkLocalAccess(SelfTest& test) {
     fs::create_symlink(home / "sessions/log.jsonl", home / "log.jsonl");
 
     struct Case {
+        std::string_view what;
+        bool allowed;
         fs::path path;
         std::vector<LocalFileRoot> roots;
-        bool allowed;
-        std::string_view what;
     };
     const fs::path log = home / "sessions/log.jsonl";
+    const fs::path beside = directory.path() / "home-other/log.jsonl";
+    const fs::path viaAlias = alias / "sessions/log.jsonl";
+    const LocalFileRoot plain{.path = home};
+    const LocalFileRoot strict{.path = alias, .checksRootForSymlink = true};
     const std::string slashes = home.string() + "//";
     const std::vector<Case> cases = {
-        {log, {{.path = home}}, true, "a plain file below its root"},
-        {log, {{.path = slashes}}, true, "slashes at the end of a root do not matter"},
-        {slashes + "sessions//log.jsonl", {{.path = home}}, true, "nor do empty components"},
-        {log, {{.path = "/"}}, true, "everything plain lies below /"},
-        {home, {{.path = home}}, true, "the root itself"},
-        {log, {}, false, "no root, no access"},
-        {log, {{.path = ""}}, false, "an unknown root holds nothing"},
-        {directory.path() / "home-other/log.jsonl",
-         {{.path = home}},
-         false,
-         "a longer name beside"},
-        {directory.path() / "home-other/log.jsonl",
-         {{.path = home}, {.path = directory.path() / "home-other"}},
+        {"a plain file below its root", true, log, {plain}},
+        {"slashes at the end of a root do not matter", true, log, {{.path = slashes}}},
+        {"nor do empty components", true, slashes + "sessions//log.jsonl", {plain}},
+        {"everything plain lies below /", true, log, {{.path = "/"}}},
+        {"the root itself", true, home, {plain}},
+        {"no root, no access", false, log, {}},
+        {"an unknown root holds nothing", false, log, {{.path = ""}}},
+        {"a longer name beside", false, beside, {plain}},
+        {"a root whose name begins like the one before it",
          true,
-         "a root whose name begins like the one before it"},
-        {home / "sessions/none.jsonl", {{.path = home}}, false, "a missing file"},
-        {home / "log.jsonl", {{.path = home}}, false, "a link as the last component"},
-        {home / "log.jsonl/", {{.path = home}}, false, "a link with a slash behind it"},
-        {home / "linked/log.jsonl", {{.path = home}}, false, "a link in the middle"},
-        {home / "../home-other/log.jsonl", {{.path = home}}, false, "a way out of the root"},
-        {alias / "sessions/log.jsonl", {{.path = alias}}, true, "a root that is a link"},
-        {alias / "sessions/log.jsonl",
-         {{.path = alias, .checksRootForSymlink = true}},
-         false,
-         "a root that must not be a link"},
-        {alias,
-         {{.path = alias, .checksRootForSymlink = true},
-          {.path = directory.path()},
-          {.path = alias}},
-         false,
-         "the first root that fits decides"},
+         beside,
+         {plain, {beside.parent_path()}}},
+        {"a missing file", false, home / "sessions/none.jsonl", {plain}},
+        {"a link as the last component", false, home / "log.jsonl", {plain}},
+        {"a link with a slash behind it", false, home / "log.jsonl/", {plain}},
+        {"a link in the middle", false, home / "linked/log.jsonl", {plain}},
+        {"a way out of the root", false, home / "../home-other/log.jsonl", {plain}},
+        {"a root that is a link", true, viaAlias, {{.path = alias}}},
+        {"a root that must not be a link", false, viaAlias, {strict}},
+        {"the first root that fits decides", false, alias, {strict, {directory.path()}, {alias}}},
     };
     for (const Case& each : cases) {
         test.expect(localFileAccessIsAllowed(each.path, each.roots) == each.allowed, each.what);

@@ -6,7 +6,6 @@
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <limits>
 #include <map>
 #include <optional>
@@ -111,45 +110,47 @@ void checkDeltas(SelfTest& test) {
 }
 
 void checkDamagedDeltas(SelfTest& test) {
-    using Models = std::vector<std::string>;
-    const auto errorOf = [&](std::int64_t count, const std::string& payload, bool isCompressed,
-                             const Models& models = {}) {
-        const SessionUsageDeltaStorage storage{count, isCompressed, payload, models};
-        const auto decoding = storage.decoded();
-        test.expect(storage.damage() == decoding.error &&
-                        decoding.deltas.has_value() == decoding.error.empty(),
-                    "a test and a decoding agree");
-        return decoding.error;
-    };
+    constexpr double infinity = std::numeric_limits<double>::infinity();
     const std::string good = record(1, 1, 0);
-    test.expect(
-        errorOf(1, good, false).empty() && errorOf(1, record(1, 1, 1), false, {"m"}).empty(),
-        "sound bytes are not refused");
-    for (const std::string& payload : {good.substr(1), good + "x", good + good}) {
-        test.expect(errorOf(1, payload, false) == "invalid raw session delta size", "size");
-    }
-    for (const std::int64_t count : {std::int64_t{-1}, std::int64_t{164'703'072'086'692'426}}) {
-        test.expect(errorOf(count, good, false) == "invalid session delta count", "count");
-    }
     const std::string packed =
         SessionUsageDeltaStorage::encoding({9, delta(0, 1, std::nullopt)}).payload;
-    test.expect(errorOf(9, packed, true).empty(), "compressed bytes are not refused");
-    for (const auto& [count, payload] : std::map<std::int64_t, std::string>{
-             {0, "x"}, {1, ""}, {2, std::string(1, '\0')}, {8, packed}, {10, packed}}) {
-        test.expect(errorOf(count, payload, true) == "invalid compressed session deltas", "bytes");
-    }
-    for (const std::uint64_t model : {2ULL, ~0ULL}) {
-        test.expect(
-            errorOf(1, record(1, 1, model), false, {"m"}) == "truncated session delta payload",
-            "model");
-    }
-    constexpr double infinity = std::numeric_limits<double>::infinity();
-    for (const std::string& bad :
-         {record(std::nan(""), 1, 0), record(infinity, 1, 0), record(1, -1, 0)}) {
-        test.expect(errorOf(2, good + bad, false) == "invalid session delta value", "value");
+    const char* const size = "invalid raw session delta size";
+    const char* const amount = "invalid session delta count";
+    const char* const bytes = "invalid compressed session deltas";
+    const char* const model = "truncated session delta payload";
+    const char* const value = "invalid session delta value";
+    struct Case {
+        std::int64_t count;
+        std::string payload;
+        bool isCompressed;
+        std::string error;
+    };
+    const Case cases[] = {{1, good, false, ""},
+                          {1, record(1, 1, 1), false, ""},
+                          {9, packed, true, ""},
+                          {1, good.substr(1), false, size},
+                          {1, good + "x", false, size},
+                          {1, good + good, false, size},
+                          {-1, good, false, amount},
+                          {164'703'072'086'692'426, good, false, amount},
+                          {0, "x", true, bytes},
+                          {1, "", true, bytes},
+                          {2, std::string(1, '\0'), true, bytes},
+                          {8, packed, true, bytes},
+                          {10, packed, true, bytes},
+                          {1, record(1, 1, 2), false, model},
+                          {1, record(1, 1, ~0ULL), false, model},
+                          {2, good + record(std::nan(""), 1, 0), false, value},
+                          {2, good + record(infinity, 1, 0), false, value},
+                          {2, good + record(1, -1, 0), false, value}};
+    for (const Case& each : cases) {
+        const SessionUsageDeltaStorage storage{each.count, each.isCompressed, each.payload, {"m"}};
+        const auto decoding = storage.decoded();
+        test.expect(decoding.error == each.error && storage.damage() == each.error &&
+                        decoding.deltas.has_value() == each.error.empty(),
+                    "a test and a decoding agree: " + each.error);
     }
 }
-
 void checkTrail(SelfTest& test) {
     SessionReadingTrail longTrail;
     for (std::int64_t i = 0; i < 500; ++i) longTrail.ordinals.push_back(i * 20);
@@ -159,11 +160,10 @@ void checkTrail(SelfTest& test) {
     for (const SessionReadingTrail& trail : {longTrail, shortTrail, SessionReadingTrail{}}) {
         const auto count = static_cast<std::int64_t>(trail.ordinals.size());
         const auto storage = SessionReadingTrailStorage::encoding(trail);
-        test.expect(storage.decoded(count) == trail && storage.isTrail(count),
-                    "a trail comes back as it was");
-        test.expect(storage.isCompressed == (count == 500) && !storage.decoded(count + 1) &&
+        test.expect(storage.decoded(count) == trail && storage.isTrail(count) &&
+                        storage.isCompressed == (count == 500) && !storage.decoded(count + 1) &&
                         !storage.decoded(count - 1),
-                    "a trail has exactly one line number a delta");
+                    "a trail comes back as it was, with exactly one line number a delta");
     }
     for (const SessionReadingTrail& trail : std::vector<SessionReadingTrail>{
              {.ordinals = {3, 2}},
@@ -175,12 +175,10 @@ void checkTrail(SelfTest& test) {
         test.expect(!SessionReadingTrailStorage::encoding(trail).isTrail(2),
                     "a trail that cannot be is damaged");
     }
-    test.expect(
-        !SessionReadingTrailStorage{.ordinals = "\x80", .byteCount = 1}.isTrail(1) &&
-            !SessionReadingTrailStorage{.ordinals = "\1", .byteCount = 2}.isTrail(1) &&
-            !SessionReadingTrailStorage{.ordinals = "x", .byteCount = 90, .isCompressed = true}
-                 .isTrail(9),
-        "cut bytes are no trail");
+    test.expect(!SessionReadingTrailStorage{"\x80", 1}.isTrail(1) &&
+                    !SessionReadingTrailStorage{"\1", 2}.isTrail(1) &&
+                    !SessionReadingTrailStorage{"x", 90, true}.isTrail(9),
+                "cut bytes are no trail");
 }
 
 void checkDocument(SelfTest& test) {
@@ -305,10 +303,10 @@ void checkFile(SelfTest& test) {
     next.entries["/other"].fileSize = 1;
     next.entries[log].fileSize = 2;
     persistentSessionUsageCache(next, file);
-    test.expect(next.entries.size() == 2 && next.entries[log].fileSize == 2,
-                "memory stands before the file");
+    const bool isJoined = next.entries.size() == 2 && next.entries[log].fileSize == 2;
     next.entries.clear();
-    test.expect(persistentSessionUsageCache(next, file).empty(), "the file is read once");
+    test.expect(isJoined && persistentSessionUsageCache(next, file).empty(),
+                "memory stands before the file, which is read once");
 
     const auto loaded = [](const fs::path& path) {
         SessionUsageCache fresh;
@@ -345,16 +343,11 @@ void checkOffset(SelfTest& test) {
     const std::string line(100, 'x');
     const std::string wide(window, 'x');
     using Case = std::pair<std::string, std::optional<std::int64_t>>;
-    const std::vector<Case> cases{{"", 0},
-                                  {"{}", 2},
-                                  {"{}\n", 3},
-                                  {"{}\n{'a", 3},
-                                  {"{}\n[7]", 6},
-                                  {"{'a", 0},
-                                  {"\n" + wide.substr(1), 1},
-                                  {wide, 0},
-                                  {"\n" + wide, {}},
-                                  {line + wide + "\n{", window + 101}};
+    const Case cases[] = {{"", 0},           {"{}", 2},
+                          {"{}\n", 3},       {"{}\n{'a", 3},
+                          {"{}\n[7]", 6},    {"{'a", 0},
+                          {wide, 0},         {"\n" + wide.substr(1), 1},
+                          {"\n" + wide, {}}, {line + wide + "\n{", window + 101}};
     for (const auto& [contents, offset] : cases) {
         const fs::path file = directory.write("log.jsonl", contents);
         test.expect(parsedSessionByteOffset(file, *SessionFileSnapshot::of(file)) == offset,
@@ -363,10 +356,10 @@ void checkOffset(SelfTest& test) {
     const fs::path grown = directory.write("grown.jsonl", "{}\n{\"a");
     const auto snapshot = *SessionFileSnapshot::of(grown);
     std::ofstream(grown, std::ios::app) << "\":1}\n";
-    test.expect(parsedSessionByteOffset(grown, snapshot) == 3,
-                "what was added later is not looked at");
+    const auto before = parsedSessionByteOffset(grown, snapshot);
     fs::resize_file(grown, 4);
-    test.expect(!parsedSessionByteOffset(grown, snapshot), "a shorter file has no offset");
+    test.expect(before == 3 && !parsedSessionByteOffset(grown, snapshot),
+                "what was added later is not looked at, and a shorter file has no offset");
 }
 
 void checkIdentity(SelfTest& test) {
@@ -381,27 +374,25 @@ void checkIdentity(SelfTest& test) {
     const auto snapshot = *SessionFileSnapshot::of(file);
     SessionUsageCacheEntry entry;
     snapshot.describe(entry);
-    // Whether it is identical, matches and contains the prefix.
-    const auto answer = [&] {
+    // Whether it is the same, and whether it begins the same.
+    const auto answers = [&](bool isSame, bool beginsTheSame) {
         const auto now = SessionFileSnapshot::of(file);
-        return std::array{now && sameSessionFileIdentity(entry, *now),
-                          sessionFileMatchesSnapshot(file, snapshot),
-                          sessionFileContainsSnapshotPrefix(file, snapshot)};
+        return (now && sameSessionFileIdentity(entry, *now)) == isSame &&
+               sessionFileMatchesSnapshot(file, snapshot) == isSame &&
+               sessionFileContainsSnapshotPrefix(file, snapshot) == beginsTheSame;
     };
-    using Answer = std::array<bool, 3>;
-    test.expect(answer() == Answer{true, true, true}, "an untouched file is the same");
+    test.expect(answers(true, true), "an untouched file is the same");
     touch(6);
-    test.expect(answer() == Answer{false, false, true}, "a touch by a nanosecond is seen");
+    test.expect(answers(false, true), "a touch by a nanosecond is seen");
     std::ofstream(file, std::ios::app) << "more";
     touch(5);
-    test.expect(answer() == Answer{false, false, true}, "a grown file has the same beginning");
+    test.expect(answers(false, true), "a grown file has the same beginning");
     fs::resize_file(file, 9);
     touch(5);
-    test.expect(answer() == Answer{false, false, false}, "a cut file has not");
-
+    test.expect(answers(false, false), "a cut file has not");
     fs::rename(directory.write("other.jsonl", "9876543210"), file);
     touch(5);
-    test.expect(answer() == Answer{false, false, false}, "a file in its place is another one");
+    test.expect(answers(false, false), "a file in its place is another one");
     SessionUsageCacheEntry anyFile = entry;
     anyFile.fileIdentifier.reset();
     test.expect(sameSessionFileIdentity(anyFile, *SessionFileSnapshot::of(file)),
@@ -411,7 +402,7 @@ void checkIdentity(SelfTest& test) {
     const auto isRefused = [&](auto make) {
         fs::remove(file);
         make();
-        return !SessionFileSnapshot::of(file) && answer() == Answer{} &&
+        return !SessionFileSnapshot::of(file) && answers(false, false) &&
                !parsedSessionByteOffset(file, snapshot);
     };
     test.expect(isRefused([&] { fs::create_symlink(target, file); }) &&
@@ -438,39 +429,41 @@ void checkPlanner(SelfTest& test) {
         {.threadId = "c", .rolloutPath = "/c"}};
     Entries cached;
     std::optional<SessionUsageSourceRevisions> previous{std::in_place};
-    for (const SessionUsageSource& source : sources) {
-        cached[source.rolloutPath];
-        previous->emplace(source.rolloutPath, SessionUsageSourceRevision::of(source));
-    }
+    const auto revise = [&] {
+        for (const SessionUsageSource& source : sources) {
+            cached[source.rolloutPath];
+            previous->insert_or_assign(source.rolloutPath, SessionUsageSourceRevision::of(source));
+        }
+    };
+    revise();
     Question question{.sources = sources,
                       .previousRevisions = previous,
                       .lastSweepAt = noon,
                       .cachedEntries = cached,
                       .now = noon + 500};
-    const auto paths = [&] { return joined(validationPaths(question)); };
-    test.expect(paths().empty(), "what did not change is not looked at");
+    const auto asks = [&](const char* paths, const char* what) {
+        test.expect(joined(validationPaths(question)) == paths, what);
+    };
+    asks("", "what did not change is not looked at");
     question.requiredValidationPaths = {"/b", "/x"};
-    test.expect(paths() == "/b", "what is required is looked at");
+    asks("/b", "what is required is looked at");
     question.lastSweepAt = noon - 98;
-    test.expect(paths() == "/a/b", "so is what was updated two seconds before the sweep");
+    asks("/a/b", "so is what was updated two seconds before the sweep");
     question.lastSweepAt = noon - 97.9;
-    test.expect(paths() == "/b", "and not what was updated before that");
+    asks("/b", "and not what was updated before that");
     question.requiredValidationPaths.clear();
     sources[0].updatedAt = noon - 99.999;
     sources[2].allowsMissingParentLineage = true;
-    test.expect(paths() == "/a/c", "a millisecond or a flag makes another revision");
-    for (const SessionUsageSource& source : sources) {
-        previous->insert_or_assign(source.rolloutPath, SessionUsageSourceRevision::of(source));
-    }
+    asks("/a/c", "a millisecond or a flag makes another revision");
+    revise();
     cached.erase("/b");
     previous->erase("/c");
-    test.expect(paths() == "/b/c", "a log without an entry or a revision is looked at");
+    asks("/b/c", "a log without an entry or a revision is looked at");
     question.forceFullValidation = true;
-    test.expect(paths() == "/a/b/c", "a full validation looks at everything");
+    asks("/a/b/c", "a full validation looks at everything");
     question.forceFullValidation = false;
     previous.reset();
-    test.expect(paths() == "/a/b/c", "a first read looks at everything");
-
+    asks("/a/b/c", "a first read looks at everything");
     std::map<std::string, SessionUsageLineage> lineage{
         {"/c", {.threadId = "c", .parentThreadId = "b"}},
         {"/b", {.threadId = "b", .parentThreadId = "gone", .historyBase = {{"a", 3}}}}};
