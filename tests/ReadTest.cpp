@@ -17,6 +17,11 @@ class Read : public ProgramTest {
     fs::path pidFile() const { return root() / "codex-pid"; }
 };
 
+// Neither home has a database of threads: the prepared one none for the usage, the user's own none
+// for the task board.
+const std::vector<std::string> localMessages{"未找到 Codex state_5.sqlite",
+                                             "任务看板未找到 SQLite 数据源"};
+
 const std::map<std::string, std::string> wholeAccount{
     {"schemaVersion", "2"},
     {"runtimes", "size 1"},
@@ -37,7 +42,12 @@ const std::map<std::string, std::string> wholeAccount{
     {"compat.codex.accountIdentity", "codex-account:" + sha256Hex("fixture-account")},
     {"compat.codex.officialUsageReadStatus", "succeeded"},
     {"compat.codex.readerState.appServer", "responded"},
-    {"compat.codex.messages", "size 0"}};
+    {"compat.codex.officialLifetimeTokens", "999"},
+    {"compat.codex.cloudDailyBuckets", "size 0"},
+    {"compat.codex.cloudDailyUsageIsStale", "false"},
+    {"compat.codex.messages", "size 2"},
+    {"compat.codex.messages.0", localMessages[0]},
+    {"compat.codex.messages.1", localMessages[1]}};
 
 TEST_F(Read, ShowsTheAccountWithoutItsNames) {
     installCodex(codexScript());
@@ -78,10 +88,13 @@ TEST_F(Read, SaysWhatIsMissingAndShowsNoZero) {
         if (!entry.codex.empty()) installCodex(entry.codex);
         std::map<std::string, std::string> facts{
             {"runtimes.0.status", "unavailable"},
-            {"compat.codex.readerState.appServer", entry.state}};
-        for (std::size_t i = 0; i <= entry.messages.size(); ++i) {
-            facts["compat.codex.messages." + std::to_string(i)] =
-                i < entry.messages.size() ? entry.messages[i] : "missing";
+            {"compat.codex.readerState.appServer", entry.state},
+            {"compat.codex.readerState.localDependencyFailure", "databaseMissing"}};
+        std::vector<std::string> messages = entry.messages;
+        messages.insert(messages.end(), localMessages.begin(), localMessages.end());
+        facts["compat.codex.messages"] = "size " + std::to_string(messages.size());
+        for (std::size_t i = 0; i < messages.size(); ++i) {
+            facts["compat.codex.messages." + std::to_string(i)] = messages[i];
         }
         for (const char* absent : {"account", "accountIdentity", "primary", "secondary", "credits",
                                    "officialLifetimeTokens", "cloudDailyBuckets", "local"}) {

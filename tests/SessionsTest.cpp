@@ -3,10 +3,9 @@
 #include <map>
 
 #include "corpus/Corpus.h"
-#include "io/ChildProcess.h"
 #include "local/SessionBatch.h"
 #include "local/SessionUsageCacheFile.h"
-#include "selftests/support/SelfTest.h"
+#include "support/Program.h"
 
 namespace vantry {
 
@@ -134,27 +133,12 @@ TEST(Sessions, TheIndexIsReadWhileAWriterHoldsTheDatabase) {
     const corpus::Truth truth =
         corpus::makeCorpus({.home = directory.path(), .conversations = 10, .totalBytes = 200'000});
     const auto database = *firstExistingPath(stateDatabaseCandidates(directory.path()));
-    auto spawned = ChildProcess::spawn({.executable = *firstExistingPath(sqliteProgramCandidates()),
-                                        .arguments = {database.string()},
-                                        .standardInput = PipeInput{}});
-    auto& writer = std::get<ChildProcess>(spawned);
-    const FileDescriptor input = writer.takeStandardInput();
+    DatabaseWriter writer(database);
     // A committed change that stands in the write-ahead log alone, and one that is not committed.
-    constexpr std::string_view statements =
-        "PRAGMA journal_mode=WAL; PRAGMA wal_autocheckpoint=0;\n"
-        "UPDATE threads SET cwd = '/committed';\n"
-        "BEGIN IMMEDIATE; UPDATE threads SET cwd = '/uncommitted'; SELECT 'ready';\n";
-    ASSERT_EQ(::write(input.number(), statements.data(), statements.size()),
-              static_cast<ssize_t>(statements.size()));
-    std::string said;
-    char chunk[64];
-    while (said.find("ready") == std::string::npos) {
-        pollfd output{.fd = writer.standardOutput().number(), .events = POLLIN, .revents = 0};
-        ASSERT_EQ(::poll(&output, 1, 5'000), 1);
-        const ssize_t count = ::read(output.fd, chunk, sizeof chunk);
-        ASSERT_GT(count, 0);
-        said.append(chunk, static_cast<std::size_t>(count));
-    }
+    ASSERT_TRUE(
+        writer.run("PRAGMA journal_mode=WAL; PRAGMA wal_autocheckpoint=0;\n"
+                   "UPDATE threads SET cwd = '/committed';\n"
+                   "BEGIN IMMEDIATE; UPDATE threads SET cwd = '/uncommitted';"));
     const Found found = Reader(directory.path()).read();
     EXPECT_EQ(found.total, truth.total);
     ASSERT_EQ(found.projects.size(), 1U);

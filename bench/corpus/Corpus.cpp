@@ -8,6 +8,7 @@
 
 #include "corpus/FamilyPlanner.h"
 #include "corpus/SessionWriter.h"
+#include "corpus/Skills.h"
 #include "corpus/StateDatabase.h"
 #include "corpus/Truth.h"
 
@@ -38,6 +39,7 @@ class Maker {
         : options_(options),
           random_(options.seed),
           filler_(options.seed),
+          skills_(options.home),
           planner_(options_, random_, {options.conversations, usualAnswers(options)}),
           bytes_{options.conversations, options.totalBytes} {}
 
@@ -54,6 +56,7 @@ class Maker {
     const CorpusOptions& options_;
     Random random_;
     Filler filler_;
+    Skills skills_;
     FamilyPlanner planner_;
     Budget bytes_;
     std::vector<ThreadRow> rows_;
@@ -71,6 +74,10 @@ Truth Maker::make() {
     std::filesystem::create_directories(options_.home / ".codex");
     writeStateDatabase(options_.home / ".codex/state_5.sqlite", rows_);
     truth_.rows = static_cast<std::int64_t>(rows_.size());
+    skills_.write();
+    for (const SkillFile& file : skills_.files()) {
+        truth_.skills[file.path] = {.bytes = file.bytes, .tokenEstimate = file.tokenEstimate};
+    }
     sumUp(truth_);
     writeTruth(truth_, options_.home / "truth.json");
     return std::move(truth_);
@@ -160,6 +167,9 @@ void Maker::note(const Family& family, std::size_t index, const ThreadRow& row) 
                 {.at = sample.at, .thread = number, .model = model, .tokens = sample.added});
             for (const ToolCall& call : sample.calls) {
                 ++thread.toolCalls[std::string(tools[call.tool].name)];
+                for (const std::size_t skill : call.skills.loads) {
+                    ++thread.skillLoads[skills_.files()[skill].path];
+                }
             }
         }
     }

@@ -32,7 +32,8 @@ struct Mix {
     double repeatedReadings = 0.06;
     double toolCalls = 0.6;
     double callsWithoutId = 0.01;
-    double oddities = 0.02;  ///< lines of unknown kinds, rate limits alone, unusual spelling
+    double skillCalls = 0.12;  ///< of the tool calls: with Skills in their arguments
+    double oddities = 0.02;    ///< lines of unknown kinds, rate limits alone, unusual spelling
 };
 
 /// What a reader must refuse. Each makes one more family.
@@ -70,12 +71,21 @@ struct TruthThread {
     std::string project;
     std::optional<std::string> indexModel;  ///< the database's
     std::optional<std::string> parent;
-    std::string root;                               ///< the oldest ancestor, or the thread itself
-    std::int64_t updatedAt = 0;                     ///< seconds since 1970
-    TokenBreakdown tokens;                          ///< its own
-    TokenBreakdown lastReading;                     ///< what its log says last
-    std::map<std::string, std::int64_t> toolCalls;  ///< its own, by name
+    std::string root;                                ///< the oldest ancestor, or the thread itself
+    std::int64_t updatedAt = 0;                      ///< seconds since 1970
+    TokenBreakdown tokens;                           ///< its own
+    TokenBreakdown lastReading;                      ///< what its log says last
+    std::map<std::string, std::int64_t> toolCalls;   ///< its own, by name
+    std::map<std::string, std::int64_t> skillLoads;  ///< its own, by path
     bool bad = false;
+};
+
+/// A Skill that was loaded at least once.
+struct TruthSkill {
+    std::int64_t loads = 0;
+    std::int64_t threads = 0;
+    std::optional<std::int64_t> bytes;  ///< nothing where the file is gone
+    std::optional<std::int64_t> tokenEstimate;
 };
 
 /// What a reader of the home must find, bad sessions left out.
@@ -91,15 +101,18 @@ struct Truth {
     TokenBreakdown total;
     std::map<std::string, TokenBreakdown> days;  ///< in UTC
     std::map<std::string, TokenBreakdown> projects;
+    std::map<std::string, TokenBreakdown> conversations;  ///< by the root of their threads
+    std::map<std::string, std::int64_t> toolCalls;
+    std::map<std::string, TruthSkill> skills;  ///< by path
     std::map<std::optional<std::string>, TokenBreakdown> logModels;
     /// With the index's model in place of an unknown one.
     std::map<std::optional<std::string>, TokenBreakdown> attributedModels;
     TokenBreakdown sumOfLastReadings;  ///< what counting the simple way would say
 };
 
-/// Makes a Codex home: the state database, through the sqlite3 program, and the logs that it
-/// names. The same options make the same bytes. Writes the truth to `home`/truth.json as well.
-/// Throws std::runtime_error if anything cannot be written. One thread.
+/// Makes a Codex home: the state database, through the sqlite3 program, the logs that it names and
+/// the files of some Skills. The same options make the same bytes. Writes the truth to
+/// `home`/truth.json as well. Throws std::runtime_error if anything cannot be written. One thread.
 Truth makeCorpus(const CorpusOptions& options);
 
 }  // namespace vantry::corpus

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <iterator>
 #include <set>
+#include <sstream>
 
 #include "corpus/Corpus.h"
 #include "platform/JsonReader.h"
@@ -40,12 +41,14 @@ TEST_F(CorpusTest, TheSeedDecidesEverything) {
     const Truth one = makeCorpus(first);
     std::vector<std::string> bytes;
     for (const TruthThread& thread : one.threads) bytes.push_back(contents(thread.rolloutPath));
+    const std::string truth = contents(first.home / "truth.json");
     fs::remove_all(first.home);
     const Truth again = makeCorpus(first);
     ASSERT_EQ(one.threads.size(), again.threads.size());
     for (std::size_t i = 0; i < bytes.size(); ++i) {
         EXPECT_EQ(contents(again.threads[i].rolloutPath), bytes[i]) << one.threads[i].variant;
     }
+    EXPECT_EQ(contents(first.home / "truth.json"), truth);
     first.home = folder_ / "b";
     first.seed = 2;
     EXPECT_NE(makeCorpus(first).total, one.total);
@@ -86,10 +89,13 @@ TEST_F(CorpusTest, SumsAgreeAndNoEventLiesOutsideTheSpan) {
     const Truth truth = makeCorpus(asked);
     TokenBreakdown ofThreads;
     TokenBreakdown ofDays;
+    TokenBreakdown ofConversations;
     for (const TruthThread& thread : truth.threads) ofThreads.add(thread.tokens);
+    for (const auto& [root, tokens] : truth.conversations) ofConversations.add(tokens);
     for (const auto& [name, tokens] : truth.days) ofDays.add(tokens);
     EXPECT_EQ(ofThreads, truth.total);
     EXPECT_EQ(ofDays, truth.total);
+    EXPECT_EQ(ofConversations, truth.total);
     EXPECT_EQ(truth.total.splitTotalTokens(), truth.total.totalTokens);
     EXPECT_NE(truth.sumOfLastReadings, truth.total);
     for (const TruthEvent& event : truth.events) {
@@ -125,6 +131,42 @@ TEST_F(CorpusTest, HistoryBasesPointAtLines) {
         ++checked;
     }
     EXPECT_GT(checked, 10);
+}
+
+/// Every Skill is loaded, and copied loads and calls that only look like one are in the logs but
+/// not in the truth.
+TEST_F(CorpusTest, SkillsCountOncePerCall) {
+    CorpusOptions asked = options("skills");
+    asked.conversations = 150;
+    asked.mix = {.copyingForks = 0.4, .skillCalls = 0.5};
+    const Truth truth = makeCorpus(asked);
+    EXPECT_EQ(truth.skills.size(), 8U);
+    std::map<std::string, std::int64_t> loads;
+    std::map<std::string, int> logsByCall;
+    bool hasDecoys = false;
+    for (const TruthThread& thread : truth.threads) {
+        for (const auto& [path, count] : thread.skillLoads) loads[path] += count;
+        std::istringstream log(contents(thread.rolloutPath));
+        for (std::string line; std::getline(log, line);) {
+            const auto parsed = JsonDocument::parse(line);
+            const JsonView call = parsed ? parsed->root()["payload"] : JsonView();
+            const auto type = call["type"].text();
+            if (type != "function_call" && type != "custom_tool_call") continue;
+            hasDecoys |= line.find("/decoy/") != std::string::npos;
+            if (line.find("SKILL") == std::string::npos) continue;
+            if (const auto id = ownedText(call["call_id"])) ++logsByCall[*id];
+        }
+    }
+    EXPECT_TRUE(hasDecoys);
+    EXPECT_TRUE(std::any_of(logsByCall.begin(), logsByCall.end(),
+                            [](const auto& call) { return call.second > 1; }));
+    for (const auto& [path, skill] : truth.skills) {
+        EXPECT_EQ(loads[path], skill.loads) << path;
+        const fs::path file = path.starts_with('~') ? asked.home / path.substr(2) : fs::path(path);
+        if (fs::exists(file)) {
+            EXPECT_EQ(static_cast<std::int64_t>(fs::file_size(file)), skill.bytes) << path;
+        }
+    }
 }
 
 TEST_F(CorpusTest, BadSessionsAreLeftOutOfTheTruth) {

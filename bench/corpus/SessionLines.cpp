@@ -33,8 +33,8 @@ std::string makeUuid(Millis at, Random& random) {
 std::string jsonText(std::string_view text) {
     std::string result = "\"";
     for (const char letter : text) {
-        if (letter == '"' || letter == '\\') result += '\\';
-        result += letter;
+        if (letter == '"' || letter == '\\' || letter == '\n') result += '\\';
+        result += letter == '\n' ? 'n' : letter;
     }
     return result + '"';
 }
@@ -223,7 +223,12 @@ void SessionLines::toolCall(const ToolCall& call, Millis at) {
     item(tool.kind, at);
     log_.add(callPart(call), R"("name":")", tool.name, R"(",)");
     const bool isLong = random_.chance(0.05);
-    if (tool.kind == "custom_tool_call") {
+    const std::string& skills = call.skills.arguments;
+    if (!skills.empty()) {
+        const bool isCustom = tool.kind == "custom_tool_call";
+        log_.add(isCustom ? R"("status":"completed","input":)" : R"("arguments":)",
+                 jsonText(skills));
+    } else if (tool.kind == "custom_tool_call") {
         log_.add(R"("status":"completed","input":"*** Begin Patch\n*** Update File: a.cpp\n)",
                  filler_.prose(isLong ? 8000 : 300, random_), R"(*** End Patch")");
     } else {
@@ -237,15 +242,18 @@ void SessionLines::toolOutput(const ToolCall& call, Millis at, std::size_t bytes
     const std::string_view text = filler_.prose(bytes, random_);
     if (paginated() && tools[call.tool].name == "exec_command" && random_.chance(0.3)) {
         log_.begin("event_msg", at);
-        log_.add(R"("type":"item_completed","thread_id":")", session_.id, R"(","turn_id":")",
-                 turnId_, R"(","item":{"type":"CommandExecution","id":")", call.callId,
-                 R"(","command":["/bin/bash","-lc","make"],"status":"completed",)",
-                 R"("aggregated_output":")", text, R"(","exit_code":0},"started_at_ms":)", at,
-                 R"(,"completed_at_ms":)", at);
+        log_.add(
+            R"("type":"item_completed","thread_id":")", session_.id, R"(","turn_id":")", turnId_,
+            R"(","item":{"type":"CommandExecution","id":")", call.callId,
+            R"(","command":["/bin/bash","-lc","cat /nowhere/told/SKILL.md"],"status":"completed",)",
+            R"("aggregated_output":")", text, R"(","exit_code":0},"started_at_ms":)", at,
+            R"(,"completed_at_ms":)", at);
         log_.end();
     }
     item(fmt::format("{}_output", tools[call.tool].kind), at);
-    log_.add(callPart(call), R"("output":"Process exited with code 0\nOutput:\n)", text, R"(")");
+    log_.add(callPart(call),
+             R"("output":"Process exited with code 0\nOutput: /nowhere/shown/SKILL.md\n)", text,
+             R"(")");
     endItem();
 }
 
@@ -256,8 +264,8 @@ void SessionLines::compacted(Millis at, std::size_t bytes) {
              R"({"type":"input_text","text":")", filler_.prose(bytes / 2, random_), R"("}]})");
     // A kept history can hold calls that the log has already shown once.
     if (random_.chance(0.2)) {
-        log_.add(R"(,{"type":"function_call","name":"exec_command","arguments":"{}",)",
-                 R"("call_id":"call_kept"})");
+        log_.add(R"(,{"type":"function_call","name":"exec_command","arguments":)",
+                 R"("{\"cmd\":\"cat /nowhere/kept/SKILL.md\"}","call_id":"call_kept"})");
     }
     log_.add("]");
     log_.end();

@@ -53,9 +53,16 @@ inline constexpr std::array<Model, 11> models{
      {R"("   ")", std::nullopt},
      {R"("gpt-\u0007-5")", std::nullopt}}};
 
+/// Arguments with the name of a Skill's file in them.
+struct SkillMention {
+    std::string arguments;           ///< the text that the call's line holds as a JSON text
+    std::vector<std::size_t> loads;  ///< indices in the home's Skills, each once
+};
+
 struct ToolCall {
     std::size_t tool = 0;
     std::string callId;  ///< empty: the line has none
+    SkillMention skills;
 };
 
 /// One answer of the model.

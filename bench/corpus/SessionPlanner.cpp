@@ -48,7 +48,10 @@ std::vector<ToolCall> SessionPlanner::calls(bool copiesMayFollow) {
         // The first tools of the table are the ones used most.
         const std::size_t tool = std::min(random_.below(tools.size()), random_.below(tools.size()));
         const bool isNameless = !copiesMayFollow && random_.chance(options_.mix.callsWithoutId);
-        result.push_back({tool, isNameless ? "" : "call_" + random_.letters(24)});
+        result.push_back({.tool = tool, .callId = isNameless ? "" : "call_" + random_.letters(24)});
+        if (skillRandom_.chance(options_.mix.skillCalls)) {
+            result.back().skills = skills_.mention(tools[tool].kind, skillRandom_);
+        }
     } while (random_.chance(0.2));
     return result;
 }

@@ -9,6 +9,7 @@
 #include "corpus/Corpus.h"
 #include "corpus/Random.h"
 #include "corpus/SessionPlan.h"
+#include "corpus/Skills.h"
 
 namespace vantry::corpus {
 
@@ -39,7 +40,7 @@ class Pace {
 class SessionPlanner {
   public:
     SessionPlanner(const CorpusOptions& options, Random& random)
-        : options_(options), random_(random) {}
+        : options_(options), random_(random), skills_(options.home), skillRandom_(~options.seed) {}
 
     /// So many answers in turns of a dozen at most, compactions and restarts among them.
     std::vector<TurnShape> shapes(std::int64_t samples);
@@ -64,6 +65,8 @@ class SessionPlanner {
 
     const CorpusOptions& options_;
     Random& random_;
+    Skills skills_;
+    Random skillRandom_;  ///< of its own: Skills change nothing else of a home
 };
 
 }  // namespace vantry::corpus

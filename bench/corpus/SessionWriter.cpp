@@ -92,6 +92,7 @@ WrittenLog Writer::write() {
     marks_.push_back({.ordinal = log_.ordinal(), .offset = log_.offset()});
     if (session_.damaged) writeDamage();
     writeEnd();
+    marks_.back().offset = std::min(marks_.back().offset, log_.offset());
     const WrittenLog written{.bytes = log_.offset(), .tokenEventLines = readings_};
     log_.close(session_.lastAt());
     return written;

@@ -35,9 +35,28 @@ JsonValue json(const std::map<std::optional<std::string>, TokenBreakdown>& parts
     return array;
 }
 
+JsonValue json(const std::map<std::string, std::int64_t>& counts) {
+    JsonValue::Object object;
+    for (const auto& [name, count] : counts) object.emplace(name, count);
+    return object;
+}
+
+JsonValue json(std::optional<std::int64_t> number) {
+    return number ? JsonValue(*number) : JsonValue(nullptr);
+}
+
+JsonValue json(const std::map<std::string, TruthSkill>& skills) {
+    JsonValue::Object object;
+    for (const auto& [path, skill] : skills) {
+        object.emplace(path, JsonValue::Object{{"loads", skill.loads},
+                                               {"threads", skill.threads},
+                                               {"bytes", json(skill.bytes)},
+                                               {"tokenEstimate", json(skill.tokenEstimate)}});
+    }
+    return object;
+}
+
 JsonValue json(const TruthThread& thread) {
-    JsonValue::Object calls;
-    for (const auto& [name, count] : thread.toolCalls) calls.emplace(name, count);
     return JsonValue::Object{{"id", thread.id},
                              {"kind", thread.kind},
                              {"variant", thread.variant},
@@ -49,7 +68,8 @@ JsonValue json(const TruthThread& thread) {
                              {"updatedAt", thread.updatedAt},
                              {"tokens", json(thread.tokens)},
                              {"lastReading", json(thread.lastReading)},
-                             {"toolCalls", calls},
+                             {"toolCalls", json(thread.toolCalls)},
+                             {"skillLoads", json(thread.skillLoads)},
                              {"bad", thread.bad}};
 }
 
@@ -58,7 +78,13 @@ JsonValue json(const TruthThread& thread) {
 void sumUp(Truth& truth) {
     for (TruthThread& thread : truth.threads) {
         if (!thread.bad) truth.sumOfLastReadings.add(thread.lastReading);
+        for (const auto& [name, count] : thread.toolCalls) truth.toolCalls[name] += count;
+        for (const auto& [path, count] : thread.skillLoads) {
+            truth.skills[path].loads += count;
+            ++truth.skills[path].threads;
+        }
     }
+    std::erase_if(truth.skills, [](const auto& skill) { return skill.second.loads == 0; });
     for (const TruthEvent& event : truth.events) {
         TruthThread& thread = truth.threads[event.thread];
         std::optional<std::string> model;
@@ -67,6 +93,7 @@ void sumUp(Truth& truth) {
         truth.total.add(event.tokens);
         truth.days[dayText(event.at)].add(event.tokens);
         truth.projects[thread.project].add(event.tokens);
+        truth.conversations[thread.root].add(event.tokens);
         truth.logModels[model].add(event.tokens);
         truth.attributedModels[model ? model : thread.indexModel].add(event.tokens);
     }
@@ -84,6 +111,9 @@ void writeTruth(const Truth& truth, const std::filesystem::path& path) {
                           {"total", json(truth.total)},
                           {"days", json(truth.days)},
                           {"projects", json(truth.projects)},
+                          {"conversations", json(truth.conversations)},
+                          {"toolCalls", json(truth.toolCalls)},
+                          {"skills", json(truth.skills)},
                           {"logModels", json(truth.logModels)},
                           {"attributedModels", json(truth.attributedModels)},
                           {"sumOfLastReadings", json(truth.sumOfLastReadings)},

@@ -1,12 +1,7 @@
 #include <chrono>
 #include <fcntl.h>
-#include <filesystem>
 #include <fstream>
 #include <future>
-#include <iterator>
-#include <optional>
-#include <string>
-#include <string_view>
 #include <sys/stat.h>
 #include <unistd.h>
 

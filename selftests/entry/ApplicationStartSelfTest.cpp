@@ -40,12 +40,7 @@ bool run() {
     const Lock held = ApplicationPlatform::LockHeldByAnother{};
     const Lock acquired = ApplicationPlatform::LockAcquired{};
     const Lock failed = ApplicationPlatform::LockFailed{"refused"};
-    struct Case {
-        bool hasBundle;
-        Lock lock;
-        bool isLifecycleLaunch;
-        const char* expected;
-    };
+    using Case = std::tuple<bool, Lock, bool, const char*>;
     const Case cases[] = {
         {false, acquired, false, ""},
         {false, acquired, true, ""},
@@ -56,13 +51,13 @@ bool run() {
         {true, failed, false, "lock self-test;"},
         {true, failed, true, "lock self-test;"},
     };
-    for (const Case& entry : cases) {
-        RecordingPlatform platform(entry.hasBundle, entry.lock);
+    for (const auto& [hasBundle, lock, isLifecycleLaunch, expected] : cases) {
+        RecordingPlatform platform(hasBundle, lock);
         std::vector<std::string_view> arguments{"vantry", "--unknown"};
-        if (entry.isLifecycleLaunch) arguments.emplace_back("--codex-lifecycle-launch");
+        if (isLifecycleLaunch) arguments.emplace_back("--codex-lifecycle-launch");
         startApplication(arguments, platform);
-        test.expect(platform.log == entry.expected, "expected \"" + std::string(entry.expected) +
-                                                        "\", saw \"" + platform.log + "\"");
+        test.expect(platform.log == expected,
+                    "expected \"" + std::string(expected) + "\", saw \"" + platform.log + "\"");
     }
     return test.finish();
 }

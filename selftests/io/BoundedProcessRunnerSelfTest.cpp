@@ -1,19 +1,10 @@
-#include <array>
 #include <cerrno>
 #include <chrono>
-#include <cmath>
 #include <csignal>
 #include <fcntl.h>
-#include <filesystem>
-#include <iterator>
-#include <limits>
-#include <string>
-#include <string_view>
 #include <sys/wait.h>
 #include <unistd.h>
-#include <utility>
 #include <variant>
-#include <vector>
 
 #include "io/BoundedProcessRunner.h"
 #include "io/ChildProcess.h"

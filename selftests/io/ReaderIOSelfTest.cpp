@@ -1,22 +1,14 @@
-#include <array>
 #include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <csignal>
-#include <cstdint>
 #include <fcntl.h>
-#include <filesystem>
 #include <future>
-#include <limits>
 #include <memory>
-#include <optional>
 #include <poll.h>
-#include <string>
-#include <string_view>
 #include <sys/stat.h>
 #include <thread>
 #include <unistd.h>
-#include <vector>
 
 #include "io/AppServerRequestWriter.h"
 #include "io/BoundedCacheData.h"
@@ -120,12 +112,7 @@ void checkLocalAccess(SelfTest& test) {
     fs::create_directory_symlink(home / "sessions", home / "linked");
     fs::create_symlink(home / "sessions/log.jsonl", home / "log.jsonl");
 
-    struct Case {
-        std::string_view what;
-        bool allowed;
-        fs::path path;
-        std::vector<LocalFileRoot> roots;
-    };
+    using Case = std::tuple<std::string_view, bool, fs::path, std::vector<LocalFileRoot>>;
     const fs::path log = home / "sessions/log.jsonl";
     const fs::path beside = directory.path() / "home-other/log.jsonl";
     const fs::path viaAlias = alias / "sessions/log.jsonl";
@@ -154,8 +141,8 @@ void checkLocalAccess(SelfTest& test) {
         {"a root that must not be a link", false, viaAlias, {strict}},
         {"the first root that fits decides", false, alias, {strict, {directory.path()}, {alias}}},
     };
-    for (const Case& each : cases) {
-        test.expect(localFileAccessIsAllowed(each.path, each.roots) == each.allowed, each.what);
+    for (const auto& [what, allowed, path, roots] : cases) {
+        test.expect(localFileAccessIsAllowed(path, roots) == allowed, what);
     }
 }
 
@@ -328,14 +315,9 @@ void checkConcurrentWriters(SelfTest& test) {
 }  // namespace
 
 bool ReaderIOSelfTest::run() {
-    SelfTest test("reader IO");
-    checkRegularFiles(test);
-    checkCacheData(test);
-    checkLocalAccess(test);
-    checkRequestLimits(test);
-    checkClosedReader(test);
-    checkConcurrentWriters(test);
-    return test.finish();
+    return SelfTest::run("reader IO",
+                         {checkRegularFiles, checkCacheData, checkLocalAccess, checkRequestLimits,
+                          checkClosedReader, checkConcurrentWriters});
 }
 
 }  // namespace vantry

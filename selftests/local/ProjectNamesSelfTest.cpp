@@ -1,5 +1,3 @@
-#include <string>
-#include <utility>
 
 #include "local/ProjectNames.h"
 #include "selftests/Suites.h"
@@ -73,10 +71,7 @@ void checkPaths(SelfTest& test) {
 }  // namespace
 
 bool runCodexProjectNameParsingSelfTest() {
-    SelfTest test("codex project name parsing");
-    checkIndex(test);
-    checkPaths(test);
-    return test.finish();
+    return SelfTest::run("codex project name parsing", {checkIndex, checkPaths});
 }
 
 }  // namespace vantry::CodexUsageReader

@@ -1,7 +1,4 @@
-#include <cmath>
 #include <list>
-#include <string>
-#include <vector>
 
 #include "local/SessionLineage.h"
 #include "local/SessionUsageDeduplicator.h"
@@ -123,12 +120,7 @@ void checkCopies(SelfTest& test) {
 
 // Logs that copy nothing and go on counting. The root stands at 10, 30, 60 after lines 5, 9, 15.
 void checkInheritance(SelfTest& test) {
-    struct Case {
-        const char* what;
-        std::vector<Event> events;
-        std::int64_t end;
-        std::int64_t own;
-    };
+    using Case = std::tuple<const char*, std::vector<Event>, std::int64_t, std::int64_t>;
     const Case cases[] = {
         {"the fork's own answers", {{100, 40, 5, 20}, {105, 5, 9, 30}}, 18, 45},
         {"a fork that leaves out the newest turn", {{37, 7, 5, 20}}, 12, 7},
@@ -142,12 +134,12 @@ void checkInheritance(SelfTest& test) {
         {"no reading at all", {}, 18, 0},
         {"a first reading of nothing", {{0, 0, 5, 20}, {100, 40, 6, 21}}, 18, 40},
     };
-    for (const Case& entry : cases) {
+    for (const auto& [what, events, end, own] : cases) {
         Batch batch;
         batch.add("root",
                   {{10, 10, -100, 5}, {30, 20, -90, 9}, {60, 30, -80, 15}, {61, 1, 900, 40}});
-        batch.add("fork", entry.events, "root", SessionHistoryBase{"root", entry.end});
-        test.expect(batch.own("fork") == entry.own, entry.what);
+        batch.add("fork", events, "root", SessionHistoryBase{"root", end});
+        test.expect(batch.own("fork") == own, what);
         test.expect(batch.own("root") == 61, "the parent keeps its own");
     }
     Batch batch;
@@ -233,12 +225,8 @@ void checkHeaders(SelfTest& test) {
 }  // namespace
 
 bool run() {
-    SelfTest test("session lineage");
-    checkCopies(test);
-    checkInheritance(test);
-    checkTools(test);
-    checkHeaders(test);
-    return test.finish();
+    return SelfTest::run("session lineage",
+                         {checkCopies, checkInheritance, checkTools, checkHeaders});
 }
 
 }  // namespace vantry::SessionLineageSelfTest

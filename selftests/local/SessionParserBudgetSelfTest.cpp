@@ -1,6 +1,4 @@
-#include <filesystem>
 #include <fstream>
-#include <string>
 #include <sys/stat.h>
 
 #include "local/SessionBatch.h"
@@ -124,17 +122,17 @@ void checkRoutes(SelfTest& test) {
 void checkLimits(SelfTest& test) {
     Home home;
     home.write(header("me") + event(10) + filler(3'000) + event(30));
+    const auto kept = [&] {
+        const auto entry = home.cache.entries.find(home.log());
+        return contents(entry == home.cache.entries.end() ? std::nullopt
+                                                          : std::optional(entry->second));
+    };
     const auto refuses = [&](const char* what, auto change) {
         SessionReadSetting setting = home.setting();
         change(setting);
-        const std::string before = contents(home.cache.entries.contains(home.log())
-                                                ? std::optional(home.cache.entries[home.log()])
-                                                : std::nullopt);
-        test.expect(!cachedSessionUsage(home.source(), home.cache, setting) &&
-                        contents(home.cache.entries.contains(home.log())
-                                     ? std::optional(home.cache.entries[home.log()])
-                                     : std::nullopt) == before,
-                    what);
+        const std::string before = kept();
+        const bool isRefused = !cachedSessionUsage(home.source(), home.cache, setting);
+        test.expect(isRefused && kept() == before, what);
     };
     refuses("bytes", [](auto& s) { s.limits.maxReadBytes = 3'000; });
     refuses("a line", [](auto& s) { s.limits.maxLineBytes = 2'000; });
@@ -155,8 +153,7 @@ void checkLimits(SelfTest& test) {
     });
     SessionReadSetting small = home.setting();
     small.limits.maxReadBytes = 1'000;
-    test.expect(home.keep(small) == SessionReadRoute::appended &&
-                    contents(home.cache.entries[home.log()]) == fresh(home),
+    test.expect(home.keep(small) == SessionReadRoute::appended && kept() == fresh(home),
                 "only appended bytes count of a log that has grown");
     home.append(std::string(2'000, 'x'));
     small.limits.maxLineBytes = 1'000;
@@ -250,13 +247,8 @@ void checkChanges(SelfTest& test) {
 }  // namespace
 
 bool run() {
-    SelfTest test("session parser budget");
-    checkRoutes(test);
-    checkLimits(test);
-    checkTails(test);
-    checkGrowth(test);
-    checkChanges(test);
-    return test.finish();
+    return SelfTest::run("session parser budget",
+                         {checkRoutes, checkLimits, checkTails, checkGrowth, checkChanges});
 }
 
 }  // namespace vantry::SessionParserBudgetSelfTest

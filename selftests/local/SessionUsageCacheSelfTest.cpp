@@ -1,20 +1,8 @@
-#include <algorithm>
-#include <array>
-#include <cmath>
-#include <cstdint>
 #include <cstring>
 #include <fcntl.h>
-#include <filesystem>
 #include <fstream>
-#include <limits>
-#include <map>
-#include <optional>
 #include <random>
-#include <set>
-#include <string>
-#include <string_view>
 #include <sys/stat.h>
-#include <vector>
 
 #include "local/SessionFileIdentity.h"
 #include "local/SessionUsageCacheFile.h"
@@ -92,16 +80,13 @@ void checkDeltas(SelfTest& test) {
     random.push_back({.date = noon + 0.123456,
                       .tokens = {number(), number(), number(), number(), number()},
                       .model = "m"});
-    struct Case {
-        std::vector<SessionUsageDelta> deltas;
-        bool isCompressed;
-        std::vector<std::string> models;
-    };
-    for (const Case& each : {Case{alike, true, {"a", "b"}}, Case{random, false, {"m"}}, Case{}}) {
-        const auto storage = SessionUsageDeltaStorage::encoding(each.deltas);
-        test.expect(storage.isCompressed == each.isCompressed && storage.models == each.models &&
-                        storage.count == static_cast<std::int64_t>(each.deltas.size()) &&
-                        storage.decoded().deltas == each.deltas && storage.damage().empty(),
+    using Case = std::tuple<std::vector<SessionUsageDelta>, bool, std::vector<std::string>>;
+    for (const auto& [deltas, isCompressed, models] :
+         {Case{alike, true, {"a", "b"}}, Case{random, false, {"m"}}, Case{}}) {
+        const auto storage = SessionUsageDeltaStorage::encoding(deltas);
+        test.expect(storage.isCompressed == isCompressed && storage.models == models &&
+                        storage.count == static_cast<std::int64_t>(deltas.size()) &&
+                        storage.decoded().deltas == deltas && storage.damage().empty(),
                     "deltas come back as they were");
     }
     const SessionUsageDeltaStorage fixture{1, false, record(2, 3, 1), {"m"}};
@@ -119,12 +104,7 @@ void checkDamagedDeltas(SelfTest& test) {
     const char* const bytes = "invalid compressed session deltas";
     const char* const model = "truncated session delta payload";
     const char* const value = "invalid session delta value";
-    struct Case {
-        std::int64_t count;
-        std::string payload;
-        bool isCompressed;
-        std::string error;
-    };
+    using Case = std::tuple<std::int64_t, std::string, bool, std::string>;
     const Case cases[] = {{1, good, false, ""},
                           {1, record(1, 1, 1), false, ""},
                           {9, packed, true, ""},
@@ -143,12 +123,12 @@ void checkDamagedDeltas(SelfTest& test) {
                           {2, good + record(std::nan(""), 1, 0), false, value},
                           {2, good + record(infinity, 1, 0), false, value},
                           {2, good + record(1, -1, 0), false, value}};
-    for (const Case& each : cases) {
-        const SessionUsageDeltaStorage storage{each.count, each.isCompressed, each.payload, {"m"}};
+    for (const auto& [count, payload, isCompressed, error] : cases) {
+        const SessionUsageDeltaStorage storage{count, isCompressed, payload, {"m"}};
         const auto decoding = storage.decoded();
-        test.expect(decoding.error == each.error && storage.damage() == each.error &&
-                        decoding.deltas.has_value() == each.error.empty(),
-                    "a test and a decoding agree: " + each.error);
+        test.expect(decoding.error == error && storage.damage() == error &&
+                        decoding.deltas.has_value() == error.empty(),
+                    "a test and a decoding agree: " + error);
     }
 }
 void checkTrail(SelfTest& test) {
@@ -485,17 +465,9 @@ void checkPlanner(SelfTest& test) {
 }  // namespace
 
 bool SessionUsageCacheSelfTest::run() {
-    SelfTest test("session usage cache");
-    checkDeltas(test);
-    checkDamagedDeltas(test);
-    checkTrail(test);
-    checkDocument(test);
-    checkPruning(test);
-    checkFile(test);
-    checkOffset(test);
-    checkIdentity(test);
-    checkPlanner(test);
-    return test.finish();
+    return SelfTest::run("session usage cache",
+                         {checkDeltas, checkDamagedDeltas, checkTrail, checkDocument, checkPruning,
+                          checkFile, checkOffset, checkIdentity, checkPlanner});
 }
 
 }  // namespace vantry

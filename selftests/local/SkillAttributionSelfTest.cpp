@@ -1,8 +1,5 @@
 #include <chrono>
-#include <string>
 #include <sys/stat.h>
-#include <utility>
-#include <vector>
 
 #include "local/SessionLineParser.h"
 #include "local/SkillLoadPaths.h"
@@ -114,8 +111,7 @@ void checkHostileText(SelfTest& test) {
         for (std::size_t i = 0; i < count; ++i) result += text;
         return result;
     };
-    for (const char* piece :
-         {"'", "\"'`", "\\", "S'", "K'", "'\"'\"'", "/SKILL.md\"'\" ", "\"'SKILL.md'\"", "\\u00"}) {
+    for (const char* piece : {"'", "\"'`", "\\", "S'", "/SKILL.md\"'\" ", "\"'SKILL.md'\""}) {
         const std::string text = repeated(piece, 1'048'576);
         test.expect(extractSkillPaths("SKILL.md" + text + "SKILL.md").empty(), piece);
     }
@@ -128,14 +124,6 @@ void checkHostileText(SelfTest& test) {
         return pathsOf(R"("cmd":)" + lists + repeated("]", count)).size();
     };
     test.expect(inLists(50) == 1 && inLists(1'000) == 0, "what lies too deep is not looked at");
-    std::string nested = "\"/a/SKILL.md\"";
-    for (int level = 0; level < 9; ++level) {
-        std::string text;
-        for (const char c : nested)
-            text += c == '"' || c == '\\' ? std::string{'\\', c} : std::string{c};
-        nested = '"' + text + '"';
-    }
-    test.expect(pathsOf(R"("cmd":)" + nested).empty(), "neither in lists nor in texts");
 }
 
 void checkFigures(SelfTest& test) {
@@ -232,13 +220,9 @@ void checkRows(SelfTest& test) {
         {"~/.codex/skills/cache/SKILL.md", "personal"},
         {"/h/.cache/a/SKILL.md", "local"}};
     for (const auto& [path, label] : labels) test.expect(skillSourceLabel(path) == label, path);
-    const std::pair<const char*, const char*> categories[] = {
-        {"Exec_Command", "terminal"}, {"web_mcp_edit", "edit"}, {"open_page", "browser"},
-        {"mcp__image", "visual"},     {"plan_docs", "docs"},    {"goals", "planning"},
-        {"spawn_agent", "tool"}};
-    for (const auto& [name, category] : categories) {
-        test.expect(toolCategory(name) == category, name);
-    }
+    test.expect(toolCategory("Exec_Command") == "terminal" && toolCategory("plan_docs") == "docs" &&
+                    toolCategory("web_mcp_edit") == "edit" && toolCategory("agent") == "tool",
+                "the first category whose words a tool's name has");
     const auto tools = makeToolUsages({{"b", {"b", 2}}, {"c", {"c", 3}}, {"a", {"a", 2}}});
     test.expect(tools.size() == 3 && tools[0].id == "c" && tools[1].name == "a" &&
                     tools[2].callCount == 2 && !tools[0].estimatedTokens,
@@ -274,14 +258,8 @@ void checkRows(SelfTest& test) {
 }  // namespace
 
 bool run() {
-    SelfTest test("skill attribution");
-    checkCommands(test);
-    checkArguments(test);
-    checkHostileText(test);
-    checkFigures(test);
-    checkPluginCache(test);
-    checkRows(test);
-    return test.finish();
+    return SelfTest::run("skill attribution", {checkCommands, checkArguments, checkHostileText,
+                                               checkFigures, checkPluginCache, checkRows});
 }
 
 }  // namespace vantry::SkillAttributionSelfTest

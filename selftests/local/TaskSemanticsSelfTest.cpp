@@ -1,7 +1,3 @@
-#include <limits>
-#include <map>
-#include <string>
-#include <vector>
 
 #include "io/BoundedProcessRunner.h"
 #include "local/AutomationTasks.h"
@@ -28,19 +24,17 @@ std::optional<Date> ago(std::optional<double> seconds) {
 
 void checkEvidence(SelfTest& test) {
     constexpr double nan = std::numeric_limits<double>::quiet_NaN();
-    struct Case {
-        std::optional<double> recency, updated, observed;
-        TaskColumnKind column;
-    };
+    using Case = std::tuple<std::optional<double>, std::optional<double>, std::optional<double>,
+                            TaskColumnKind>;
     const Case cases[] = {
         {7200, {}, 7200, TaskColumnKind::active}, {7201, {}, 7201, TaskColumnKind::pending},
         {9000, 0, 0, TaskColumnKind::active},     {-1, 8000, 8000, TaskColumnKind::pending},
         {10, nan, 10, TaskColumnKind::active},    {-1, -2, {}, TaskColumnKind::pending}};
-    for (const Case& entry : cases) {
+    for (const auto& [recency, updated, latest, place] : cases) {
         const auto observed = TaskEvidencePolicy::latestObservedActivity(
-            {.recencyAt = ago(entry.recency), .updatedAt = ago(entry.updated), .now = now});
+            {.recencyAt = ago(recency), .updatedAt = ago(updated), .now = now});
         const auto column = TaskEvidencePolicy::column({.lastActivityAt = observed, .now = now});
-        test.expect(observed == ago(entry.observed) && column == entry.column,
+        test.expect(observed == ago(latest) && column == place,
                     "应采用最近的有效活动时间并忽略未来时间");
     }
     test.expect(TaskEvidencePolicy::column({.lastActivityAt = now + 1, .now = now}) ==
@@ -130,6 +124,8 @@ INSERT INTO threads VALUES
 ('yesterday', '', '', '', '', 0, NULL, -18001, -18001, -18001),
 (NULL, '', '', '', '', 0, NULL, -5, -5, -5),
 ('archived', '', '', '', '', 1, -18000, -5, -5, -5),
+('created', '', '', '', '', 0, NULL, -5, -20000, -20000),
+('archived ahead', '', '', '', '', 1, 60, -5, -5, -5),
 ('archived yesterday', '', '', '', '', 1, -18001, -5, -5, -5);
 UPDATE threads SET archived_at = 1772398800 + archived_at, created_at = 1772398800 + created_at,
     updated_at = 1772398800 + updated_at, recency_at = 1772398800 + recency_at;
@@ -169,7 +165,8 @@ void checkBoard(SelfTest& test) {
     test.expect(shown(read(Date(1e300))).empty(), "a clock beyond all integers");
     const TaskBoardRead whole = read(now);
     if (!test.expect(shown(whole) == "最近活跃 2, milliseconds Recent, edge Recent\n"
-                                     "其他会话 3, past Earlier, ahead Earlier, unknown Unknown\n"
+                                     "其他会话 4, past Earlier, ahead Earlier, created Earlier, "
+                                     "unknown Unknown\n"
                                      "定时 1, automation-a Cron\n今日归档 1, archived Archived\n",
                      "the day is that of the statistics, and a time ahead is no activity")) {
         return;
@@ -178,10 +175,10 @@ void checkBoard(SelfTest& test) {
     test.expect(edge.threadID == "edge" && edge.code == "COD-edge" && edge.title == "T" &&
                     edge.detail == "p",
                 "an item says what its row says");
-    test.expect(!whole.board->columns[1].items[2].updatedAt, "缺少活动时间不能猜测较早活动");
+    test.expect(!whole.board->columns[1].items[3].updatedAt, "缺少活动时间不能猜测较早活动");
     const TaskBoard bound = whole.board->replacingTodayConversationTokens({{"edge", 0}}, true);
     test.expect(bound.columns[0].items[1].tokens == 0 && !bound.columns[0].items[0].tokens &&
-                    bound.columns[1].items[2].tokensAreStale &&
+                    bound.columns[1].items[3].tokensAreStale &&
                     !bound.columns[2].items[0].tokensAreStale &&
                     bound.replacingTodayConversationTokens({}, false) == whole.board,
                 "仅完整本机统计批次可绑定任务用量；不可用批次或清空本机记录必须清除旧任务数字");
@@ -190,12 +187,8 @@ void checkBoard(SelfTest& test) {
 }  // namespace
 
 bool run() {
-    SelfTest test("task semantics");
-    checkEvidence(test);
-    checkTitles(test);
-    checkAutomations(test);
-    checkBoard(test);
-    return test.finish();
+    return SelfTest::run("task semantics",
+                         {checkEvidence, checkTitles, checkAutomations, checkBoard});
 }
 
 }  // namespace vantry::TaskSemanticsSelfTest

@@ -1,8 +1,4 @@
 #include <deque>
-#include <map>
-#include <set>
-#include <string>
-#include <vector>
 
 #include "official/AppServerConversation.h"
 #include "selftests/Suites.h"
@@ -84,19 +80,20 @@ void checkRequests(SelfTest& test) {
         "\n"
         R"({"method":"initialized"})"
         "\n";
+    const auto request = [](const std::string& members) { return "{" + members + "}\n"; };
     const std::string account =
-        R"({"id":2,"method":"account/read","params":{"refreshToken":false}})"
-        "\n";
-    const std::string first = R"({"id":3,"method":"account/rateLimits/read"})"
-                              "\n";
-    const std::string usage = R"({"id":4,"method":"account/usage/read"})"
-                              "\n";
-    const std::string last = R"({"id":5,"method":"account/rateLimits/read"})"
-                             "\n";
+        request(R"("id":2,"method":"account/read","params":{"refreshToken":false})");
+    const std::string first = request(R"("id":3,"method":"account/rateLimits/read")");
+    const std::string usage = request(R"("id":4,"method":"account/usage/read")");
+    const std::string last = request(R"("id":5,"method":"account/rateLimits/read")");
     test.expect(Talk(goodReplies()).requests == hello + first + account + usage + last,
                 "a full read");
-    test.expect(Talk(goodReplies(), {2, 3}).requests == hello + first + account + last,
-                "a read of the quota alone asks for no usage");
+    const Talk quotaOnly(goodReplies(), {2, 3});
+    const AppServerSnapshot& retried = quotaOnly.read.snapshot;
+    test.expect(quotaOnly.requests == hello + first + account + last && retried.account &&
+                    quotaOnly.remaining() == 76 && !retried.cloudDailyUsageAttempted &&
+                    retried.officialUsageReadStatus == OfficialUsageReadStatus::notAttempted,
+                "额度重试应读取账号身份与额度，但不请求官方用量历史");
     const Talk alone(goodReplies(), {2});
     test.expect(alone.requests == hello + account && alone.isOver && alone.read.snapshot.account &&
                     alone.read.snapshot.readState == AppServerReadState::responded,
@@ -106,14 +103,8 @@ void checkRequests(SelfTest& test) {
 }
 
 void checkAnswers(SelfTest& test) {
-    struct Case {
-        const char* what;
-        Replies replies;
-        std::optional<double> remaining;
-        OfficialUsageReadStatus usage;
-        bool hasIdentity;
-        std::vector<std::string> messages;
-    };
+    using Case = std::tuple<const char*, Replies, std::optional<double>, OfficialUsageReadStatus,
+                            bool, std::vector<std::string>>;
     const auto succeeded = OfficialUsageReadStatus::succeeded;
     const auto failed = OfficialUsageReadStatus::failed;
     const std::string error = R"(,"error":{"code":-32600,"message":"failure"}})";
@@ -164,15 +155,15 @@ void checkAnswers(SelfTest& test) {
          true,
          {}},
     };
-    for (const Case& entry : cases) {
-        const Talk talk(entry.replies);
-        test.expect(talk.isOver && talk.remaining() == entry.remaining &&
+    for (const auto& [what, replies, remaining, usage, hasIdentity, messages] : cases) {
+        const Talk talk(replies);
+        test.expect(talk.isOver && talk.remaining() == remaining &&
                         talk.read.snapshot.readState == AppServerReadState::responded &&
-                        talk.read.snapshot.officialUsageReadStatus == entry.usage &&
+                        talk.read.snapshot.officialUsageReadStatus == usage &&
                         talk.read.snapshot.account &&
-                        talk.read.snapshot.accountIdentity.has_value() == entry.hasIdentity &&
-                        talk.read.messages == entry.messages,
-                    entry.what);
+                        talk.read.snapshot.accountIdentity.has_value() == hasIdentity &&
+                        talk.read.messages == messages,
+                    what);
     }
 }
 
@@ -230,12 +221,8 @@ void checkRefusals(SelfTest& test) {
 }  // namespace
 
 bool run() {
-    SelfTest test("app-server conversation");
-    checkRequests(test);
-    checkAnswers(test);
-    checkUsage(test);
-    checkRefusals(test);
-    return test.finish();
+    return SelfTest::run("app-server conversation",
+                         {checkRequests, checkAnswers, checkUsage, checkRefusals});
 }
 
 }  // namespace vantry::AppServerConversationSelfTest

@@ -1,6 +1,3 @@
-#include <filesystem>
-#include <string>
-#include <vector>
 
 #include "official/CodexExecutable.h"
 #include "selftests/Suites.h"
@@ -125,11 +122,7 @@ void checkOrder(SelfTest& test) {
 }  // namespace
 
 bool run() {
-    SelfTest test("codex executable");
-    checkPlaces(test);
-    checkPreference(test);
-    checkOrder(test);
-    return test.finish();
+    return SelfTest::run("codex executable", {checkPlaces, checkPreference, checkOrder});
 }
 
 }  // namespace vantry::CodexExecutableSelfTest

@@ -1,8 +1,5 @@
-#include <algorithm>
-#include <filesystem>
-#include <map>
-#include <string>
-#include <vector>
+
+#include <fmt/format.h>
 
 #include "io/BoundedCacheData.h"
 #include "official/DailyUsageMessages.h"
@@ -57,7 +54,7 @@ void checkParsing(SelfTest& test) {
         Words messages;
         const std::string bucket = R"({"startDate":)" + std::string(rest) + "}";
         const bool isRefused =
-            !parse(R"({"dailyUsageBuckets":[)" + good + "," + bucket + "]}", messages);
+            !parse(fmt::format(R"({{"dailyUsageBuckets":[{},{}]}})", good, bucket), messages);
         test.expect(isRefused && messages == Words{"Codex 官方日统计格式异常，未采用该批数据"},
                     "Codex 官方日统计损坏时应整批弃用: " + bucket);
     }
@@ -311,13 +308,8 @@ void checkGaps(SelfTest& test) {
 }  // namespace
 
 bool run() {
-    SelfTest test("official daily usage");
-    checkParsing(test);
-    checkCache(test);
-    checkPersistence(test);
-    checkHalfAYear(test);
-    checkGaps(test);
-    return test.finish();
+    return SelfTest::run("official daily usage",
+                         {checkParsing, checkCache, checkPersistence, checkHalfAYear, checkGaps});
 }
 
 }  // namespace vantry::OfficialDailyUsageSelfTest

@@ -1,5 +1,3 @@
-#include <cmath>
-#include <limits>
 
 #include "official/RuntimeSummary.h"
 #include "selftests/Suites.h"
@@ -40,18 +38,13 @@ void checkExpiry(SelfTest& test) {
 }
 
 void checkCountdown(SelfTest& test) {
-    struct Case {
-        double seconds;
-        const char* hours;
-        std::int64_t days;
-    };
-    for (const Case& entry :
+    using Case = std::tuple<double, const char*, std::int64_t>;
+    for (const auto& [seconds, hours, days] :
          {Case{1, "0.1", 1}, Case{3'600, "1", 1}, Case{3'601, "1.1", 1}, Case{16'500, "4.6", 1},
           Case{86'400, "24", 1}, Case{90'000, "25", 2}}) {
-        const Countdown countdown{.resetsAt = now + entry.seconds, .now = now};
-        test.expect(
-            remainingHoursText(countdown) == entry.hours && remainingDays(countdown) == entry.days,
-            std::string("a countdown is rounded up: ") + entry.hours);
+        const Countdown countdown{.resetsAt = now + seconds, .now = now};
+        test.expect(remainingHoursText(countdown) == hours && remainingDays(countdown) == days,
+                    std::string("a countdown is rounded up: ") + hours);
     }
     for (const Date gone : {now, now - 1, never, Date(1e300)}) {
         const Countdown countdown{.resetsAt = gone, .now = now};
@@ -102,11 +95,7 @@ void checkSelection(SelfTest& test) {
 }  // namespace
 
 bool run() {
-    SelfTest test("quota window");
-    checkExpiry(test);
-    checkCountdown(test);
-    checkSelection(test);
-    return test.finish();
+    return SelfTest::run("quota window", {checkExpiry, checkCountdown, checkSelection});
 }
 
 }  // namespace vantry::QuotaWindowSelfTest

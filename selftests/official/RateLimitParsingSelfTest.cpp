@@ -1,4 +1,3 @@
-#include <string>
 
 #include "official/AccountParsing.h"
 #include "platform/Sha256.h"
@@ -62,11 +61,7 @@ void checkBounds(SelfTest& test) {
 }
 
 void checkCredits(SelfTest& test) {
-    struct Case {
-        const char* json;
-        std::optional<CreditsInfo> expected;
-        const char* what;
-    };
+    using Case = std::tuple<const char*, std::optional<CreditsInfo>, const char*>;
     const auto withResets = [](std::optional<std::int64_t> resetCredits) {
         return CreditsInfo{.resetCredits = resetCredits};
     };
@@ -87,8 +82,8 @@ void checkCredits(SelfTest& test) {
         {R"({"rateLimits":{},"credits":{"unlimited":true,"balance":7}})",
          CreditsInfo{.unlimited = true}, "credits at the top are found; a balance is a text"},
     };
-    for (const Case& entry : cases) {
-        test.expect(limitsOf(entry.json).credits == entry.expected, entry.what);
+    for (const auto& [json, expected, what] : cases) {
+        test.expect(limitsOf(json).credits == expected, what);
     }
 }
 
@@ -116,12 +111,8 @@ void checkAccount(SelfTest& test) {
 }  // namespace
 
 bool runRateLimitParsingSelfTest() {
-    SelfTest test("rate limit parsing");
-    checkSlots(test);
-    checkBounds(test);
-    checkCredits(test);
-    checkAccount(test);
-    return test.finish();
+    return SelfTest::run("rate limit parsing",
+                         {checkSlots, checkBounds, checkCredits, checkAccount});
 }
 
 }  // namespace vantry::CodexUsageReader

@@ -1,11 +1,7 @@
 #include <atomic>
-#include <cmath>
 #include <fstream>
-#include <limits>
-#include <string>
 #include <sys/stat.h>
 #include <thread>
-#include <vector>
 
 #include "platform/AtomicFile.h"
 #include "platform/Iso8601.h"
@@ -45,20 +41,15 @@ void checkJsonReading(SelfTest& test) {
     test.expect(
         root["s"].text() == "你" && root["wide"].size() == 3 && root["n"]["deeper"].isMissing(),
         "texts are unescaped, and what is no object has no members");
-    struct Case {
-        const char* text;
-        std::optional<std::int64_t> integer;
-        std::optional<double> fraction;
-    };
-    for (const Case& entry :
+    using Case = std::tuple<const char*, std::optional<std::int64_t>, std::optional<double>>;
+    for (const auto& [text, integer, fraction] :
          {Case{"+12", 12, 12}, Case{"-9223372036854775808", INT64_MIN, -9223372036854775808.0},
           Case{"9223372036854775808", {}, 9223372036854775808.0}, Case{"1.5", {}, 1.5},
           Case{"", {}, {}}, Case{" 1", {}, {}}, Case{"+", {}, {}}, Case{"+-1", {}, {}},
           Case{"++1", {}, {}}, Case{"0x10", {}, {}}, Case{"inf", {}, {}}, Case{"nan", {}, {}}}) {
-        const auto one = JsonDocument::parse(std::string(1, '"') + entry.text + '"');
-        test.expect(
-            int64Value(one->root()) == entry.integer && doubleValue(one->root()) == entry.fraction,
-            std::string("a number as text: ") + entry.text);
+        const auto one = JsonDocument::parse(std::string(1, '"') + text + '"');
+        test.expect(int64Value(one->root()) == integer && doubleValue(one->root()) == fraction,
+                    std::string("a number as text: ") + text);
     }
     for (const char* bad : {"", "{", "{}x", "\"\xff\"", "1e5e5", "[1,]", "nul"}) {
         test.expect(!JsonDocument::parse(bad), "no document: " + std::string(bad));
@@ -99,28 +90,6 @@ void checkRecords(SelfTest& test) {
                     iso8601Text(Date(-0.5)) == "1969-12-31T23:59:59Z" &&
                     !iso8601Text(Date(1e300)) && !iso8601Text(Date(std::nan(""))),
                 "dates as text");
-}
-
-void checkTokens(SelfTest& test) {
-    const TokenBreakdown earlier{.inputTokens = 90,
-                                 .cachedInputTokens = 50,
-                                 .outputTokens = 10,
-                                 .reasoningOutputTokens = 5,
-                                 .totalTokens = 100};
-    test.expect(TokenBreakdown{.inputTokens = 30, .outputTokens = 10, .totalTokens = 40}
-                        .delta(earlier)
-                        .totalTokens == 40,
-                "a smaller total is a new start");
-    const TokenBreakdown odd =
-        TokenBreakdown{
-            .inputTokens = 85, .cachedInputTokens = 90, .outputTokens = 25, .totalTokens = 110}
-            .delta(earlier);
-    test.expect(odd == TokenBreakdown{.outputTokens = 10, .totalTokens = 10},
-                "parts that shrank keep input + output = total");
-    test.expect(
-        saturatingAdd(INT64_MAX, 1) == INT64_MAX && saturatingAdd(INT64_MIN, -1) == INT64_MIN &&
-            TokenBreakdown{.inputTokens = 5, .cachedInputTokens = 9}.uncachedInputTokens() == 0,
-        "sums stop at the limits");
 }
 
 void checkFiles(SelfTest& test) {
@@ -194,6 +163,9 @@ void checkDirectories(SelfTest& test) {
 }
 
 void checkQueue(SelfTest& test) {
+    test.expect(
+        saturatingAdd(INT64_MAX, 1) == INT64_MAX && saturatingAdd(INT64_MIN, -1) == INT64_MIN,
+        "sums stop at the limits");
     WorkQueue queue(3);
     std::atomic<int> sum = 0;
     for (int round = 0; round < 200; ++round) {
@@ -207,15 +179,8 @@ void checkQueue(SelfTest& test) {
 }  // namespace
 
 bool run() {
-    SelfTest test("platform");
-    checkJsonReading(test);
-    checkJsonWriting(test);
-    checkRecords(test);
-    checkTokens(test);
-    checkFiles(test);
-    checkDirectories(test);
-    checkQueue(test);
-    return test.finish();
+    return SelfTest::run("platform", {checkJsonReading, checkJsonWriting, checkRecords, checkFiles,
+                                      checkDirectories, checkQueue});
 }
 
 }  // namespace vantry::PlatformSelfTest

@@ -12,10 +12,8 @@ bool run() {
     const std::string target = "codex://threads/01a20528-476d-7260-bc10-d159d63f3836";
     test.expect(url(upper) == target, "an upper-case id opens with its lower-case form");
     for (const char* id :
-         {"", "not-a-thread", " 01a20528-476d-7260-bc10-d159d63f3836",
-          "01a20528-476d-7260-bc10-d159d63f3836\n", "{01a20528-476d-7260-bc10-d159d63f3836}",
-          "01a20528476d7260bc10d159d63f3836", "01a20528-476d-7260-bc10-d159d63f383g",
-          "01a20528-476d-7260-bc10d-159d63f3836", "-1a20528-476d-7260-bc10-d159d63f3836"}) {
+         {"", " 01a20528-476d-7260-bc10-d159d63f3836", "01a20528476d7260bc10d159d63f3836",
+          "01a20528-476d-7260-bc10-d159d63f383g", "01a20528-476d-7260-bc10d-159d63f3836"}) {
         test.expect(!url(id), id);
     }
     std::string opened;

@@ -20,6 +20,7 @@ const Date today(1'799'366'400);
 template <class Rows, class Member>
 auto column(const Rows& rows, Member member) {
     std::vector<std::decay_t<decltype(rows.front().*member)>> values;
+    values.reserve(rows.size());
     for (const auto& row : rows) values.push_back(row.*member);
     return values;
 }
@@ -65,6 +66,7 @@ UsageSnapshot withLocal(LocalUsage usage, Date capturedAt) {
 UsageSnapshot aggregateOf(const std::vector<UsageSnapshot>& snapshots,
                           const UsageSnapshot* previous = nullptr) {
     std::vector<RuntimeUsageSnapshot> runtimes;
+    runtimes.reserve(snapshots.size());
     for (const UsageSnapshot& snapshot : snapshots) runtimes.push_back({.snapshot = snapshot});
     return aggregate(runtimes, {.at = now, .reusingLocalUsageFrom = previous});
 }
@@ -87,7 +89,8 @@ void checkSingleRuntime(SelfTest& test) {
                 "and one without local usage gets none");
 }
 
-ProjectUsage project(std::string id, std::int64_t tokens, std::optional<Date> firstActiveAt) {
+ProjectUsage project(const std::string& id, std::int64_t tokens,
+                     std::optional<Date> firstActiveAt) {
     return {.id = id, .name = id, .tokens = tokens, .firstActiveAt = firstActiveAt};
 }
 
@@ -292,15 +295,9 @@ void checkQuotaOnlyReuse(SelfTest& test) {
 }  // namespace
 
 bool run() {
-    SelfTest test("agent usage aggregation");
-    checkSingleRuntime(test);
-    checkProjects(test);
-    checkConversations(test);
-    checkRows(test);
-    checkTrends(test);
-    checkQuality(test);
-    checkQuotaOnlyReuse(test);
-    return test.finish();
+    return SelfTest::run("agent usage aggregation",
+                         {checkSingleRuntime, checkProjects, checkConversations, checkRows,
+                          checkTrends, checkQuality, checkQuotaOnlyReuse});
 }
 
 }  // namespace vantry::AgentUsageAggregatorSelfTest

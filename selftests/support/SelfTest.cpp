@@ -7,6 +7,13 @@
 
 namespace vantry {
 
+bool SelfTest::run(std::string_view subject,
+                   std::initializer_list<void (*)(SelfTest& test)> checks) {
+    SelfTest test(subject);
+    for (const auto& check : checks) check(test);
+    return test.finish();
+}
+
 bool SelfTest::expect(bool held, std::string_view what) {
     if (!held) {
         passed_ = false;

@@ -1,8 +1,22 @@
 #pragma once
 
+// With what nearly every suite needs.
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdint>
 #include <filesystem>
+#include <initializer_list>
+#include <iterator>
+#include <limits>
+#include <map>
+#include <optional>
+#include <set>
 #include <string>
 #include <string_view>
+#include <tuple>
+#include <utility>
+#include <vector>
 
 namespace vantry {
 
@@ -11,6 +25,10 @@ namespace vantry {
 class SelfTest {
   public:
     explicit SelfTest(std::string_view subject) : subject_(subject) {}
+
+    /// A whole suite: every check in its order, then the outcome.
+    static bool run(std::string_view subject,
+                    std::initializer_list<void (*)(SelfTest& test)> checks);
 
     /// Records `what` as failed unless `held`; prints it at once. Returns `held`.
     bool expect(bool held, std::string_view what);

@@ -1,5 +1,6 @@
 #include "local/LocalUsageReader.h"
 
+#include <string_view>
 #include <system_error>
 
 #include "io/BoundedCacheData.h"
@@ -13,6 +14,8 @@ namespace vantry::CodexUsageReader {
 namespace fs = std::filesystem;
 
 namespace {
+
+constexpr std::string_view detailsMissing = "本机项目明细暂不可用，已暂停显示可能重复的线程累计值";
 
 // Codex's own file, which may be a link: without one, or with a damaged one, projects have no
 // names. Far above what names can take it is damaged.
@@ -95,7 +98,8 @@ LocalUsageRead readLocalUsage(const LocalUsageRequest& request, ReaderCaches& ca
     const auto sqlite = firstExistingPath(sqliteProgramCandidates());
     if (!sqlite) {
         return {
-            .result = {.dependencyFailure = LocalReaderDependencyFailure::sqliteExecutableMissing}};
+            .result = {.dependencyFailure = LocalReaderDependencyFailure::sqliteExecutableMissing},
+            .messages = {"未找到 sqlite3"}};
     }
     const StateDatabase state{.sqlitePath = *sqlite, .databasePath = *database};
     const StatisticsWindows windows = StatisticsWindows::of(context.statistics);
@@ -103,6 +107,13 @@ LocalUsageRead readLocalUsage(const LocalUsageRequest& request, ReaderCaches& ca
     const CodexProjectNameIndex names = readProjectNames(request.realHomeDirectory);
 
     LocalUsageRead read;
+    const auto* totalsFailure = std::get_if<SQLiteReadFailure>(&totals);
+    if (totalsFailure != nullptr) {
+        // A database that does not answer is not asked a second time.
+        read.result.capturedAt = context.now;
+        read.messages = {std::string(messageFor(*totalsFailure)), std::string(detailsMissing)};
+        return read;
+    }
     auto analytics = readLocalAnalytics(
         {.database = state,
          .homeDirectory = context.homeDirectory,
@@ -116,18 +127,10 @@ LocalUsageRead readLocalUsage(const LocalUsageRequest& request, ReaderCaches& ca
     read.result = {.capturedAt = analytics.capturedAt,
                    .isStale = analytics.isStale,
                    .readStatus = analytics.readStatus};
-    const auto* totalsFailure = std::get_if<SQLiteReadFailure>(&totals);
-    auto failure = analytics.sqliteFailure;
-    if (!failure && totalsFailure != nullptr) failure = *totalsFailure;
-    if (failure) read.messages.emplace_back(messageFor(*failure));
-    if (!analytics.analytics.detailedUsage) {
-        read.messages.emplace_back("本机项目明细暂不可用，已暂停显示可能重复的线程累计值");
-    }
-    if (failure) {
-        // What half a database says must not take the place of figures that were complete.
-        read.result.readStatus = LocalUsageReadStatus::unavailable;
-        return read;
-    }
+    if (analytics.sqliteFailure) read.messages.emplace_back(messageFor(*analytics.sqliteFailure));
+    if (!analytics.analytics.detailedUsage) read.messages.emplace_back(detailsMissing);
+    // What half a database says must not take the place of figures that were complete.
+    if (analytics.sqliteFailure) return read;
     nameProjects(analytics.analytics, names);
     read.result.local =
         compose(std::get<SQLiteLocalTotals>(totals), std::move(analytics.analytics));

@@ -13,7 +13,8 @@ namespace vantry::ProjectLifetimeEstimate {
 
 namespace {
 
-__extension__ typedef unsigned __int128 UInt128;
+// GCC takes its extension keyword before a typedef only.
+__extension__ typedef unsigned __int128 UInt128;  // NOLINT(modernize-use-using)
 
 /// One project's part in a day.
 struct Claim {

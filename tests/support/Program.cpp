@@ -1,8 +1,11 @@
 #include "support/Program.h"
 
+#include <poll.h>
 #include <sstream>
+#include <unistd.h>
 
 #include "io/BoundedProcessRunner.h"
+#include "local/SQLiteReader.h"
 #include "official/CodexExecutable.h"
 #include "platform/JsonReader.h"
 
@@ -92,6 +95,36 @@ std::map<std::string, std::uintmax_t> ProgramTest::tree() const {
         found[entry.path().string()] = entry.is_regular_file() ? entry.file_size() : 0;
     }
     return found;
+}
+
+DatabaseWriter::DatabaseWriter(const fs::path& database)
+    : sqlite_(std::get<ChildProcess>(ChildProcess::spawn(
+          {.executable =
+               *CodexUsageReader::firstExistingPath(CodexUsageReader::sqliteProgramCandidates()),
+           .arguments = {database.string()},
+           .standardInput = PipeInput{}}))),
+      input_(sqlite_.takeStandardInput()) {
+    sqlite_.closeInputReader();
+}
+
+DatabaseWriter::~DatabaseWriter() {
+    input_.close();
+    sqlite_.waitForExit(std::chrono::seconds(5));
+}
+
+bool DatabaseWriter::run(std::string statements) {
+    statements += "\nSELECT 'carried' || ' out';\n";
+    if (::write(input_.number(), statements.data(), statements.size()) < 0) return false;
+    std::string said;
+    char chunk[256];
+    while (said.find("carried out") == std::string::npos) {
+        pollfd output{.fd = sqlite_.standardOutput().number(), .events = POLLIN, .revents = 0};
+        if (::poll(&output, 1, 5'000) != 1) return false;
+        const ssize_t count = ::read(output.fd, chunk, sizeof chunk);
+        if (count <= 0) return false;
+        said.append(chunk, static_cast<std::size_t>(count));
+    }
+    return true;
 }
 
 std::string codexScript(std::string_view changes) {

@@ -8,6 +8,7 @@
 #include <string_view>
 #include <vector>
 
+#include "io/ChildProcess.h"
 #include "selftests/support/SelfTest.h"
 
 namespace vantry {
@@ -46,6 +47,24 @@ class ProgramTest : public testing::Test {
 
   private:
     TemporaryDirectory directory_{"vantry-program-test-"};
+};
+
+/// The sqlite3 program with a database open. At the object's end it lets go: what is not committed
+/// is undone, and the write-ahead log is worked in.
+class DatabaseWriter {
+  public:
+    explicit DatabaseWriter(const std::filesystem::path& database);
+    DatabaseWriter(const DatabaseWriter&) = delete;
+    DatabaseWriter& operator=(const DatabaseWriter&) = delete;
+    ~DatabaseWriter();
+
+    /// Carries the statements out. False when sqlite3 does not say so within seconds; it goes on
+    /// after an error.
+    bool run(std::string statements);
+
+  private:
+    ChildProcess sqlite_;
+    FileDescriptor input_;
 };
 
 /// A shell script that answers every request of a read for one account, whose id is

@@ -1,0 +1,415 @@
+#include <algorithm>
+#include <fstream>
+#include <functional>
+#include <future>
+#include <set>
+
+#include "corpus/Corpus.h"
+#include "platform/Iso8601.h"
+#include "platform/JsonReader.h"
+#include "support/Program.h"
+
+using namespace vantry;
+namespace fs = std::filesystem;
+
+namespace {
+
+/// Figures by the path at which the dump has them below "local", in which a list's element has its
+/// id for a name.
+using Figures = std::map<std::string, std::int64_t>;
+
+/// What is too much in `found`, and, negative, what is missing.
+Figures differences(Figures found, const Figures& expected) {
+    for (const auto& [name, number] : expected) found[name] -= number;
+    std::erase_if(found, [](const auto& figure) { return figure.second == 0; });
+    return found;
+}
+
+void gather(JsonView value, const std::string& path, Figures& figures) {
+    if (const auto number = value.integer()) figures[path] += *number;
+    value.forEachMember([&](std::string_view key, JsonView member) {
+        if (key != "estimatedCostUSD") gather(member, path + "/" + std::string(key), figures);
+        return true;
+    });
+    value.forEachElement([&](JsonView element) {
+        std::string id = ownedText(element["id"]).value_or("");
+        if (const auto day = element["dayStart"].text()) {
+            id = std::string(day->substr(0, 10)) + ownedText(element["modelID"]).value_or("?");
+        }
+        gather(element, path + "/" + id, figures);
+        return true;
+    });
+}
+
+Figures figuresOf(const std::string& dump) {
+    const auto document = JsonDocument::parse(dump);
+    const JsonView local = document->root()["compat"]["codex"]["local"];
+    Figures figures;
+    for (const char* window : {"today", "sevenDay", "month", "lifetime"}) {
+        gather(local["detailedUsage"][window]["tokens"], window, figures);
+    }
+    for (const char* list :
+         {"dailyBuckets", "toolUsages", "skillUsages", "modelUsage", "projectBoard"}) {
+        gather(local[list], list, figures);
+    }
+    return figures;
+}
+
+/// What a read at that time must find, with days of UTC.
+Figures expectedFigures(const corpus::Truth& truth, Date now) {
+    Figures figures;
+    const auto today = static_cast<corpus::Millis>(now.secondsSince1970()) * corpus::second;
+    const std::string board = "projectBoard/";
+    std::set<std::pair<std::string, std::string>> counted;
+    const auto addThread = [&](const std::string& name, const corpus::TruthThread& thread) {
+        if (counted.emplace(name, thread.id).second) ++figures[name];
+    };
+    for (const corpus::TruthEvent& event : truth.events) {
+        const corpus::TruthThread& thread = truth.threads[event.thread];
+        const std::int64_t tokens = event.tokens.totalTokens;
+        const std::string day = corpus::dayText(event.at);
+        const auto age = today / corpus::day - event.at / corpus::day;
+        const auto addWindow = [&](const std::string& window, const std::string& list) {
+            figures[window + "/inputTokens"] += event.tokens.inputTokens;
+            figures[window + "/cachedInputTokens"] += event.tokens.cachedInputTokens;
+            figures[window + "/outputTokens"] += event.tokens.outputTokens;
+            figures[window + "/reasoningOutputTokens"] += event.tokens.reasoningOutputTokens;
+            figures[window + "/totalTokens"] += tokens;
+            if (list.empty()) return;
+            figures[board + list + "/" + thread.project + "/tokens"] += tokens;
+            addThread(board + list + "/" + thread.project + "/threadCount", thread);
+        };
+        addWindow("lifetime", "allProjects");
+        if (day.substr(0, 7) == corpus::dayText(today).substr(0, 7)) addWindow("month", "");
+        if (age < 7) addWindow("sevenDay", "recentProjects");
+        if (age < 1) addWindow("today", "todayProjects");
+        if (age <= 190) figures["dailyBuckets/" + day + "/tokens"] += tokens;
+        auto model = thread.indexModel;
+        if (event.model) model = truth.models[*event.model];
+        if (age < 180)
+            figures["modelUsage/buckets/" + day + model.value_or("?") + "/tokens"] += tokens;
+        figures[board + "localDailyByProject/" + thread.project + "/" + day] += tokens;
+        const std::string detail = board + "detailsByProjectID/" + thread.project + "/";
+        if (age < 30) figures[detail + "dailyBuckets/" + day + "/tokens"] += tokens;
+        for (const auto& [window, days] :
+             {std::pair("today", 1), {"sevenDay", 7}, {"thirtyDay", 30}}) {
+            if (age >= days) continue;
+            addThread(detail + window + "ThreadCount", thread);
+            figures[detail + "conversations/" + thread.root + "/" + window + "Tokens"] += tokens;
+        }
+    }
+    const auto addUse = [&](const std::string& dimension, const corpus::TruthThread& thread,
+                            std::int64_t count) {
+        const std::string row = board + "dimensionBreakdown/" + dimension + "/" + thread.project;
+        figures[row + "/eventCount"] += count;
+        ++figures[row + "/threadCount"];
+    };
+    for (const corpus::TruthThread& thread : truth.threads) {
+        const std::string detail = board + "detailsByProjectID/" + thread.project + "/";
+        for (const auto& [tool, calls] : thread.toolCalls) {
+            figures["toolUsages/" + tool + "/callCount"] += calls;
+            figures[detail + "toolUsages/" + tool + "/callCount"] += calls;
+            addUse("projectsByToolID/" + tool, thread, calls);
+        }
+        for (const auto& [path, loads] : thread.skillLoads) {
+            addUse("projectsBySkillID/" + path, thread, loads);
+        }
+    }
+    for (const auto& [path, skill] : truth.skills) {
+        const std::string row = "skillUsages/" + path;
+        figures[row + "/loadCount"] = skill.loads;
+        figures[row + "/threadCount"] = skill.threads;
+        figures[row + "/staticByteCount"] = skill.bytes.value_or(0);
+        figures[row + "/staticTokenEstimate"] = skill.tokenEstimate.value_or(0);
+    }
+    return figures;
+}
+
+std::string contents(const fs::path& file) {
+    std::ifstream stream(file, std::ios::binary);
+    return {std::istreambuf_iterator<char>(stream), {}};
+}
+
+/// Replaces the last `from` in the file.
+void edit(const fs::path& file, std::string_view from, std::string_view to) {
+    std::string text = contents(file);
+    const std::size_t at = text.rfind(from);
+    ASSERT_NE(at, std::string::npos) << from;
+    std::ofstream(file, std::ios::binary) << text.replace(at, from.size(), to);
+}
+
+const std::string oldInstead = "，显示上次完整统计（数据可能暂时陈旧）";
+const std::string noDays = "，今日、近 7 天与日趋势暂不可用";
+const std::string noUsage = "，本机用量统计暂不可用";
+const std::string unreadable = "1 个 Codex session 日志暂时无法读取";
+
+}  // namespace
+
+class Analytics : public ProgramTest {
+  protected:
+    const fs::path home = root() / "home";
+    const fs::path database = home / ".codex/state_5.sqlite";
+    const fs::path cache = root() / "cache";
+    const fs::path cacheFile = cache / "local-analytics-v2.json";
+    const Variables user{{"HOME", home}, {"TZ", "UTC"}};
+    corpus::Truth truth;
+
+    /// A home whose last event is a minute old at most.
+    void make(corpus::CorpusOptions options) {
+        fs::remove_all(home);
+        fs::remove_all(cache);
+        options.home = home;
+        options.end = (static_cast<corpus::Millis>(Date::now().secondsSince1970()) - 1) * 1'000;
+        truth = corpus::makeCorpus(options);
+    }
+    std::string read() const { return dump(user); }
+    void sql(const std::string& statements) const {
+        EXPECT_TRUE(DatabaseWriter(database).run(statements)) << statements;
+    }
+
+    void expectState(const std::string& whole, const char* status,
+                     const std::vector<std::string>& messages) const {
+        const std::string codex = "compat.codex.";
+        std::map<std::string, std::string> facts{
+            {codex + "localUsageReadStatus", status},
+            {codex + "localUsageIsStale",
+             status == std::string("staleFallback") ? "true" : "false"},
+            {codex + "localReadMessages", "size " + std::to_string(messages.size())},
+            {"aggregate.localUsageReadStatus", status}};
+        for (std::size_t i = 0; i < messages.size(); ++i) {  // below the one about the codex
+            facts[codex + "localReadMessages." + std::to_string(i)] = messages[i];
+            facts[codex + "messages." + std::to_string(i + 1)] = messages[i];
+        }
+        expectFacts(whole, facts);
+    }
+    /// A complete read that finds the truth and has nothing to say of it.
+    void expectTruth(const std::string& whole) const {
+        expectState(whole, "complete", {});
+        const auto document = JsonDocument::parse(whole);
+        const auto now = iso8601Date(document->root()["refreshedAt"].text().value_or(""));
+        ASSERT_TRUE(now);
+        EXPECT_EQ(differences(figuresOf(whole), expectedFigures(truth, *now)), Figures());
+    }
+    void expectUnavailable(const std::string& whole, const std::string& message) const {
+        expectState(whole, "unavailable",
+                    {message, "本机项目明细暂不可用，已暂停显示可能重复的线程累计值"});
+        EXPECT_EQ(figuresOf(whole), Figures());
+    }
+};
+
+TEST_F(Analytics, EveryFigureIsTheTruth) {
+    struct Case {
+        std::uint64_t seed;
+        std::int64_t days;
+    };
+    // Days of today and the week alone, of the thirty days, and from before the trend begins.
+    for (const Case& entry : {Case{1, 2}, Case{2, 2}, Case{3, 25}, Case{4, 25}, Case{5, 400}}) {
+        SCOPED_TRACE(entry.seed);
+        make({.seed = entry.seed,
+              .conversations = 60,
+              .totalBytes = 600'000,
+              .spanDays = entry.days,
+              .mix = {.skillCalls = 0.3}});
+        EXPECT_GT(truth.skills.size(), 5U);
+        expectTruth(read());
+        expectTruth(read());
+        fs::remove(cacheFile);  // what is left are the logs' own figures
+        expectTruth(read());
+    }
+}
+
+TEST_F(Analytics, FiguresOfUnchangedSourcesAreNotMadeAgain) {
+    make({.conversations = 20, .totalBytes = 100'000, .spanDays = 9});
+    expectTruth(read());
+    Variables profiled = user;
+    profiled["VANTRY_PROFILE_READER"] = "1";
+    const ProgramRun again = run({"--dump-json"}, profiled);
+    EXPECT_NE(again.error.find(" disk-cache-reuse "), std::string::npos) << again.error;
+    expectTruth(again.output);
+}
+
+TEST_F(Analytics, DamagedLogsShowTheLastCompleteFiguresOfTheDayOrNone) {
+    using corpus::BadSession;
+    make({.conversations = 40,
+          .totalBytes = 300'000,
+          .spanDays = 9,
+          .bad = {BadSession::unverifiableFork, BadSession::missingParent, BadSession::parentCycle,
+                  BadSession::damagedLine}});
+    const auto idsOf = [&](const std::string& variant) {
+        std::string ids = "('none'";
+        for (const corpus::TruthThread& thread : truth.threads) {
+            const bool isWanted = thread.bad && (variant.empty() || thread.variant == variant);
+            if (isWanted) ids.append(", '").append(thread.id).append("'");
+        }
+        return ids + ")";
+    };
+    const std::string repair = "DELETE FROM threads WHERE id IN (SELECT id FROM aside);";
+    sql("CREATE TABLE aside AS SELECT * FROM threads WHERE id IN " + idsOf("") + ";" + repair);
+    const std::string unresolved = "1 个子任务暂时无法校验父任务";
+    const struct {
+        const char* variant;
+        std::string what;
+        std::string withoutFallback;
+    } cases[] = {{"damaged line", unreadable, noDays},
+                 {"missing parent", unresolved, noUsage},
+                 {"unverifiable", unresolved, noUsage},
+                 {"cycle", "子任务父链校验失败", noUsage}};
+    for (const auto& entry : cases) {
+        SCOPED_TRACE(entry.variant);
+        const std::string good = read();
+        expectTruth(good);
+        // A time that no other thing has: of 2023.
+        edit(cacheFile, "\"capturedAt\":8", "\"capturedAt\":7");
+        sql("INSERT INTO threads SELECT * FROM aside WHERE id IN " + idsOf(entry.variant) + ";");
+        const std::string stale = read();
+        expectState(stale, "staleFallback", {entry.what + oldInstead});
+        EXPECT_NE(stale.find("\"localUsageCapturedAt\": \"2023-"), std::string::npos);
+        EXPECT_EQ(differences(figuresOf(stale), figuresOf(good)), Figures());
+        fs::remove_all(cache);
+        expectUnavailable(read(), entry.what + entry.withoutFallback);
+        sql(repair);
+        expectTruth(read());
+    }
+}
+
+TEST_F(Analytics, ADamagedDatabaseGivesNoFigures) {
+    make({.conversations = 10, .totalBytes = 100'000, .spanDays = 9});
+    const fs::path sound = root() / "sound.sqlite";
+    fs::copy_file(database, sound);
+    const struct {
+        std::function<void()> inflict;
+        std::string message;
+    } cases[] = {
+        {[&] { edit(database, "SQLite format 3", "SQLite format ?"); }, "SQLite 查询失败"},
+        {[&] { fs::resize_file(database, 5'000); }, "SQLite 查询失败"},
+        {[&] { sql("UPDATE threads SET updated_at = -1 WHERE rowid = 3;"); },
+         "SQLite 数据格式异常，未采用该批数据"},
+        {[&] { sql("UPDATE threads SET rollout_path = '';"); }, "未找到 Codex session 日志"},
+    };
+    for (const auto& entry : cases) {
+        SCOPED_TRACE(&entry - cases);
+        entry.inflict();
+        expectUnavailable(read(), entry.message);
+        fs::remove_all(cache);
+        expectUnavailable(read(), entry.message);
+        for (const char* beside : {"-wal", "-shm"}) fs::remove(database.string() + beside);
+        fs::copy_file(sound, database, fs::copy_options::overwrite_existing);
+        expectTruth(read());  // the next case has this cache
+    }
+}
+
+TEST_F(Analytics, AWriterHoldsTheDatabase) {
+    make({.conversations = 10, .totalBytes = 100'000, .spanDays = 9});
+    expectTruth(read());
+    for (const std::string journal : {"WAL", "DELETE"}) {
+        SCOPED_TRACE(journal);
+        sql("PRAGMA journal_mode=" + journal + ";");
+        {
+            DatabaseWriter writer(database);
+            ASSERT_TRUE(writer.run("BEGIN EXCLUSIVE; UPDATE threads SET cwd = '/uncommitted';"));
+            Variables withoutCache = user;
+            withoutCache["VANTRY_CACHE_OVERRIDE"] = root() / ("no cache " + journal);
+            auto other = std::async(std::launch::async, [&] { return dump(withoutCache); });
+            for (const std::string& whole : {read(), other.get()}) {
+                // Without a write-ahead log it is waited for, and then the query has failed.
+                journal == "WAL" ? expectTruth(whole) : expectUnavailable(whole, "SQLite 查询失败");
+            }
+        }
+        expectTruth(read());
+    }
+}
+
+TEST_F(Analytics, ACacheThatCannotBeUsedIsNoCache) {
+    make({.conversations = 20, .totalBytes = 100'000, .spanDays = 9});
+    // A log that no other one needs, so that without it the read fails for it alone.
+    std::set<std::string> parents;
+    for (const auto& thread : truth.threads) parents.insert(thread.parent.value_or(""));
+    const auto leaf = std::ranges::find_if(
+        truth.threads, [&](const auto& thread) { return !parents.contains(thread.id); });
+    const fs::path log = leaf->rolloutPath;
+    const fs::path hidden = root() / "hidden";
+    const fs::path linked = root() / "linked";
+    const fs::path logsFile = cache / "session-usage-v1.json";
+
+    using Spoil = std::function<void(const fs::path&)>;
+    const Spoil pad = [](const fs::path& file) {  // blanks change nothing but the size
+        std::ofstream(file, std::ios::app) << std::string(65 << 20, ' ');
+    };
+    const Spoil link = [&](const fs::path& file) {
+        fs::rename(file, linked);
+        fs::create_symlink(linked, file);
+    };
+    const auto replace = [](const char* from, const char* to) -> Spoil {
+        return [=](const fs::path& file) { edit(file, from, to); };
+    };
+    const std::pair<const fs::path&, Spoil> cases[] = {
+        {cacheFile, replace("\"version\":", "\"version\":9")},
+        {cacheFile, replace("\"dayKey\":\"2", "\"dayKey\":\"1")},
+        {cacheFile, replace("\"UTC\"", "\"Asia/Tokyo\"")},
+        {cacheFile, replace("\"version\"", "version")},
+        {cacheFile, pad},
+        {cacheFile, link},
+        {logsFile, replace("\"version\":", "\"version\":9")},
+        {logsFile, replace("\"entries\"", "entries")},
+        {logsFile, pad},
+        {logsFile, link}};
+    expectTruth(read());
+    for (const auto& [file, spoil] : cases) {
+        SCOPED_TRACE(&file - &cases[0].first);
+        spoil(file);
+        const std::string spoilt = contents(file);
+        fs::rename(log, hidden);
+        if (file == cacheFile) {
+            expectUnavailable(read(), unreadable + noDays);
+        } else {  // the figures of the whole batch are in the other file
+            expectState(read(), "staleFallback", {unreadable + oldInstead});
+        }
+        fs::rename(hidden, log);
+        expectTruth(read());
+        EXPECT_FALSE(fs::is_symlink(file));
+        EXPECT_NE(contents(file), spoilt) << "a bad cache stays";
+        EXPECT_TRUE(!fs::exists(linked) || contents(linked) == spoilt) << "written through a link";
+        fs::remove(linked);
+        fs::rename(log, hidden);
+        expectState(read(), "staleFallback", {unreadable + oldInstead});  // the new cache serves
+        fs::rename(hidden, log);
+    }
+}
+
+TEST_F(Analytics, TheProbeSummaryNamesNothing) {
+    make({.seed = 8, .conversations = 60, .totalBytes = 600'000, .spanDays = 9});
+    installCodex(codexScript("usage() { failure 4; }"));
+    sql("UPDATE threads SET updated_at = strftime('%s'), archived = 0;");  // all on the board
+    const std::string whole = read();
+    expectTruth(whole);
+    const std::string summary = run({"--dump-probe-summary"}, user).output;
+    const auto sizeOf = [](const auto& map) { return std::to_string(map.size()); };
+    expectFacts(summary, {{"runtimes.0.status", "available"},
+                          {"runtimes.0.quotaAvailable", "true"},
+                          {"runtimes.0.localUsageAvailable", "true"},
+                          {"runtimes.0.taskBoardAvailable", "true"},
+                          {"runtimes.0.projectCount", sizeOf(truth.projects)},
+                          {"runtimes.0.toolCount", sizeOf(truth.toolCalls)},
+                          {"runtimes.0.skillCount", sizeOf(truth.skills)},
+                          {"runtimes.0.modelUsageAvailable", "true"}});
+
+    std::set<std::string> secrets;
+    const std::function<void(JsonView)> collect = [&](JsonView value) {
+        if (const auto text = ownedText(value)) secrets.insert(*text);
+        value.forEachElement([&](JsonView element) { return collect(element), true; });
+        value.forEachMember(
+            [&](std::string_view, JsonView member) { return collect(member), true; });
+    };
+    collect(JsonDocument::parse(whole)->root());
+    EXPECT_TRUE(secrets.contains("app-server 4: sign in first"));
+    for (const corpus::TruthThread& thread : truth.threads) {
+        secrets.insert({thread.id, thread.rolloutPath, thread.project});
+    }
+    EXPECT_GT(secrets.size(), 150U);
+    // The summary's own words, and times.
+    for (const char* word : {"available", "codex", "local", "tool", "x", ""}) secrets.erase(word);
+    for (const std::string& secret : secrets) {
+        if (iso8601Date(secret) || iso8601Date(secret + "T00:00:00Z")) continue;
+        EXPECT_EQ(summary.find(secret), std::string::npos) << secret;
+    }
+}
