@@ -6,7 +6,6 @@
 #include <string>
 
 #include "selftests/Suites.h"
-#include "selftests/local/LocalAnalyticsSelfTest.h"
 
 namespace vantry {
 
@@ -52,6 +51,7 @@ const std::vector<SelfTestMode>& selfTestModes() {
         {"--self-test-status-item",
          {{"rate limit parsing", CodexUsageReader::runRateLimitParsingSelfTest},
           {"platform", PlatformSelfTest::run},
+          {"main loop", MainLoopSelfTest::run},
           {"bounded process", BoundedProcessRunnerSelfTest::run},
           {"reader IO", ReaderIOSelfTest::run},
           {"quota window", QuotaWindowSelfTest::run},
@@ -70,16 +70,19 @@ const std::vector<SelfTestMode>& selfTestModes() {
           {"codex project name parsing", CodexUsageReader::runCodexProjectNameParsingSelfTest},
           notBuilt("status item"),
           notBuilt("main window shortcut"),
-          notBuilt("quota refresh fallback"),
+          {"quota refresh fallback", QuotaRefreshFallbackSelfTest::run},
+          {"refresh source fingerprint", RefreshSourceFingerprintSelfTest::run},
+          {"usage store", UsageStoreSelfTest::run},
           {"task board presentation", TaskBoardPresentationSelfTest::run},
-          notBuilt("desktop widget snapshot"),
+          {"desktop widget snapshot", DesktopWidgetSnapshotSelfTest::run},
+          {"watch lines", WatchLinesSelfTest::run},
           notBuilt("window animation clock"),
           notBuilt("dashboard navigation"),
           notBuilt("line chart geometry"),
-          notBuilt("quota early recovery")}},
+          {"quota early recovery", QuotaEarlyRecoverySelfTest::run}}},
         {"--self-test-statistics-time-zone",
          {{"statistics time zone", StatisticsTimeZoneSelfTest::run}}},
-        {"--self-test-personal-usage", {notBuilt("personal usage")}},
+        {"--self-test-personal-usage", {{"personal usage", PersonalUsageSelfTest::run}}},
         {"--self-test-codex-lifecycle", {notBuilt("codex lifecycle")}},
         {"--self-test-single-instance",
          {{"application start", ApplicationStartSelfTest::run}, notBuilt("single instance")}},

@@ -12,13 +12,20 @@ namespace BoundedProcessRunnerSelfTest { bool run(); }
 namespace CodexExecutableSelfTest { bool run(); }
 namespace CodexSessionOpenerSelfTest { bool run(); }
 namespace DebugLogSelfTest { bool run(); }
+namespace DesktopWidgetSnapshotSelfTest { bool run(); }
 namespace JSONDumpWriterSelfTest { bool run(); }
+namespace LocalAnalyticsSelfTest { bool run(); }
+namespace MainLoopSelfTest { bool run(); }
 namespace ModelUsageTrendSelfTest { bool run(); }
 namespace OfficialDailyUsageSelfTest { bool run(); }
+namespace PersonalUsageSelfTest { bool run(); }
 namespace PlatformSelfTest { bool run(); }
 namespace ProjectUsageDetailSelfTest { bool run(); }
+namespace QuotaEarlyRecoverySelfTest { bool run(); }
+namespace QuotaRefreshFallbackSelfTest { bool run(); }
 namespace QuotaWindowSelfTest { bool run(); }
 namespace ReaderIOSelfTest { bool run(); }
+namespace RefreshSourceFingerprintSelfTest { bool run(); }
 namespace RuntimeLoadSelfTest { bool run(); }
 namespace SessionLineageSelfTest { bool run(); }
 namespace SessionParserBudgetSelfTest { bool run(); }
@@ -27,7 +34,9 @@ namespace SkillAttributionSelfTest { bool run(); }
 namespace StatisticsTimeZoneSelfTest { bool run(); }
 namespace TaskBoardPresentationSelfTest { bool run(); }
 namespace TaskSemanticsSelfTest { bool run(); }
+namespace UsageStoreSelfTest { bool run(); }
 namespace UsageTrendSelfTest { bool run(); }
+namespace WatchLinesSelfTest { bool run(); }
 
 namespace CodexUsageReader {
 bool runCodexProjectNameParsingSelfTest();

@@ -1,5 +1,3 @@
-#include "selftests/local/LocalAnalyticsSelfTest.h"
-
 #include <algorithm>
 #include <filesystem>
 #include <fmt/format.h>
@@ -8,6 +6,7 @@
 #include "io/BoundedProcessRunner.h"
 #include "local/LocalUsageReader.h"
 #include "platform/Iso8601.h"
+#include "selftests/Suites.h"
 #include "selftests/support/SelfTest.h"
 
 namespace vantry::LocalAnalyticsSelfTest {

@@ -7,6 +7,7 @@
 
 #include "entry/ApplicationStart.h"
 #include "entry/JsonDump.h"
+#include "entry/Watch.h"
 #include "runtime/MultiRuntimeUsageReader.h"
 #include "selftests/SelfTestModes.h"
 
@@ -50,6 +51,7 @@ int main(int argc, char** argv) {
         dumpJSON(readEverything(), std::cout);
         return 0;
     }
+    if (isGiven("--watch")) return runWatch();
     HeadlessPlatform platform;
     startApplication(arguments, platform);
     return 0;

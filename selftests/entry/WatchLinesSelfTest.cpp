@@ -1,0 +1,210 @@
+#include <map>
+
+#include "entry/WatchLines.h"
+#include "platform/Iso8601.h"
+#include "platform/TextWidth.h"
+#include "selftests/Suites.h"
+#include "selftests/support/SelfTest.h"
+
+namespace vantry::WatchLinesSelfTest {
+
+namespace {
+
+using WatchLines::Language;
+
+// 15:00 in Shanghai.
+const Date now = *iso8601Date("2026-03-02T07:00:00Z");
+constexpr double minute = 60;
+constexpr double hour = 3'600;
+
+// A Plus account of which everything is known.
+RuntimeUsageSnapshot knownRuntime() {
+    LocalUsage local{.todayTokens = 1'200'000, .sevenDayTokens = 31'400'000};
+    TaskBoard board{.refreshedAt = now};
+    board.columns = {{.id = TaskColumnKind::pending, .title = "TITLE", .count = 5},
+                     {.id = TaskColumnKind::active,
+                      .count = 2,
+                      .items = {{.id = "i", .title = "TITLE", .detail = "/home/me"}}}};
+    RuntimeUsageSnapshot runtime{.status = RuntimeMenuStatus::available, .quotaCapturedAt = now};
+    runtime.snapshot.refreshedAt = now;
+    runtime.snapshot.account = AccountInfo{.type = "chatgpt", .planType = "plus"};
+    runtime.snapshot.primary = {.usedPercent = 23.4, .resetsAt = now + 148.5 * minute};
+    runtime.snapshot.secondary = {.usedPercent = 40, .resetsAt = now + 110.2 * hour};
+    runtime.snapshot.local = local;
+    runtime.snapshot.localUsageReadStatus = LocalUsageReadStatus::complete;
+    runtime.snapshot.taskBoard = board;
+    return runtime;
+}
+
+struct Asked {
+    RuntimeUsageSnapshot runtime = knownRuntime();
+    Date at = now;
+    Language language = Language::en;
+    std::optional<std::size_t> columns = {};
+};
+
+std::string lineOf(const Asked& asked) {
+    MultiRuntimeUsageSnapshot snapshot{.refreshedAt = now, .runtimes = {asked.runtime}};
+    snapshot.statisticsIdentity = {.resolvedIdentifier = "Asia/Shanghai", .now = now};
+    return WatchLines::lines({.snapshot = snapshot,
+                              .now = asked.at,
+                              .language = asked.language,
+                              .columns = asked.columns})
+        .front();
+}
+
+void expectLine(SelfTest& test, const Asked& asked, const std::string& expected) {
+    const std::string seen = lineOf(asked);
+    test.expect(seen == expected, "expected \"" + expected + "\", saw \"" + seen + "\"");
+}
+
+const std::string localPart = "today 1.2M · 7 days 31.4M · 2 active conversations";
+
+void checkFigures(SelfTest& test) {
+    expectLine(test, {},
+               "Codex  5h 77% left, back in 2h 29m · 7d 60% left, back in 4d 15h · " + localPart);
+    expectLine(
+        test, {.language = Language::zh},
+        "Codex  5 小时 剩余 77%，2小时29分后恢复 · 7 天 剩余 60%，4天15小时后恢复 · 今日 1.2M · "
+        "近 7 天 31.4M · 2 个活跃会话");
+    RuntimeUsageSnapshot pro = knownRuntime();
+    pro.snapshot.account->planType = "pro";
+    pro.snapshot.taskBoard->columns[1].count = 1;
+    pro.snapshot.local->detailedUsage = DetailedUsage{};
+    expectLine(
+        test, {.runtime = pro},
+        "Codex  7d 60% left, back in 4d 15h · 5h 77% left, back in 2h 29m · today 0 · 7 days "
+        "31.4M · 1 active conversation");
+    RuntimeUsageSnapshot bare{.status = RuntimeMenuStatus::unavailable};
+    bare.snapshot.messages = {"失败"};
+    bare.snapshot.taskBoard = TaskBoard{};
+    const std::string unknown = "Codex  7d -- · today -- · 7 days -- · -- active conversations";
+    expectLine(test, {.runtime = bare}, unknown + " · 失败");
+    bare.snapshot.readerState = {.isLoading = true, .appServer = AppServerReadState::failed};
+    expectLine(test, {.runtime = bare}, unknown + " · reading… · 失败");
+}
+
+void checkCountdown(SelfTest& test) {
+    const std::map<double, std::string> cases{{1, "1m"},
+                                              {minute, "1m"},
+                                              {minute + 0.1, "2m"},
+                                              {24 * hour - 61, "23h 59m"},
+                                              {24 * hour - 59, "1d"},
+                                              {24 * hour + 1, "1d 1h"},
+                                              {48 * hour - 1, "2d"}};
+    for (const auto& [left, text] : cases) {
+        RuntimeUsageSnapshot runtime = knownRuntime();
+        runtime.snapshot.primary->resetsAt = now + left;
+        const std::string start = "Codex  5h 77% left, back in " + text + " · 7d";
+        test.expect(lineOf({.runtime = runtime}).starts_with(start), start);
+    }
+}
+
+void checkTime(SelfTest& test) {
+    RuntimeUsageSnapshot runtime = knownRuntime();
+    expectLine(test, {.at = now + 148.5 * minute},
+               "Codex  5h -- · 7d 60% left, back in 4d 12h · " + localPart);
+    runtime.snapshot.primary = {.usedPercent = 20, .windowDurationMins = 300};
+    runtime.snapshot.secondary.reset();
+    expectLine(test, {.runtime = runtime, .at = now + 4 * hour},
+               "Codex  5h 80% left · " + localPart);
+    expectLine(test, {.runtime = runtime, .at = now + 5 * hour}, "Codex  5h -- · " + localPart);
+    // Nine hours later it is midnight.
+    test.expect(
+        lineOf({.at = now + 9 * hour - 1}).find("today 1.2M") != std::string::npos &&
+            lineOf({.at = now + 9 * hour}).find("today -- · 7 days -- ·") != std::string::npos,
+        "yesterday's tokens are not today's");
+}
+
+void checkMarks(SelfTest& test) {
+    RuntimeUsageSnapshot runtime = knownRuntime();
+    runtime.status = RuntimeMenuStatus::stale;
+    runtime.quotaCapturedAt = now - 55 * minute;
+    runtime.snapshot.cloudDailyUsageIsStale = true;
+    runtime.snapshot.cloudDailyBuckets.emplace();
+    runtime.snapshot.cloudDailyUsageCapturedAt = now - 15.5 * hour;
+    runtime.snapshot.localUsageIsStale = true;
+    runtime.snapshot.messages = {"一",
+                                 "app-server 2: \x1B[2Jno\naccess for me@example.com, see "
+                                 "/home/me/x or ~/y",
+                                 "一"};
+    const auto tail = [&](Language language, double later) {
+        const std::string text =
+            lineOf({.runtime = runtime, .at = now + later, .language = language});
+        const std::size_t at = text.find(language == Language::zh ? "活跃会话" : "conversations");
+        return text.substr(at);
+    };
+    const std::string messages = "一 · app-server 2: [2Jno access for … see … or …";
+    const std::string english =
+        "conversations · quota stale since 14:05 · official days stale since Mar 1 23:30 · ";
+    test.expect(tail(Language::en, 0) == english + "local figures stale · " + messages,
+                tail(Language::en, 0));
+    test.expect(tail(Language::zh, 0) ==
+                    "活跃会话 · 额度数据自 14:05 起陈旧 · 官方日统计自 3月1日 23:30 起陈旧"
+                    " · 本机统计陈旧 · " +
+                        messages,
+                tail(Language::zh, 0));
+    test.expect(tail(Language::en, 200 * hour).starts_with("conversations · official days"),
+                "figures that are not shown have no mark");
+}
+
+void checkReading(SelfTest& test) {
+    const auto lines = WatchLines::lines(
+        {.snapshot = MultiRuntimeUsageSnapshot::empty(), .now = now, .language = Language::zh});
+    test.expect(lines == std::vector<std::string>{"Codex  正在读取…"}, "nothing was read yet");
+    expectLine(test, {.runtime = {.snapshot = UsageSnapshot::empty()}}, "Codex  reading…");
+}
+
+void checkLanguage(SelfTest& test) {
+    using Variables = std::map<std::string, std::string>;
+    const auto isZh = [](const Variables& variables) {
+        return WatchLines::language([&](const char* name) -> std::optional<std::string> {
+                   const auto found = variables.find(name);
+                   return found == variables.end() ? std::nullopt : std::optional(found->second);
+               }) == Language::zh;
+    };
+    test.expect(!isZh({}) && isZh({{"LANG", "zh_CN.UTF-8"}}) &&
+                    !isZh({{"LC_MESSAGES", "C"}, {"LANG", "zh_CN"}}) &&
+                    isZh({{"LC_ALL", ""}, {"LC_MESSAGES", "zh"}, {"LANG", "C"}}) &&
+                    !isZh({{"LC_ALL", "en"}, {"LC_MESSAGES", "zh"}}),
+                "the first variable that says anything decides");
+}
+
+void checkWidth(SelfTest& test) {
+    struct Case {
+        const char* text;
+        std::size_t columns;
+        const char* expected;
+    };
+    const Case cases[] = {{"abc", 3, "abc"},
+                          {"abcd", 3, "ab…"},
+                          {"额，", 4, "额，"},
+                          {"额，", 3, "额…"},
+                          {"额度", 2, "…"},
+                          {"额度", 0, ""},
+                          {"e\u0301abc", 2, "e\u0301…"},
+                          {"\xFF\xFFz", 2, "\xFF…"}};
+    for (const Case& entry : cases) {
+        const std::string cut = cutToWidth(entry.text, entry.columns);
+        test.expect(cut == entry.expected, std::string("cut of ") + entry.text + ", saw " + cut);
+    }
+    expectLine(test, {.language = Language::zh, .columns = 24}, "Codex  5 小时 剩余 77%…");
+    test.expect(terminalText("a\tb\u0085c\u202Ed\u2028\xFF额\x7F") == "a b cd \uFFFD额 ",
+                "nothing steers the terminal");
+}
+
+}  // namespace
+
+bool run() {
+    SelfTest test("watch lines");
+    checkFigures(test);
+    checkCountdown(test);
+    checkTime(test);
+    checkMarks(test);
+    checkReading(test);
+    checkLanguage(test);
+    checkWidth(test);
+    return test.finish();
+}
+
+}  // namespace vantry::WatchLinesSelfTest

@@ -1,0 +1,474 @@
+#include <random>
+#include <string>
+#include <vector>
+
+#include "refresh/LocalUsageRefreshFallbackPolicy.h"
+#include "refresh/StatisticsDay.h"
+#include "selftests/Suites.h"
+#include "selftests/refresh/UsageStoreWorld.h"
+
+namespace vantry::UsageStoreSelfTest {
+
+namespace {
+
+/// A day and a half around a change of clocks, with everything that can happen to a store.
+std::string whatGoesWrongOnADay(unsigned seed) {
+    World world("2026-03-07T19:00:00Z");
+    const Date end = at("2026-03-09T09:00:00Z");
+    auto store = world.store();
+    std::mt19937 random(seed);
+    const auto below = [&](unsigned n) { return static_cast<unsigned>(random() % n); };
+    const auto chance = [&](unsigned percent) { return below(100) < percent; };
+    const char* zones[] = {"America/New_York", "Asia/Tokyo", "Asia/Kolkata", "Europe/London"};
+    store->start();
+    StatisticsIdentity lastIdentity = store->state().multiRuntimeSnapshot.statisticsIdentity;
+    std::optional<std::int64_t> lastLocal;
+    std::optional<std::int64_t> lastQuota;
+    while (world.loop.now() < end) {
+        const bool isBad = chance(30);
+        world.appServer = !(isBad && chance(50)) ? AppServerReadState::responded
+                                                 : static_cast<AppServerReadState>(2 + below(2));
+        world.local = isBad ? static_cast<Local>(below(3)) : Local::complete;
+        world.hasBoard = !(isBad && chance(30));
+        world.hasFingerprints = !(isBad && chance(30));
+        if (chance(30)) ++world.revision;
+        if (chance(2)) {
+            const StatisticsTimeZonePreference choices[] = {
+                {.selection = StatisticsTimeZoneSelection::utc, .fixedIdentifier = ""},
+                {.selection = StatisticsTimeZoneSelection::system, .fixedIdentifier = ""},
+                fixedZone(zones[below(4)])};
+            const auto before = store->state().statisticsPreference;
+            const auto choice = choices[below(3)];
+            store->updateStatisticsTimeZone(choice);
+            if (!(store->state().statisticsPreference == before)) ++world.epoch;
+            if (isFromCache(*store)) {
+                lastLocal = todayOf(*store);
+                lastQuota = quotaNumber(*store);
+            }
+        }
+        if (chance(1)) {
+            world.systemZone = zones[below(4)];
+            store->systemTimeZoneDidChange();
+        }
+        if (chance(1))
+            world.account = std::vector<std::optional<std::string>>{"A", "B", {}}[below(3)];
+        if (chance(2)) store->refresh({.queueIfBusy = chance(80)});
+        if (chance(5)) store->refreshLocalUsage({.queueIfBusy = true});
+        if (chance(2)) store->setLocalUsageForeground(chance(50));
+        if (chance(1)) {
+            world.loop.setWallClock(world.loop.now() + below(5'000));
+            world.loop.advance(0);
+        }
+        if (chance(1)) {
+            store->stop();
+            ++world.epoch;
+            UsageStoreState before = store->state();
+            const bool wasReading = !world.background.empty();
+            if (wasReading) world.read();
+            world.loop.advance(chance(10) ? 9'000 : 100);
+            UsageStoreState after = store->state();
+            before.isRefreshing = before.isRefreshingLocalUsage = false;
+            if (!(before == after) || !world.background.empty()) return "a stopped store lives on";
+            if (chance(10)) store = world.store();
+            lastIdentity = store->state().multiRuntimeSnapshot.statisticsIdentity;
+            lastLocal = todayOf(*store);
+            lastQuota = quotaNumber(*store);
+            store->start();
+            continue;
+        }
+        world.loop.advance(below(60));
+        const auto wrong = wrongIn(*store, world);
+        if (!wrong.empty()) return wrong;
+        const StatisticsIdentity& identity = store->state().multiRuntimeSnapshot.statisticsIdentity;
+        if (!(identity == lastIdentity) && !showsToday(*store, world)) {
+            return "another day was published";
+        }
+        lastIdentity = identity;
+        const auto isOld = [&](auto number, auto last) {
+            return number && number != last && world.fact(*number).epoch != world.epoch;
+        };
+        if (isOld(todayOf(*store), lastLocal)) return "local usage of an old generation";
+        if (isOld(quotaNumber(*store), lastQuota)) return "a quota of an old generation";
+        lastLocal = todayOf(*store);
+        lastQuota = quotaNumber(*store);
+        if (chance(60)) world.read();
+    }
+    if (world.fullReads < 100 || world.quotaReads < 10 || world.localReads < 100 ||
+        world.boardReads < 100) {
+        return "too little happened";
+    }
+    if (world.background.empty()) store->refresh({});
+    if (seed % 2 == 0) world.read();  // its result is on the way
+    store.reset();
+    world.read();
+    world.loop.advance(1'000);
+    return {};
+}
+
+void checkDays(SelfTest& test) {
+    for (const unsigned seed : {1U, 2U}) {
+        const std::string wrong = whatGoesWrongOnADay(seed);
+        test.expect(wrong.empty(), "day " + std::to_string(seed) + ": " + wrong);
+    }
+}
+
+void checkQueue(SelfTest& test) {
+    using enum PendingRefreshWork;
+    PendingRefreshes all;
+    for (const auto work : {taskBoard, localUsage, quota, full}) all.add(work);
+    PendingRefreshes left = all;
+    const bool inOrder =
+        left.takeNextPendingRefresh() == full &&
+        left == PendingRefreshes{false, true, true, true} &&
+        left.takeNextPendingRefresh() == quota && left.takeNextPendingRefresh() == localUsage &&
+        left == PendingRefreshes{false, false, false, true} &&
+        left.takeNextPendingRefresh() == taskBoard && !left.takeNextPendingRefresh();
+    test.expect(inOrder, "waiting reads come one by one, the most urgent first");
+
+    // Every lane asks for itself while every lane reads.
+    const auto ask = [](UsageStore& store, PendingRefreshWork lane, bool queue) {
+        if (lane == full) store.refresh({.queueIfBusy = queue});
+        if (lane == quota) store.refreshQuota({.queueIfBusy = queue});
+        if (lane == localUsage) store.refreshLocalUsage({.queueIfBusy = queue});
+        if (lane == taskBoard) store.refreshTaskBoard({.queueIfBusy = queue});
+    };
+    for (const auto running : {full, quota, localUsage, taskBoard}) {
+        for (const auto asking : {full, quota, localUsage, taskBoard}) {
+            World world("2026-05-01T12:00:00Z");
+            const auto store = world.store();
+            ask(*store, running, true);
+            test.expect(world.background.empty(), "nothing is read before the start");
+            store->start();
+            world.settle();
+            ask(*store, running, false);
+            ask(*store, asking, false);
+            PendingRefreshes expected;
+            test.expect(store->pendingRefreshes() == expected, "who does not wait is forgotten");
+            ask(*store, asking, true);
+            ask(*store, asking, true);
+            const bool isDropped =
+                running == asking && (running == localUsage || running == taskBoard);
+            if (!isDropped) expected.add(asking);
+            test.expect(store->pendingRefreshes() == expected && world.background.size() == 1,
+                        "a busy store queues each lane once");
+            world.read();
+            world.loop.runPosted();
+            const bool isCovered = running == full && (asking == localUsage || asking == taskBoard);
+            test.expect(store->pendingRefreshes() == PendingRefreshes{} &&
+                            world.background.size() == (isDropped || isCovered ? 0U : 1U),
+                        "and the end of the read starts it");
+        }
+    }
+}
+
+void checkTimers(SelfTest& test) {
+    World world("2026-05-01T12:00:00Z");
+    const auto store = world.store();
+    store->start();
+    store->start();
+    world.pass(299.5);
+    test.expect(world.fullReads == 1 && world.localReads == 0 && world.boardReads == 0,
+                "unchanged files are not read again");
+    world.pass(1);
+    test.expect(world.fullReads == 2 && todayOf(*store) == 1 && quotaNumber(*store) == 2,
+                "a full refresh reads what the account says and keeps the rest");
+    ++world.revision;
+    world.pass(60);
+    test.expect(
+        world.localReads == 1 && world.boardReads == 1 && boardTokens(*store) == todayOf(*store),
+        "a change is found, and a board that was read alone has its tokens");
+    store->setLocalUsageForeground(true);
+    ++world.revision;
+    world.pass(15);
+    test.expect(world.localReads == 2, "the foreground's cadence begins at once");
+    test.expect(world.records > 0, "the desktop hears of it");
+    int told = 0;
+    {
+        const Subscription subscription = store->observe([&] { ++told; });
+        store->selectRuntime(RuntimeScope::codex);
+        store->selectRuntime(RuntimeScope::codex);
+        world.loop.runPosted();
+    }
+    store->selectRuntime(RuntimeScope::codex);
+    world.loop.runPosted();
+    test.expect(told == 1, "changes are told once a turn, to those who still listen");
+}
+
+void checkRetries(SelfTest& test) {
+    World world("2026-05-01T12:00:00Z");
+    const auto store = world.store();
+    world.appServer = AppServerReadState::failed;
+    store->start();
+    world.settle();
+    const auto readsAfter = [&](double seconds) {
+        world.pass(seconds);
+        return world.quotaReads;
+    };
+    test.expect(readsAfter(1) == 0 && readsAfter(1) == 1 && readsAfter(4) == 1 &&
+                    readsAfter(1) == 2 && readsAfter(14) == 2 && readsAfter(1) == 3 &&
+                    readsAfter(120) == 3,
+                "2, 5 and 15 seconds after a cold failure, and no more");
+    store->refresh({});
+    world.settle();
+    test.expect(readsAfter(2) == 4, "a full refresh starts the burst over");
+    world.appServer = AppServerReadState::responded;
+    test.expect(readsAfter(100) == 5 && quotaNumber(*store), "until there is a quota");
+    const RuntimeUsageSnapshot good = *store->runtimeSnapshot(RuntimeScope::codex);
+    const Date now = world.loop.now();
+    RuntimeUsageSnapshot expired = good;
+    expired.snapshot.secondary->resetsAt = now;
+    RuntimeUsageSnapshot missing = expired;
+    missing.snapshot.readerState.appServer = AppServerReadState::executableMissing;
+    RuntimeUsageSnapshot loading = expired;
+    loading.snapshot.readerState.isLoading = true;
+    RuntimeUsageSnapshot plus = good;
+    plus.snapshot.account->planType = " Plus\n";
+    plus.snapshot.primary.reset();
+    struct Case {
+        const char* what;
+        const RuntimeUsageSnapshot* shown;
+        int count;
+        std::optional<double> delay;
+        int next;
+    };
+    for (const Case& c :
+         {Case{"nothing is read yet", nullptr, 2, {}, 0},
+          Case{"a quota ends the burst", &good, 2, {}, 0},
+          Case{"an expired window is none", &expired, 1, 5.0, 2},
+          Case{"the other window does not count", &plus, 0, 2.0, 1},
+          Case{"the burst is over", &expired, 3, {}, 3}, Case{"nobody to ask", &missing, 2, {}, 0},
+          Case{"not beside a read", &loading, 1, {}, 0}}) {
+        QuotaRefreshRetryState state{.scheduledRetryCount = c.count};
+        test.expect(state.nextDelay(c.shown, now) == c.delay && state.scheduledRetryCount == c.next,
+                    c.what);
+    }
+}
+
+void checkEarlyRecovery(SelfTest& test) {
+    World world("2026-05-01T12:00:00Z");
+    auto store = world.store();
+    world.used = 60;
+    store->start();
+    world.settle();
+    world.used = 0;
+    world.pass(300);
+    store.reset();  // the program is started anew while a confirmation is awaited
+    world.loop.advance(5);
+    store = world.store();
+    std::vector<QuotaEarlyRecoveryEvent> events;
+    const auto subscription =
+        store->observeQuotaEarlyRecovery([&](const auto& event) { events.push_back(event); });
+    store->start();
+    world.settle();
+    const int reads = world.quotaReads;
+    world.pass(9);
+    test.expect(world.quotaReads == reads && events.empty(), "the confirmation waits its time");
+    world.pass(1.5);
+    test.expect(world.quotaReads == reads + 1 && events.size() == 1 &&
+                    events.at(0).previousRemainingPercent == 40,
+                "a recovery is confirmed across a restart");
+    world.used = 60;
+    world.pass(300);
+    world.account = "B";
+    world.used = 0;
+    store->refreshQuota({});
+    world.read();
+    world.loop.runPosted();
+    test.expect(world.background.size() == 1 && store->state().isRefreshing,
+                "another account pulls a full read behind the quota");
+    world.settle();
+    world.pass(60);
+    test.expect(events.size() == 1, "and is no recovery");
+}
+
+void checkZones(SelfTest& test) {
+    World world("2026-05-01T12:00:00Z");
+    const auto store = world.store();
+    const auto message = [&] { return store->state().statisticsTransitionMessage.value_or(""); };
+    store->start();
+    world.settle();
+    store->updateStatisticsTimeZone(fixedZone("Asia/Tokyo"));
+    test.expect(
+        message() == "正在切换到 Asia/Tokyo…" && store->state().isSwitchingStatisticsTimeZone,
+        "a switch without a batch waits");
+    world.settle();
+    test.expect(message() == "已切换到 Asia/Tokyo" && todayOf(*store) == 2, "until it is read");
+    world.loop.advance(2.4);
+    test.expect(!message().empty(), "and says so");
+    world.loop.advance(0.2);
+    test.expect(message().empty(), "for two seconds and a half");
+    // Back before anything newer was read of the account's usage.
+    store->refreshQuota({});
+    world.settle();
+    const int reads = world.fullReads;
+    store->updateStatisticsTimeZone({.selection = StatisticsTimeZoneSelection::system});
+    store->updateStatisticsTimeZone(fixedZone("Asia/Tokyo"));
+    test.expect(message() == "已切换到 Asia/Tokyo · 缓存" && todayOf(*store) == 2 &&
+                    quotaNumber(*store) == 3 && world.fullReads == reads &&
+                    !store->state().isSwitchingStatisticsTimeZone,
+                "back at once, with the newer quota");
+    world.settle();
+    store->updateStatisticsTimeZone({.selection = StatisticsTimeZoneSelection::system});
+    world.settle();
+    test.expect(world.store()->state().statisticsPreference.selection ==
+                    StatisticsTimeZoneSelection::system,
+                "the choice is kept");
+    const auto earlier = todayOf(*store);
+    store->refresh({});
+    store->updateStatisticsTimeZone(fixedZone("Asia/Tokyo"));
+    store->updateStatisticsTimeZone({.selection = StatisticsTimeZoneSelection::system});
+    world.read();
+    world.loop.runPosted();
+    test.expect(todayOf(*store) == earlier,
+                "a read from before a switch is dropped, also back home");
+    world.settle();
+    // The read that runs is of the zone before, and so is the one that the machine leaves.
+    store->refresh({});
+    store->updateStatisticsTimeZone(fixedZone("Asia/Kolkata"));
+    world.read();
+    world.loop.runPosted();
+    test.expect(store->state().isSwitchingStatisticsTimeZone && world.background.size() == 1,
+                "an old result ends no switch");
+    world.settle();
+    store->updateStatisticsTimeZone({.selection = StatisticsTimeZoneSelection::system});
+    world.settle();
+    store->refreshLocalUsage({});
+    ++world.revision;
+    world.systemZone = "Europe/London";
+    world.read();
+    world.loop.runPosted();
+    test.expect(world.background.size() == 1 && store->state().isRefreshing,
+                "a read of the zone that the machine left makes room for a full one");
+}
+
+void checkMidnight(SelfTest& test) {
+    World world("2026-03-09T03:59:00Z");  // New York is at 23:59 of a day of 23 hours
+    const auto store = world.store();
+    store->start();
+    world.settle();
+    world.pass(50);
+    world.local = Local::failed;
+    ++world.revision;
+    store->refreshLocalUsage({});
+    world.loop.advance(9.9);
+    test.expect(todayOf(*store) == 1, "the day goes on");
+    world.loop.advance(0.2);
+    const UsageSnapshot& shown = store->state().snapshot;
+    test.expect(localOf(*store) != nullptr && !todayOf(*store) &&
+                    !localOf(*store)->sevenDayTokens && !localOf(*store)->projectBoard &&
+                    !boardTokens(*store) && localOf(*store)->lifetimeTokens == 1 &&
+                    shown.localUsageIsStale &&
+                    shown.localUsageReadStatus == Status::staleFallback &&
+                    shown.localUsageCapturedAt == world.facts.at(1).readAt && shown.taskBoard,
+                "at midnight what belonged to the day is not known any more");
+    world.read();
+    world.loop.runPosted();
+    test.expect(localOf(*store) != nullptr && !todayOf(*store) && store->state().isRefreshing,
+                "a read that crossed midnight is read again");
+    world.settle();
+    test.expect(localOf(*store)->lifetimeTokens == 1 && shown.localUsageIsStale,
+                "a failure leaves what is known");
+    world.local = Local::complete;
+    ++world.revision;
+    world.pass(60);
+    test.expect(todayOf(*store).value_or(0) > 1 && !shown.localUsageIsStale, "until it is read");
+    const auto good = todayOf(*store);
+    for (const Local failure : {Local::partial, Local::failed}) {
+        world.local = failure;
+        ++world.revision;
+        world.pass(61);
+        test.expect(todayOf(*store) == good && shown.localUsageIsStale &&
+                        shown.localUsageReadStatus == Status::staleFallback &&
+                        shown.localUsageCapturedAt == world.fact(*good).readAt,
+                    "a read with less keeps the same day's details");
+    }
+    const auto mayReuse = [](Status read, Status previous, bool sameDay) {
+        return LocalUsageRefreshFallbackPolicy::mayReusePrevious(
+            {.readStatus = read, .previousStatus = previous, .sameStatisticsDay = sameDay});
+    };
+    test.expect(mayReuse(Status::unavailable, Status::complete, true) &&
+                    mayReuse(Status::unavailable, Status::staleFallback, true) &&
+                    !mayReuse(Status::unavailable, Status::complete, false) &&
+                    !mayReuse(Status::unavailable, Status::unavailable, true) &&
+                    !mayReuse(Status::staleFallback, Status::complete, true) &&
+                    !mayReuse(Status::notAttempted, Status::complete, true),
+                "what a failed local read leaves");
+    const StatisticsIdentity noon{.resolvedIdentifier = "GMT", .now = at("2026-05-01T12:00:00Z")};
+    StatisticsIdentity other = noon;
+    other.resolvedIdentifier = "Europe/London";
+    test.expect(sameStatisticsDay(noon, noon) && !sameStatisticsDay(noon, other),
+                "one moment in two zones is not one day");
+}
+
+void checkCache(SelfTest& test) {
+    const Date now = at("2026-05-01T12:00:00Z");
+    RuntimeUsageSnapshot codex;
+    codex.snapshot.accountIdentity = "A";
+    codex.snapshot.officialLifetimeTokens = 5;
+    codex.snapshot.cloudDailyBuckets = {{.id = "2026-04-01", .label = "", .tokens = 1}};
+    const auto batchOf = [&](const char* zone) {
+        return MultiRuntimeUsageSnapshot{.runtimes = {codex},
+                                         .statisticsIdentity = {.resolvedIdentifier = zone}};
+    };
+    struct Case {
+        const char* what;
+        std::function<void(RuntimeUsageSnapshot&)> change;
+        double later;
+        bool isValid;
+    };
+    const Case cases[] = {
+        {"as it was", [](auto&) {}, 180, true},
+        {"too old", [](auto&) {}, 180.5, false},
+        {"another account", [](auto& r) { r.snapshot.accountIdentity = "B"; }, 0, false},
+        {"no account", [](auto& r) { r.snapshot.accountIdentity = ""; }, 0, false},
+        {"another lifetime", [](auto& r) { r.snapshot.officialLifetimeTokens = 6; }, 0, false},
+        {"a newer one", [&](auto& r) { r.snapshot.officialLifetimeCapturedAt = now; }, 0, false},
+        {"other days", [](auto& r) { r.snapshot.cloudDailyBuckets->clear(); }, 0, false},
+        {"stale days", [](auto& r) { r.snapshot.cloudDailyUsageIsStale = true; }, 0, false},
+    };
+    for (const Case& c : cases) {
+        StatisticsSnapshotCache cache;
+        cache.store(batchOf("GMT"), now);
+        RuntimeUsageSnapshot published = codex;
+        c.change(published);
+        const bool isValid =
+            cache
+                .validSnapshot(
+                    {.resolvedIdentifier = "GMT", .published = &published, .now = now + c.later})
+                .has_value();
+        test.expect(isValid == c.isValid && cache.contains("GMT") == c.isValid, c.what);
+    }
+    StatisticsSnapshotCache cache;
+    const Date evening = at("2026-05-01T23:59:59Z");
+    cache.store(batchOf("GMT"), evening);
+    test.expect(!cache.validSnapshot(
+                    {.resolvedIdentifier = "GMT", .published = &codex, .now = evening + 1}),
+                "yesterday's batch");
+    for (const char* zone : {"GMT", "Asia/Tokyo", "Asia/Kolkata", "Europe/London"}) {
+        cache.store(batchOf(zone), now);
+    }
+    cache.validSnapshot({.resolvedIdentifier = "GMT", .published = &codex, .now = now});
+    cache.store(batchOf("Europe/Paris"), now);
+    test.expect(cache.contains("GMT") && !cache.contains("Asia/Tokyo"),
+                "the zone that was used longest ago goes");
+    codex.snapshot.accountIdentity.reset();
+    cache.store(batchOf("Asia/Seoul"), now);
+    test.expect(!cache.contains("Asia/Seoul"), "a batch of nobody is not kept");
+}
+
+}  // namespace
+
+bool run() {
+    SelfTest test("usage store");
+    checkQueue(test);
+    checkTimers(test);
+    checkRetries(test);
+    checkEarlyRecovery(test);
+    checkZones(test);
+    checkMidnight(test);
+    checkCache(test);
+    checkDays(test);
+    return test.finish();
+}
+
+}  // namespace vantry::UsageStoreSelfTest

@@ -1,0 +1,207 @@
+#include <cstdint>
+#include <fmt/format.h>
+#include <string>
+#include <utility>
+
+#include "platform/Iso8601.h"
+#include "selftests/Suites.h"
+#include "selftests/support/SelfTest.h"
+#include "statistics/PersonalUsageCalculator.h"
+#include "statistics/PersonalUsagePace.h"
+#include "statistics/PersonalUsagePreferences.h"
+#include "statistics/PersonalUsageSplitBar.h"
+
+namespace vantry::PersonalUsageSelfTest {
+
+using namespace PersonalUsageCalculator;
+
+namespace {
+
+using Buckets = std::optional<std::vector<DailyTokenBucket>>;
+
+Date at(const char* text) {
+    return *iso8601Date(text);
+}
+
+StatisticsContext shanghai(const char* now) {
+    return StatisticsContext(
+        {.selection = StatisticsTimeZoneSelection::fixed, .fixedIdentifier = "Asia/Shanghai"},
+        at(now), TimeZone::utc());
+}
+
+// Sunday the 6th to Monday the 14th, each with another digit, and a key that is no day.
+Buckets september() {
+    Buckets buckets{{{"2026-09-9x", "", 9}}};
+    std::int64_t digit = 1;
+    for (int day = 6; day <= 14; ++day, digit *= 10) {
+        buckets->push_back({fmt::format("2026-09-{:02}", day), "", digit});
+    }
+    return buckets;
+}
+
+void checkTotals(SelfTest& test) {
+    const Buckets buckets = september();
+    const std::vector<std::pair<const char*, PersonalTokenTotals>> cases{
+        {"2026-09-06T15:59:59Z", {1, 1}},
+        {"2026-09-06T16:00:00Z", {10, 11'111'110}},
+        {"2026-09-13T15:59:59Z", {10'000'000, 11'111'110}},
+        {"2026-09-13T16:00:00Z", {100'000'000, 100'000'000}}};
+    for (const auto& [now, totals] : cases) {
+        const Calendar calendar = shanghai(now).calendar();
+        test.expect(tokenTotals({.from = *buckets, .calendar = calendar, .now = at(now)}) == totals,
+                    fmt::format("the week from Monday at {}", now));
+    }
+    const std::vector<DailyTokenBucket> large{{"2026-09-07", "", INT64_MAX}, {"2026-09-08", "", 1}};
+    const Calendar calendar(TimeZone::utc());
+    test.expect(tokenTotals({large, calendar, at("2026-09-08T04:00:00Z")}) ==
+                    PersonalTokenTotals{1, INT64_MAX},
+                "a sum stops at the largest number");
+}
+
+void checkGoals(SelfTest& test) {
+    using Totals = PersonalTokenGoalTotals;
+    const StatisticsContext monday = shanghai("2026-09-14T01:00:00Z");
+    const Buckets week = september();
+    const Buckets none;
+    const Buckets empty{std::in_place};
+    const auto totals = [&](const Buckets& buckets, bool isComplete = true,
+                            const char* captured = "2026-09-13T16:00:00Z",
+                            const char* zone = "Asia/Shanghai") {
+        const StatisticsIdentity identity{.resolvedIdentifier = zone, .now = at(captured)};
+        return goalTotals({buckets, 0, isComplete, identity, monday});
+    };
+    test.expect(totals(week) == Totals{0, 100'000'000}, "both rows begin with Monday");
+    test.expect(totals(week, true, "2026-09-13T15:59:59Z") == Totals::unavailable() &&
+                    totals(week, true, "2026-09-14T00:00:00Z", "Asia/Singapore") == Totals{},
+                "another day's snapshot and another zone's say nothing, which is not zero");
+    test.expect(totals(week, false) == Totals{0, {}} && totals(none) == Totals{0, {}} &&
+                    totals(empty) == Totals{0, {}},
+                "without the week's history today stays visible");
+    test.expect(TokenGoalProgress{5, 0}.fraction() == 0 &&
+                    TokenGoalProgress{-5, 10}.fraction() == 0 &&
+                    TokenGoalProgress{25, 10}.fraction() == 2.5 && !goalProgress({.goal = 5}) &&
+                    goalProgress({0, 5})->isSet(),
+                "progress without a goal, below nothing, beyond, and not known");
+}
+
+void checkRenewal(SelfTest& test) {
+    struct Case {
+        const char* stored;
+        const char* now;
+        const char* next;
+        std::int64_t days;
+    };
+    // Days of the zone begin at 16:00 UTC; the first date is the last of a month.
+    const char* last = "2026-01-30T20:00:00Z";
+    for (const Case& entry :
+         {Case{last, "2026-02-10T00:00:00Z", "2026-02-27T16:00:00Z", 18},
+          Case{last, "2026-02-28T15:59:59Z", "2026-02-27T16:00:00Z", 0},
+          Case{last, "2026-02-28T16:00:00Z", "2026-03-30T16:00:00Z", 30},
+          Case{"2030-05-05T00:00:00Z", "2026-12-06T00:00:00Z", "2027-01-04T16:00:00Z", 30}}) {
+        const Calendar calendar = shanghai(entry.now).calendar();
+        const Renewal renewal{at(entry.stored), calendar, at(entry.now)};
+        test.expect(nextRenewalDate(renewal) == at(entry.next) &&
+                        wholeDaysUntilRenewal(renewal) == entry.days,
+                    fmt::format("the renewal after {}", entry.now));
+    }
+    // The clocks go forward between the two days, which are 47 hours apart.
+    const Calendar berlin(*TimeZone::named("Europe/Berlin"));
+    const Date eve = at("2026-03-28T22:30:00Z");
+    test.expect(wholeDaysUntilRenewal({at("2026-01-30T12:00:00Z"), berlin, eve}) == 2 &&
+                    !nextRenewalDate({{}, berlin, eve}),
+                "days are counted in the calendar");
+}
+
+void checkPace(SelfTest& test) {
+    using Pace = WeeklyQuotaPace;
+    using enum WeeklyQuotaPaceStatus;
+    constexpr double half = 302'400;  // of a week
+    const Date now(1'800'000'000);
+    struct Case {
+        std::optional<std::int64_t> minutes;
+        std::optional<double> percent;
+        std::optional<Date> reset;
+        bool isStale;
+        std::optional<Pace> pace;
+    };
+    const Case cases[] = {
+        {10'080, 50, now + half, false, Pace{0.5, 0.5, healthy}},
+        {10'080, 52.9, now + half, false, Pace{0.5, 0.529, healthy}},
+        {10'080, 53.1, now + half, false, Pace{0.5, 0.531, aheadOfPace}},
+        {10'080, 53.1, now + half, true, Pace{0.5, 0.531, {}}},
+        {10'080, 120, now - 1, false, Pace{1.0, 1, healthy}},
+        {10'080, -5, now + 3 * half, false, Pace{0.0, 0, healthy}},
+        {{}, 40, now + half, false, Pace{{}, 0.4, {}}},
+        {0, 40, now + half, false, Pace{{}, 0.4, {}}},
+        {10'080, 40, {}, false, Pace{{}, 0.4, {}}},
+        {{}, 40, {}, false, {}},
+        {10'080, {}, now + half, false, {}},
+    };
+    for (const auto& [minutes, percent, reset, isStale, pace] : cases) {
+        test.expect(
+            WeeklyQuotaPaceCalculator::calculate({minutes, percent, reset, isStale, now}) == pace,
+            fmt::format("the pace at {} percent", percent.value_or(-1)));
+    }
+    const auto days = [&](double seconds) {
+        return WeeklyQuotaResetCountdown::remainingDays({now + seconds, now});
+    };
+    test.expect(!days(0) && !days(-1) && days(1) == 1 && days(432'000) == 5 && days(432'001) == 6,
+                "days until the reset are rounded up");
+}
+
+void checkSplitBar(SelfTest& test) {
+    using Kind = TokenSplitBarFill::Kind;
+    using Bar = TokenSplitBarPresentation;
+    const TokenBreakdown split{.inputTokens = 6, .outputTokens = 3, .totalTokens = 8};
+    test.expect(
+        Bar::of({split, 99}) == Bar{9, {Kind::split, split}} &&
+            Bar::of({TokenBreakdown{.totalTokens = 8}, 99}) == Bar{8, {Kind::totalOnly, {}}} &&
+            Bar::of({TokenBreakdown{}, 99}) == Bar{0, {Kind::zero, {}}},
+        "tokens come before a bare total, and no split is invented");
+    test.expect(Bar::of({{}, 5}) == Bar{5, {Kind::totalOnly, {}}} &&
+                    Bar::of({{}, 0}) == Bar{0, {Kind::zero, {}}} && Bar::of({}) == Bar{},
+                "a bare total, a measured zero and nothing");
+}
+
+void checkStore(SelfTest& test) {
+    using namespace PersonalUsagePreferencesStore;
+    const TemporaryDirectory directory("Vantry.personal-usage.");
+    const Calendar calendar = shanghai("2026-09-04T00:00:00Z").calendar();
+    UserDefaults defaults(directory.path(), "suite");
+    test.expect(load(defaults, calendar) == PersonalUsagePreferences{},
+                "nothing stored, nothing set");
+    PersonalUsagePreferences preferences{.renewalDate = at("2026-09-04T20:00:00Z")};
+    preferences.setDailyTokenGoal(INT64_MAX);
+    preferences.setWeeklyTokenGoal(-5);
+    save({.preferences = preferences, .defaults = defaults, .calendar = calendar});
+    test.expect(load(defaults, calendar) ==
+                        PersonalUsagePreferences{.storedDailyTokenGoal = INT64_MAX,
+                                                 .renewalDate = at("2026-09-04T16:00:00Z")} &&
+                    defaults.string("Vantry.personalUsage.renewalDate") == "2026-09-04T16:00:00Z",
+                "targets come back, the date as the start of its day");
+    preferences.renewalDate.reset();
+    save({.preferences = preferences, .defaults = defaults, .calendar = calendar});
+    test.expect(!load(defaults, calendar).renewalDate, "a date that is no longer set is gone");
+    for (const char* damaged : {"", "12 ", "1e3", "9223372036854775808", "-7"}) {
+        defaults.setString("Vantry.personalUsage.weeklyTokenGoal", damaged);
+        test.expect(load(defaults, calendar).weeklyTokenGoal() == 0,
+                    std::string("no goal: ") + damaged);
+    }
+    reset(defaults);
+    test.expect(load(defaults, calendar) == PersonalUsagePreferences{}, "reset sets nothing");
+}
+
+}  // namespace
+
+bool run() {
+    SelfTest test("personal usage");
+    checkTotals(test);
+    checkGoals(test);
+    checkRenewal(test);
+    checkPace(test);
+    checkSplitBar(test);
+    checkStore(test);
+    return test.finish();
+}
+
+}  // namespace vantry::PersonalUsageSelfTest

@@ -1,0 +1,169 @@
+#include "entry/Watch.h"
+
+#include <atomic>
+#include <chrono>
+#include <csignal>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <optional>
+#include <string>
+#include <sys/signalfd.h>
+#include <thread>
+#include <unistd.h>
+
+#include "entry/WatchLines.h"
+#include "entry/WatchScreen.h"
+#include "platform/PollMainLoop.h"
+#include "platform/UserDirectories.h"
+#include "platform/WorkQueue.h"
+#include "presentation/DesktopWidgetSnapshotBuilder.h"
+#include "presentation/DesktopWidgetSnapshotPublisher.h"
+#include "refresh/UsageStore.h"
+
+namespace vantry {
+
+namespace {
+
+constexpr double screenInterval = 20;  // seconds; a countdown changes each minute
+constexpr double zoneInterval = 60;    // seconds
+constexpr auto endingTime = std::chrono::milliseconds(300);
+
+/// Takes the signals that end the watch out of their usual way, for this thread and all that it
+/// will make.
+FileDescriptor takeSignals() {
+    sigset_t signals;
+    ::sigemptyset(&signals);
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGWINCH}) ::sigaddset(&signals, signal);
+    ::pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+    return FileDescriptor(::signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK));
+}
+
+UserDefaults standardDefaults() {
+    return {UserDirectories::current().config / "Vantry", "Vantry"};
+}
+
+/// The children of this process, whatever thread made them.
+std::vector<pid_t> children() {
+    std::vector<pid_t> found;
+    std::error_code error;
+    for (std::filesystem::directory_iterator tasks("/proc/self/task", error), end;
+         !error && tasks != end; tasks.increment(error)) {
+        std::ifstream list(tasks->path() / "children");
+        for (pid_t child = 0; list >> child;) found.push_back(child);
+    }
+    return found;
+}
+
+/// Runs one task after the other on a thread of its own, and knows whether one is left.
+class BackgroundReads {
+  public:
+    void run(std::function<void()> task) {
+        ++open_;
+        queue_.submit([this, task = std::move(task)] {
+            task();
+            --open_;
+        });
+    }
+
+    /// Ends the reads by ending the children that they wait for. A read that still goes on then
+    /// goes on with its own work alone, which is files that are replaced whole; false, and the
+    /// process has to be left without waiting for it.
+    bool end() {
+        const auto deadline = std::chrono::steady_clock::now() + endingTime;
+        while (open_ > 0) {
+            for (const pid_t child : children()) ::kill(child, SIGKILL);
+            if (std::chrono::steady_clock::now() >= deadline) return false;
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        }
+        return true;
+    }
+
+  private:
+    std::atomic<int> open_ = 0;
+    WorkQueue queue_{1};
+};
+
+/// All that a watch consists of. The main loop's thread.
+class Watch {
+  public:
+    explicit Watch(FileDescriptor signals)
+        : signals_(std::move(signals)),
+          publisher_({.store = DesktopWidgetSnapshotStore(UserDirectories::current()),
+                      .onDesktopWidgetQueue = [this](auto task) { reads_.run(std::move(task)); },
+                      .onMainThread = [this](auto task) { loop_.post(std::move(task)); },
+                      .reload = std::make_shared<NoDesktopWidgetReloadService>()}),
+          store_({.loop = loop_,
+                  .runInBackground = [this](auto task) { reads_.run(std::move(task)); },
+                  .sources = UsageStoreSources::real(),
+                  .defaults = standardDefaults(),
+                  .systemTimeZone = [] { return TimeZone::system(); },
+                  .publishDesktopRecord =
+                      [this](const auto& published, const auto& statistics, Date now) {
+                          publisher_.publish(makeDesktopWidgetSnapshot(published, statistics), now);
+                      }}) {}
+
+    int run() {
+        const auto signalWatch = loop_.watchReadable(signals_.number(), [this] { takeSignal(); });
+        const auto changes = store_.observe([this] { show(); });
+        const auto screenTimer = loop_.every(screenInterval, [this] { show(); });
+        const auto zoneTimer = loop_.every(zoneInterval, [this] { compareZone(); });
+        store_.setLocalUsageForeground(true);
+        store_.start();
+        show();
+        loop_.run();
+        store_.stop();
+        screen_.close();
+        if (!reads_.end()) std::_Exit(EXIT_SUCCESS);
+        return EXIT_SUCCESS;
+    }
+
+  private:
+    void takeSignal() {
+        signalfd_siginfo info{};
+        while (::read(signals_.number(), &info, sizeof info) == sizeof info) {
+            if (info.ssi_signo == SIGWINCH) {
+                show();
+            } else {
+                loop_.stop();
+            }
+        }
+    }
+
+    void show() {
+        const std::size_t columns = screen_.columns();
+        const auto lines =
+            WatchLines::lines({.snapshot = store_.state().multiRuntimeSnapshot,
+                               .now = loop_.now(),
+                               .language = language_,
+                               .columns = columns > 0 ? std::optional(columns) : std::nullopt});
+        if (!screen_.show(lines)) loop_.stop();
+    }
+
+    // Nothing tells a program without a desktop that the machine's zone was changed.
+    void compareZone() {
+        TimeZone zone = TimeZone::system();
+        if (zone == zone_) return;
+        zone_ = std::move(zone);
+        store_.systemTimeZoneDidChange();
+    }
+
+    FileDescriptor signals_;
+    PollMainLoop loop_;
+    BackgroundReads reads_;
+    WatchScreen screen_;
+    WatchLines::Language language_ = WatchLines::language(processEnvironment);
+    TimeZone zone_ = TimeZone::system();
+    DesktopWidgetSnapshotPublisher publisher_;
+    UsageStore store_;
+};
+
+}  // namespace
+
+int runWatch() {
+    FileDescriptor signals = takeSignals();
+    return Watch(std::move(signals)).run();
+}
+
+}  // namespace vantry

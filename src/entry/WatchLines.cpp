@@ -1,0 +1,247 @@
+#include "entry/WatchLines.h"
+
+#include <algorithm>
+#include <cmath>
+#include <fmt/format.h>
+
+#include "official/RuntimeSummary.h"
+#include "platform/Text.h"
+#include "platform/TextWidth.h"
+#include "statistics/StatisticsContext.h"
+#include "statistics/TokenFormatter.h"
+
+namespace vantry::WatchLines {
+
+namespace {
+
+constexpr std::string_view notKnown = "--";
+constexpr BilingualText reading{.zh = "正在读取…", .en = "reading…"};
+
+using Parts = std::vector<std::string>;
+
+// Up to a day in hours and minutes, from there on in days and hours; rounded up to what is shown.
+std::string countdown(double seconds, Language language) {
+    const bool isZh = language == Language::zh;
+    const auto unitsUp = [seconds](double unit) {
+        return static_cast<std::int64_t>(std::ceil(seconds / unit));
+    };
+    const std::int64_t minutes = unitsUp(60);
+    const std::int64_t hours = unitsUp(3'600);
+    const bool isLong = minutes >= 24 * 60;
+    const std::int64_t large = isLong ? hours / 24 : minutes / 60;
+    const std::int64_t small = isLong ? hours % 24 : minutes % 60;
+    Parts parts;
+    if (large > 0) {
+        const std::string_view unit = isLong ? (isZh ? "天" : "d") : (isZh ? "小时" : "h");
+        parts.push_back(fmt::format("{}{}", large, unit));
+    }
+    if (small > 0) {
+        const std::string_view unit = isLong ? (isZh ? "小时" : "h") : (isZh ? "分" : "m");
+        parts.push_back(fmt::format("{}{}", small, unit));
+    }
+    return fmt::format("{}", fmt::join(parts, isZh ? "" : " "));
+}
+
+// One runtime's line in the making.
+class LineMaker {
+  public:
+    LineMaker(const View& view, const RuntimeUsageSnapshot& runtime, const Calendar& calendar)
+        : view_(view), runtime_(runtime), snapshot_(runtime.snapshot), calendar_(calendar) {}
+
+    Parts parts() {
+        if (isBeforeFirstRead()) return {word(reading)};
+        addQuota();
+        addTokens();
+        addConversations();
+        if (snapshot_.readerState.isLoading && !snapshot_.local) add(word(reading));
+        addStaleMarks();
+        addMessages();
+        return std::move(parts_);
+    }
+
+  private:
+    bool isZh() const { return view_.language == Language::zh; }
+
+    std::string word(const BilingualText& text) const {
+        return std::string(isZh() ? text.zh : text.en);
+    }
+
+    void add(std::string part) { parts_.push_back(std::move(part)); }
+
+    bool isBeforeFirstRead() const {
+        return snapshot_.readerState.isLoading &&
+               snapshot_.readerState.appServer == AppServerReadState::notAttempted &&
+               !snapshot_.primary && !snapshot_.secondary && !snapshot_.local &&
+               !snapshot_.taskBoard;
+    }
+
+    std::optional<Date> quotaCapturedAt() const {
+        return runtime_.quotaCapturedAt ? runtime_.quotaCapturedAt
+                                        : RuntimeUsageSnapshot::defaultQuotaCapturedAt(snapshot_);
+    }
+
+    // The window that counts, and after it the other one where the account has it.
+    void addQuota() {
+        using Kind = RuntimeQuotaWindowKind;
+        const RuntimeQuotaWindowSelection selected = selectedQuotaWindow(snapshot_);
+        const bool isFiveHour = selected.kind == Kind::fiveHour;
+        const auto& other = isFiveHour ? snapshot_.secondary : snapshot_.primary;
+        addWindow(selected.kind, selected.window);
+        if (other) addWindow(isFiveHour ? Kind::sevenDay : Kind::fiveHour, other);
+    }
+
+    void addWindow(RuntimeQuotaWindowKind kind, const std::optional<RateWindow>& window) {
+        const BilingualText names = kind == RuntimeQuotaWindowKind::fiveHour
+                                        ? BilingualText{.zh = "5 小时", .en = "5h"}
+                                        : BilingualText{.zh = "7 天", .en = "7d"};
+        const std::string name = word(names);
+        std::optional<double> percent;
+        if (window) {
+            percent = QuotaWindowPresentation::validRemainingPercent(
+                window->remainingPercent(), {.resetsAt = window->resetsAt,
+                                             .capturedAt = quotaCapturedAt(),
+                                             .windowDurationMins = window->windowDurationMins,
+                                             .now = view_.now});
+        }
+        if (!percent) return add(fmt::format("{} {}", name, notKnown));
+        showsQuota_ = true;
+        const double rounded = std::round(*percent);
+        std::string part = isZh() ? fmt::format("{} 剩余 {:.0f}%", name, rounded)
+                                  : fmt::format("{} {:.0f}% left", name, rounded);
+        if (window->resetsAt) part += reset(*window->resetsAt - view_.now);
+        add(std::move(part));
+    }
+
+    std::string reset(double seconds) const {
+        constexpr double longest = 1e10;  // three centuries: no time that anybody meant
+        if (!(seconds > 0 && seconds < longest)) return {};
+        const std::string left = countdown(seconds, view_.language);
+        return isZh() ? fmt::format("，{}后恢复", left) : fmt::format(", back in {}", left);
+    }
+
+    bool isToday(Date date) const {
+        const auto day = calendar_.day(date);
+        return day && day == calendar_.day(view_.now);
+    }
+
+    void addTokens() {
+        showsLocal_ = snapshot_.local && isToday(view_.snapshot.statisticsIdentity.now);
+        const auto today = showsLocal_ ? runtime_.todayTokens() : std::nullopt;
+        const auto sevenDays = showsLocal_ ? snapshot_.local->sevenDayTokens : std::nullopt;
+        const std::string todayText = TokenFormatter::format(today);
+        const std::string sevenDayText = TokenFormatter::format(sevenDays);
+        add(isZh() ? fmt::format("今日 {}", todayText) : fmt::format("today {}", todayText));
+        add(isZh() ? fmt::format("近 7 天 {}", sevenDayText)
+                   : fmt::format("7 days {}", sevenDayText));
+    }
+
+    void addConversations() {
+        std::optional<std::int64_t> count;
+        if (snapshot_.taskBoard) {
+            const auto& columns = snapshot_.taskBoard->columns;
+            const auto active = std::ranges::find(columns, TaskColumnKind::active, &TaskColumn::id);
+            if (active != columns.end()) count = active->count;
+        }
+        const std::string text = count ? fmt::format("{}", *count) : std::string(notKnown);
+        if (isZh()) return add(fmt::format("{} 个活跃会话", text));
+        const std::string_view ending = count == 1 ? "" : "s";
+        add(fmt::format("{} active conversation{}", text, ending));
+    }
+
+    // Only of what the line rests on.
+    void addStaleMarks() {
+        if (showsQuota_ && runtime_.status == RuntimeMenuStatus::stale) {
+            addStale({.zh = "额度数据", .en = "quota"}, quotaCapturedAt());
+        }
+        if (snapshot_.cloudDailyUsageIsStale && snapshot_.cloudDailyBuckets) {
+            addStale({.zh = "官方日统计", .en = "official days"},
+                     snapshot_.cloudDailyUsageCapturedAt);
+        }
+        if (showsLocal_ && snapshot_.localUsageIsStale) {
+            addStale({.zh = "本机统计", .en = "local figures"}, snapshot_.localUsageCapturedAt);
+        }
+    }
+
+    void addStale(const BilingualText& what, std::optional<Date> capturedAt) {
+        const std::string subject = word(what);
+        const std::string time = capturedAt ? timeText(*capturedAt) : std::string();
+        if (time.empty()) {
+            add(isZh() ? fmt::format("{}陈旧", subject) : fmt::format("{} stale", subject));
+        } else {
+            add(isZh() ? fmt::format("{}自 {} 起陈旧", subject, time)
+                       : fmt::format("{} stale since {}", subject, time));
+        }
+    }
+
+    // The time of a day that is not today goes with its date.
+    std::string timeText(Date date) const {
+        const std::string_view otherDay = isZh() ? "M月d日 HH:mm" : "MMM d HH:mm";
+        return StatisticsDateFormatting::string(
+            {.from = date,
+             .calendar = calendar_,
+             .localeIdentifier = isZh() ? "zh_CN" : "en_US_POSIX",
+             .dateFormat = isToday(date) ? std::string_view("HH:mm") : otherDay});
+    }
+
+    void addMessages() {
+        Parts shown;
+        for (const std::string& message : snapshot_.messages) {
+            std::string text = withoutPrivateWords(message);
+            if (text.empty() || std::ranges::find(shown, text) != shown.end()) continue;
+            shown.push_back(text);
+            add(std::move(text));
+        }
+    }
+
+    // A message can quote the service, and that quotes whatever it likes. No message of our own has
+    // a word with one of these characters.
+    static std::string withoutPrivateWords(const std::string& message) {
+        const std::string line = terminalText(message);
+        Parts words;
+        for (const std::string_view word : splitOmittingEmpty(line, ' ')) {
+            const bool isPrivate = word.find_first_of("@/\\") != std::string_view::npos;
+            words.emplace_back(isPrivate ? "…" : word);
+        }
+        return fmt::format("{}", fmt::join(words, " "));
+    }
+
+    const View& view_;
+    const RuntimeUsageSnapshot& runtime_;
+    const UsageSnapshot& snapshot_;
+    const Calendar& calendar_;
+    Parts parts_;
+    bool showsQuota_ = false;
+    bool showsLocal_ = false;
+};
+
+std::string line(const View& view, RuntimeScope scope, const Parts& parts) {
+    const std::string text = fmt::format("{}  {}", displayName(scope), fmt::join(parts, " · "));
+    return view.columns ? cutToWidth(text, *view.columns) : text;
+}
+
+}  // namespace
+
+Language language(const Environment& environment) {
+    for (const char* name : {"LC_ALL", "LC_MESSAGES", "LANG"}) {
+        const auto value = environment(name);
+        if (!value || value->empty()) continue;
+        return asciiLowercased(*value).starts_with("zh") ? Language::zh : Language::en;
+    }
+    return Language::en;
+}
+
+std::vector<std::string> lines(const View& view) {
+    const Calendar calendar = StatisticsContext::calendar(
+        view.snapshot.statisticsIdentity.resolvedIdentifier, TimeZone::utc());
+    std::vector<std::string> result;
+    for (const RuntimeUsageSnapshot& runtime : view.snapshot.runtimes) {
+        result.push_back(line(view, runtime.scope, LineMaker(view, runtime, calendar).parts()));
+    }
+    if (result.empty()) {
+        const std::string_view text = view.language == Language::zh ? reading.zh : reading.en;
+        result.push_back(line(view, RuntimeScope::codex, {std::string(text)}));
+    }
+    return result;
+}
+
+}  // namespace vantry::WatchLines

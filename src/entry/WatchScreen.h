@@ -1,0 +1,30 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace vantry {
+
+/// Standard output as the watch uses it: lines written over in place on a terminal, one behind the
+/// other anywhere else. One thread.
+class WatchScreen {
+  public:
+    WatchScreen();
+
+    bool isTerminal() const { return isTerminal_; }
+
+    /// The columns that a line may take; 0 for any number.
+    std::size_t columns() const;
+
+    /// Shows the lines unless they are shown already. False once nobody reads any more.
+    bool show(const std::vector<std::string>& lines);
+
+    /// Leaves the last lines where they are and begins a new one.
+    void close();
+
+  private:
+    bool isTerminal_;
+    std::vector<std::string> shown_;
+};
+
+}  // namespace vantry

@@ -1,0 +1,42 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+
+#include "platform/Date.h"
+
+namespace vantry {
+
+/// The loop of the thread that owns a program's state: work that other threads hand over, and
+/// timers. All that it calls runs on the one thread that turns it.
+class MainLoop {
+  public:
+    /// A timer runs as long as its handle lives. The handle belongs to the loop's thread and may
+    /// be given up from within its own handler.
+    class Timer {
+      public:
+        virtual ~Timer() = default;
+    };
+    using TimerHandle = std::unique_ptr<Timer>;
+
+    virtual ~MainLoop() = default;
+
+    /// Runs `work` on the loop's thread, in the order of the calls. Any thread.
+    virtual void post(std::function<void()> work) = 0;
+
+    /// Calls `handler` once, `seconds` from now on a clock that only goes forward; at once for zero
+    /// and less. The loop's thread.
+    [[nodiscard]] virtual TimerHandle after(double seconds, std::function<void()> handler) = 0;
+
+    /// Calls `handler` every `seconds`. Ticks that were missed are not made up for.
+    [[nodiscard]] virtual TimerHandle every(double seconds, std::function<void()> handler) = 0;
+
+    /// Calls `handler` once when the wall clock has reached `date`, however the clock is moved
+    /// meanwhile and whether or not the machine slept.
+    [[nodiscard]] virtual TimerHandle at(Date date, std::function<void()> handler) = 0;
+
+    /// The wall clock.
+    virtual Date now() const = 0;
+};
+
+}  // namespace vantry

@@ -1,0 +1,103 @@
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <map>
+#include <optional>
+#include <set>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "statistics/RuntimeLoadContext.h"
+
+namespace vantry {
+
+/// What the file system says of one path. A path where nothing lies has no type, size, time and
+/// number: a file that was deleted is a change and not a failure.
+struct MetadataItem {
+    std::string path;
+    bool exists = false;
+    std::string_view type = "missing";  ///< a constant of the program
+    std::uint64_t size = 0;             ///< bytes
+    /// Since 1970; a time that 64 bits do not reach wraps, and still differs from its neighbours.
+    std::uint64_t modificationNanoseconds = 0;
+    std::uint64_t fileNumber = 0;  ///< inode
+
+    friend bool operator==(const MetadataItem&, const MetadataItem&) = default;
+};
+
+/// Readings of metadata; no file is opened. Look at the file system; any thread. Empty where a
+/// path is there, or may be, and nothing is said of it.
+namespace RefreshSourceMetadata {
+
+/// The paths themselves, links unfollowed, by path.
+std::optional<std::vector<MetadataItem>> ofFiles(std::span<const std::string> paths);
+
+/// The path and, if it is a directory, what lies below it, by path. Links are not followed and a
+/// folder that cannot be listed is passed over. Not deeper than 8 levels; empty too for more than
+/// 4,096 entries, since half of them would hide a change in the other half.
+std::optional<std::vector<MetadataItem>> ofTree(const std::filesystem::path& root);
+
+/// The state databases below `.codex` with the files that SQLite keeps beside them, by path. Where
+/// a database is a link, they are the files beside its target, as they are for SQLite.
+///
+/// The time of a `-shm` file is left at 0: without a writer every run of `sqlite3`, a reading one
+/// too, writes that file anew, so that each read would look like the reason for the next. It only
+/// indexes the `-wal` file, whose own time moves with each commit.
+std::optional<std::vector<MetadataItem>> ofStateFiles(const std::filesystem::path& codexDirectory);
+
+/// FNV-1a of the values and then of each item's fields, in order, each with an end mark.
+std::uint64_t digest(std::span<const std::string> semanticValues,
+                     std::span<const MetadataItem> items);
+
+}  // namespace RefreshSourceMetadata
+
+struct RefreshFingerprintRequest {
+    const RuntimeLoadContext& context;
+    const std::vector<std::string>& indexedSessionFiles;  ///< logs, by path
+};
+
+/// What Codex's files look like from outside, and what else the figures depend on, in a number. As
+/// long as it stays, a read would find what the last one found.
+///
+/// A capture only looks at metadata; any thread. An empty one says nothing about the sources: they
+/// have to be read.
+struct CodexRefreshSourceFingerprint {
+    struct Value {
+        std::uint64_t digest = 0;
+        /// State by path of the log; none for the task board.
+        std::map<std::string, std::string> indexedSessionSignatures;
+
+        /// The logs that are new or look different; all without another value. A log that has
+        /// disappeared is not one of them.
+        std::set<std::string> changedIndexedSessionPaths(
+            const std::optional<Value>& comparedTo) const;
+
+        friend bool operator==(const Value&, const Value&) = default;
+    };
+
+    Value localUsage;
+    Value taskBoard;
+
+    /// Both values or none.
+    static std::optional<CodexRefreshSourceFingerprint> capture(
+        const RefreshFingerprintRequest& request);
+
+    /// Below the context's home. Changes with the hour, too.
+    static std::optional<Value> captureLocalUsage(const RefreshFingerprintRequest& request);
+
+    /// From the user's real home, as the board is read, whatever home the context names. Changes
+    /// with the day, too.
+    static std::optional<Value> captureTaskBoard(const RuntimeLoadContext& context);
+
+    /// The same from the `.codex` below that home.
+    static std::optional<Value> captureTaskBoardBelow(const std::filesystem::path& home,
+                                                      const RuntimeLoadContext& context);
+
+    friend bool operator==(const CodexRefreshSourceFingerprint&,
+                           const CodexRefreshSourceFingerprint&) = default;
+};
+
+}  // namespace vantry

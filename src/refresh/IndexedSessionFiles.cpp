@@ -1,0 +1,43 @@
+#include "refresh/IndexedSessionFiles.h"
+
+#include <utility>
+#include <variant>
+
+#include "local/ThreadIndex.h"
+
+namespace vantry::CodexUsageReader {
+
+namespace {
+
+std::optional<std::vector<std::string>> askIndex(const std::filesystem::path& home) {
+    const auto database = firstExistingPath(stateDatabaseCandidates(home));
+    const auto program = firstExistingPath(sqliteProgramCandidates());
+    if (!database || !program) return std::nullopt;
+    auto index = readThreadIndex({.sqlitePath = *program, .databasePath = *database});
+    auto* sources = std::get_if<std::vector<SessionUsageSource>>(&index);
+    if (sources == nullptr) return std::nullopt;
+    std::vector<std::string> paths;
+    paths.reserve(sources->size());
+    for (SessionUsageSource& source : *sources) paths.push_back(std::move(source.rolloutPath));
+    return paths;
+}
+
+}  // namespace
+
+std::vector<std::string> indexedSessionFilesForRefreshFingerprint(const RuntimeLoadContext& context,
+                                                                  IndexedSessionFilesCache& cache) {
+    const std::filesystem::path codex = context.homeDirectory / ".codex";
+    auto before = RefreshSourceMetadata::ofStateFiles(codex);
+    if (before && before == cache.databaseFiles) return cache.paths;
+    cache = {};
+    auto paths = askIndex(context.homeDirectory);
+    if (!paths) return {};
+    // What changed during the query may be in the answer or not. A first query makes the files
+    // beside the database itself; the next call then asks once more.
+    if (before && before == RefreshSourceMetadata::ofStateFiles(codex)) {
+        cache = {.databaseFiles = std::move(before), .paths = *paths};
+    }
+    return *std::move(paths);
+}
+
+}  // namespace vantry::CodexUsageReader

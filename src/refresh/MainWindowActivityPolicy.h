@@ -1,0 +1,30 @@
+#pragma once
+
+/// Whether somebody can be looking.
+namespace vantry::MainWindowActivityPolicy {
+
+struct Surfaces {
+    bool applicationIsActive = false;
+    bool mainWindowIsVisible = false;
+    bool popoverIsVisible = false;
+};
+
+/// Whether local usage is worth the foreground cadence.
+constexpr bool localUsageIsForeground(const Surfaces& surfaces) {
+    return surfaces.applicationIsActive &&
+           (surfaces.mainWindowIsVisible || surfaces.popoverIsVisible);
+}
+
+struct Window {
+    bool applicationIsActive = false;
+    bool windowIsVisible = false;
+    bool windowIsMiniaturized = false;
+    bool windowIsVisiblyUnoccluded = false;
+};
+
+constexpr bool animationsShouldRun(const Window& window) {
+    return window.applicationIsActive && window.windowIsVisible && !window.windowIsMiniaturized &&
+           window.windowIsVisiblyUnoccluded;
+}
+
+}  // namespace vantry::MainWindowActivityPolicy

@@ -1,0 +1,173 @@
+#include <algorithm>
+#include <span>
+
+#include "official/HybridDailyUsage.h"
+#include "refresh/QuotaRefreshFallbackPolicy.h"
+#include "refresh/StatisticsDay.h"
+#include "refresh/UsageStore.h"
+#include "runtime/AgentUsageAggregator.h"
+#include "runtime/CodexRuntimeProvider.h"
+
+// How what was read becomes what is shown.
+namespace vantry {
+
+namespace {
+
+std::optional<std::string> accountIdentityOf(const RuntimeUsageSnapshot* runtime) {
+    return runtime == nullptr ? std::nullopt : runtime->snapshot.accountIdentity;
+}
+
+std::optional<std::string> planOf(const RuntimeUsageSnapshot& runtime) {
+    const auto& account = runtime.snapshot.account;
+    return account ? account->planType : std::nullopt;
+}
+
+// What a runtime may keep of earlier reads it holds already, so the aggregate keeps nothing by
+// itself: it could only bring back what a runtime had to give up.
+UsageSnapshot aggregateOf(const std::vector<RuntimeUsageSnapshot>& runtimes, Date at) {
+    return AgentUsageAggregator::aggregate(runtimes, {.at = at});
+}
+
+}  // namespace
+
+void UsageStore::apply(const MultiRuntimeUsageSnapshot& batch, const Applying& applying) {
+    const RuntimeUsageSnapshot* raw = batch.runtime(RuntimeScope::codex);
+    invalidateAccountBoundState(accountIdentityOf(raw));
+    const RuntimeLoadContext context =
+        sources_->liveContext(loop_.now(), state_.statisticsPreference);
+    const bool sameDay =
+        sameStatisticsDay(state_.multiRuntimeSnapshot.statisticsIdentity, batch.statisticsIdentity);
+    MultiRuntimeUsageSnapshot shown{.refreshedAt = batch.refreshedAt,
+                                    .statisticsIdentity = batch.statisticsIdentity};
+    for (const RuntimeUsageSnapshot& incoming : batch.runtimes) {
+        shown.runtimes.push_back(mergedWithShown(incoming, context, sameDay));
+    }
+    shown.aggregate = aggregateOf(shown.runtimes, shown.refreshedAt);
+    publish(std::move(shown));
+    if (applying.observesLiveQuota && raw != nullptr) {
+        processQuotaEarlyRecovery({.merged = *codex(),
+                                   .raw = *raw,
+                                   .resolvedPlanType = planOf(*codex()),
+                                   .now = context.now});
+    }
+    if (applying.publishesDesktopWidget) publishDesktopWidgetSnapshot(context.now);
+}
+
+RuntimeUsageSnapshot UsageStore::mergedWithShown(const RuntimeUsageSnapshot& incoming,
+                                                 const RuntimeLoadContext& context,
+                                                 bool mayReusePreviousLocal) const {
+    const RuntimeUsageSnapshot merged =
+        QuotaRefreshFallbackPolicy::merge({.incoming = incoming,
+                                           .previous = runtimeSnapshot(incoming.scope),
+                                           .mayReusePreviousLocal = mayReusePreviousLocal,
+                                           .now = context.now});
+    const UsageSnapshot& snapshot = merged.snapshot;
+    if (merged.scope != RuntimeScope::codex || !snapshot.local) return merged;
+    // The read and the official days that stand may come from different reads.
+    auto hybrid =
+        CodexUsageReader::mergeCloudDailyUsage({.cloudDailyBuckets = snapshot.cloudDailyBuckets,
+                                                .into = *snapshot.local,
+                                                .context = context});
+    std::optional<Date> capturedAt = snapshot.localUsageCapturedAt;
+    if (!capturedAt) capturedAt = incoming.snapshot.localUsageCapturedAt;
+    return replacingLocalUsage(
+        merged, {.result = {.local = std::move(hybrid.local),
+                            .capturedAt = capturedAt.value_or(snapshot.refreshedAt),
+                            .isStale = snapshot.localUsageIsStale,
+                            .readStatus = snapshot.localUsageReadStatus,
+                            .dependencyFailure = snapshot.readerState.localDependencyFailure},
+                 .at = snapshot.refreshedAt,
+                 .localMessages = snapshot.localReadMessages,
+                 .hybridMessages = std::move(hybrid.messages)});
+}
+
+void UsageStore::applyQuota(const RuntimeUsageSnapshot& incoming, QuotaApplying applying) {
+    const Date now = loop_.now();
+    const RuntimeUsageSnapshot* previous = runtimeSnapshot(incoming.scope);
+    const auto& identity = incoming.snapshot.accountIdentity;
+    invalidateAccountBoundState(identity);
+    const bool isOtherAccount =
+        identity && previous != nullptr && previous->snapshot.accountIdentity != identity;
+    if (applying.queueAccountRefresh && isOtherAccount) pending_.hasPendingRefresh = true;
+    const bool mayReusePreviousLocal = AgentUsageAggregator::mayReuseLocalAggregate(
+        std::span(&incoming, 1), &state_.multiRuntimeSnapshot.aggregate);
+    publishRuntime(
+        QuotaRefreshFallbackPolicy::merge({.incoming = incoming,
+                                           .previous = previous,
+                                           .mayReusePreviousLocal = mayReusePreviousLocal,
+                                           .now = now}),
+        {.refreshedAt = now, .identity = state_.multiRuntimeSnapshot.statisticsIdentity});
+    const RuntimeUsageSnapshot& merged = *runtimeSnapshot(incoming.scope);
+    processQuotaEarlyRecovery(
+        {.merged = merged, .raw = incoming, .resolvedPlanType = planOf(merged), .now = now});
+    publishDesktopWidgetSnapshot(now);
+}
+
+void UsageStore::applyTaskBoard(const TaskBoard& board, RuntimeScope scope) {
+    const RuntimeUsageSnapshot* shown = runtimeSnapshot(scope);
+    if (shown == nullptr) {
+        state_.snapshot = state_.snapshot.replacingTaskBoard(board);
+        changed();
+        return;
+    }
+    RuntimeUsageSnapshot runtime = shown->replacingTaskBoard(board);
+    // A board is read without tokens.
+    if (runtime.snapshot.local) runtime.snapshot.bindTaskBoardTokens();
+    publishRuntime(std::move(runtime),
+                   {.refreshedAt = state_.multiRuntimeSnapshot.refreshedAt,
+                    .identity = state_.multiRuntimeSnapshot.statisticsIdentity});
+}
+
+void UsageStore::publishRuntime(RuntimeUsageSnapshot runtime, const BatchMark& mark) {
+    MultiRuntimeUsageSnapshot batch{.refreshedAt = mark.refreshedAt,
+                                    .runtimes = runtimeSnapshots(),
+                                    .statisticsIdentity = mark.identity};
+    const auto place =
+        std::ranges::find(batch.runtimes, runtime.scope, &RuntimeUsageSnapshot::scope);
+    if (place != batch.runtimes.end()) {
+        *place = std::move(runtime);
+    } else {
+        batch.runtimes.push_back(std::move(runtime));
+    }
+    batch.aggregate = aggregateOf(batch.runtimes, mark.refreshedAt);
+    publish(std::move(batch));
+}
+
+void UsageStore::publish(MultiRuntimeUsageSnapshot batch) {
+    state_.multiRuntimeSnapshot = std::move(batch);
+    state_.snapshot = state_.multiRuntimeSnapshot.displaySnapshot(state_.selectedRuntimeScope);
+    changed();
+}
+
+void UsageStore::selectRuntime(RuntimeScope scope) {
+    state_.selectedRuntimeScope = scope;
+    state_.snapshot = state_.multiRuntimeSnapshot.displaySnapshot(scope);
+    changed();
+}
+
+void UsageStore::publishDesktopWidgetSnapshot(Date now) {
+    publishDesktopRecord_(state_.multiRuntimeSnapshot, statisticsContext(now), now);
+}
+
+void UsageStore::invalidateAccountBoundState(const std::optional<std::string>& accountIdentity) {
+    if (!accountIdentity || accountIdentity->empty()) return;
+    if (accountIdentityOf(codex()) == accountIdentity) return;
+    statisticsSnapshotCache_.clear();
+    lastCompleteLocalSourceFingerprint_.reset();
+    lastFastLocalSourceFingerprint_.reset();
+    // Nothing contradicts what the detector was restored with before anything was read.
+    if (codex() == nullptr) return;
+    quotaEarlyRecoveryDetector_ = {};
+    quotaEarlyRecoveryConfirmationTimer_.reset();
+}
+
+void UsageStore::changed() {
+    if (changeIsAnnounced_) return;
+    changeIsAnnounced_ = true;
+    wayBack()([](UsageStore& store) {
+        store.changeIsAnnounced_ = false;
+        store.changes_.tell();
+    });
+}
+
+}  // namespace vantry

@@ -1,0 +1,46 @@
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "local/LocalUsageReader.h"
+#include "refresh/CodexRefreshSourceFingerprint.h"
+#include "runtime/MultiRuntimeUsageReader.h"
+
+namespace vantry {
+
+/// Everything that the usage store reads from the world. All but the first block, and are called
+/// in the background, one after another.
+struct UsageStoreSources {
+    using Fingerprint = std::optional<CodexRefreshSourceFingerprint::Value>;
+    using Paths = std::vector<std::string>;
+
+    /// The context of a read at `now`. The main thread.
+    std::function<RuntimeLoadContext(Date now, const StatisticsTimeZonePreference&)> liveContext;
+
+    /// The session logs that the thread index names.
+    std::function<Paths(const RuntimeLoadContext&)> indexedSessionFiles;
+    /// Nothing where a file's metadata cannot be read.
+    std::function<Fingerprint(const RuntimeLoadContext&, const Paths& indexedSessionFiles)>
+        localUsageFingerprint;
+    std::function<Fingerprint(const RuntimeLoadContext&)> taskBoardFingerprint;
+
+    std::function<MultiRuntimeUsageSnapshot(const RuntimeLoadContext&,
+                                            const MultiRuntimeUsageReader::LoadRequest&)>
+        load;
+    /// The account and its quota alone.
+    std::function<UsageSnapshot(const RuntimeLoadContext&)> loadQuota;
+    /// The named session logs are checked, whatever else is.
+    std::function<CodexUsageReader::LocalUsageRead(
+        const RuntimeLoadContext&, const std::set<std::string>& requiredSessionValidationPaths)>
+        readLocalUsage;
+    std::function<std::optional<TaskBoard>(const RuntimeLoadContext&)> loadTaskBoard;
+
+    /// The machine's own. What outlives a read is shared by all of them and lives as long as they.
+    static UsageStoreSources real();
+};
+
+}  // namespace vantry

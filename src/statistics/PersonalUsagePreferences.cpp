@@ -1,0 +1,71 @@
+#include "statistics/PersonalUsagePreferences.h"
+
+#include <algorithm>
+#include <charconv>
+#include <string>
+
+#include "platform/Iso8601.h"
+
+namespace vantry {
+
+void PersonalUsagePreferences::setDailyTokenGoal(std::int64_t tokens) {
+    storedDailyTokenGoal = std::max<std::int64_t>(tokens, 0);
+}
+
+void PersonalUsagePreferences::setWeeklyTokenGoal(std::int64_t tokens) {
+    storedWeeklyTokenGoal = std::max<std::int64_t>(tokens, 0);
+}
+
+PersonalUsagePreferences PersonalUsagePreferences::normalized(const Calendar& calendar) const {
+    PersonalUsagePreferences result = *this;
+    if (renewalDate) result.renewalDate = calendar.startOfDay(*renewalDate);
+    return result;
+}
+
+namespace PersonalUsagePreferencesStore {
+
+namespace {
+
+constexpr const char* dailyGoalKey = "Vantry.personalUsage.dailyTokenGoal";
+constexpr const char* weeklyGoalKey = "Vantry.personalUsage.weeklyTokenGoal";
+constexpr const char* renewalKey = "Vantry.personalUsage.renewalDate";
+
+// Preferences hold texts and lose no key; an empty text is a value that is not set.
+constexpr const char* notSet = "";
+
+std::int64_t integer(const std::optional<std::string>& text) {
+    std::int64_t value = 0;
+    if (!text) return 0;
+    const char* end = text->data() + text->size();
+    const auto [rest, error] = std::from_chars(text->data(), end, value);
+    return error == std::errc() && rest == end ? value : 0;
+}
+
+}  // namespace
+
+PersonalUsagePreferences load(const UserDefaults& defaults, const Calendar& calendar) {
+    PersonalUsagePreferences preferences;
+    preferences.setDailyTokenGoal(integer(defaults.string(dailyGoalKey)));
+    preferences.setWeeklyTokenGoal(integer(defaults.string(weeklyGoalKey)));
+    preferences.renewalDate = iso8601Date(defaults.string(renewalKey).value_or(notSet));
+    return preferences.normalized(calendar);
+}
+
+bool save(const Save& request) {
+    const PersonalUsagePreferences preferences = request.preferences.normalized(request.calendar);
+    const auto& date = preferences.renewalDate;
+    const auto renewal = date ? iso8601Text(*date) : std::nullopt;
+    return request.defaults.setStrings(
+        {{dailyGoalKey, std::to_string(preferences.dailyTokenGoal())},
+         {weeklyGoalKey, std::to_string(preferences.weeklyTokenGoal())},
+         {renewalKey, renewal.value_or(notSet)}});
+}
+
+bool reset(UserDefaults& defaults) {
+    return defaults.setStrings(
+        {{dailyGoalKey, notSet}, {weeklyGoalKey, notSet}, {renewalKey, notSet}});
+}
+
+}  // namespace PersonalUsagePreferencesStore
+
+}  // namespace vantry
