@@ -56,16 +56,12 @@ std::vector<pid_t> children() {
     return found;
 }
 
-/// Runs one task after the other on a thread of its own, and knows whether one is left.
-class BackgroundReads {
+/// Reads one after the other on a thread of their own, the desktop record on another, so that a
+/// long read does not hold it up. Knows whether a task is left.
+class BackgroundWork {
   public:
-    void run(std::function<void()> task) {
-        ++open_;
-        queue_.submit([this, task = std::move(task)] {
-            task();
-            --open_;
-        });
-    }
+    void read(std::function<void()> task) { run(reads_, std::move(task)); }
+    void write(std::function<void()> task) { run(writes_, std::move(task)); }
 
     /// Ends the reads by ending the children that they wait for. A read that still goes on then
     /// goes on with its own work alone, which is files that are replaced whole; false, and the
@@ -81,8 +77,17 @@ class BackgroundReads {
     }
 
   private:
+    void run(WorkQueue& queue, std::function<void()> task) {
+        ++open_;
+        queue.submit([this, task = std::move(task)] {
+            task();
+            --open_;
+        });
+    }
+
     std::atomic<int> open_ = 0;
-    WorkQueue queue_{1};
+    WorkQueue reads_{1};
+    WorkQueue writes_{1};
 };
 
 /// All that a watch consists of. The main loop's thread.
@@ -91,11 +96,11 @@ class Watch {
     explicit Watch(FileDescriptor signals)
         : signals_(std::move(signals)),
           publisher_({.store = DesktopWidgetSnapshotStore(UserDirectories::current()),
-                      .onDesktopWidgetQueue = [this](auto task) { reads_.run(std::move(task)); },
+                      .onDesktopWidgetQueue = [this](auto task) { work_.write(std::move(task)); },
                       .onMainThread = [this](auto task) { loop_.post(std::move(task)); },
                       .reload = std::make_shared<NoDesktopWidgetReloadService>()}),
           store_({.loop = loop_,
-                  .runInBackground = [this](auto task) { reads_.run(std::move(task)); },
+                  .runInBackground = [this](auto task) { work_.read(std::move(task)); },
                   .sources = UsageStoreSources::real(),
                   .defaults = standardDefaults(),
                   .systemTimeZone = [] { return TimeZone::system(); },
@@ -115,7 +120,7 @@ class Watch {
         loop_.run();
         store_.stop();
         screen_.close();
-        if (!reads_.end()) std::_Exit(EXIT_SUCCESS);
+        if (!work_.end()) std::_Exit(EXIT_SUCCESS);
         return EXIT_SUCCESS;
     }
 
@@ -151,7 +156,7 @@ class Watch {
 
     FileDescriptor signals_;
     PollMainLoop loop_;
-    BackgroundReads reads_;
+    BackgroundWork work_;
     WatchScreen screen_;
     WatchLines::Language language_ = WatchLines::language(processEnvironment);
     TimeZone zone_ = TimeZone::system();
@@ -163,6 +168,7 @@ class Watch {
 
 int runWatch() {
     FileDescriptor signals = takeSignals();
+    if (!signals.isOpen()) return EXIT_FAILURE;
     return Watch(std::move(signals)).run();
 }
 

@@ -1,6 +1,8 @@
 #include "entry/WatchScreen.h"
 
 #include <cerrno>
+#include <climits>
+#include <poll.h>
 #include <string_view>
 #include <sys/ioctl.h>
 #include <unistd.h>
@@ -9,14 +11,25 @@ namespace vantry {
 
 namespace {
 
-bool writeAll(std::string_view text) {
+enum class Writing { done, wouldBlock, failed };
+
+// A reader that has stopped, or a terminal that was told to hold, must not hold the program: what
+// does not fit now is shown another time.
+Writing writeNow(std::string_view text) {
+    pollfd output{.fd = STDOUT_FILENO, .events = POLLOUT, .revents = 0};
     while (!text.empty()) {
-        const ssize_t written = ::write(STDOUT_FILENO, text.data(), text.size());
+        const int ready = ::poll(&output, 1, 0);
+        if (ready < 0 && errno == EINTR) continue;
+        if (ready == 0) return Writing::wouldBlock;
+        // A pipe that is ready takes this much without blocking.
+        const std::string_view piece = text.substr(0, PIPE_BUF);
+        const ssize_t written = ::write(STDOUT_FILENO, piece.data(), piece.size());
         if (written < 0 && errno == EINTR) continue;
-        if (written <= 0) return false;
+        if (written < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) return Writing::wouldBlock;
+        if (written <= 0) return Writing::failed;
         text.remove_prefix(static_cast<std::size_t>(written));
     }
-    return true;
+    return Writing::done;
 }
 
 }  // namespace
@@ -42,12 +55,13 @@ bool WatchScreen::show(const std::vector<std::string>& lines) {
         text += lines[i];
         if (!isTerminal_) text += '\n';
     }
-    shown_ = lines;
-    return writeAll(text);
+    const Writing writing = writeNow(text);
+    if (writing == Writing::done) shown_ = lines;
+    return writing != Writing::failed;
 }
 
 void WatchScreen::close() {
-    if (isTerminal_ && !shown_.empty()) writeAll("\n");
+    if (isTerminal_ && !shown_.empty()) writeNow("\n");
     shown_.clear();
 }
 

@@ -3,10 +3,12 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <chrono>
 #include <fcntl.h>
 #include <mutex>
 #include <sys/file.h>
 #include <sys/stat.h>
+#include <thread>
 #include <unistd.h>
 #include <utility>
 #include <vector>
@@ -40,11 +42,19 @@ std::optional<std::string> readDomain(const std::filesystem::path& file) {
     return std::nullopt;
 }
 
-/// Held as long as the descriptor is open, by one writer of all processes.
+/// Held as long as the descriptor is open, by one writer of all processes. Closed where another
+/// writer has stopped with it in hand.
 FileDescriptor lockBeside(const std::filesystem::path& file) {
+    constexpr int attempts = 200;
+    constexpr auto pause = std::chrono::milliseconds(5);
     const std::string path = file.string() + ".lock";
     FileDescriptor lock(::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600));
-    if (lock.isOpen() && ::flock(lock.number(), LOCK_EX) != 0) lock.close();
+    for (int attempt = 0; lock.isOpen(); ++attempt) {
+        if (::flock(lock.number(), LOCK_EX | LOCK_NB) == 0) break;
+        if (errno != EWOULDBLOCK && errno != EINTR) lock.close();
+        if (attempt == attempts) lock.close();
+        std::this_thread::sleep_for(pause);
+    }
     return lock;
 }
 
@@ -116,6 +126,7 @@ std::optional<std::set<std::string>> make(const UserDefaults::Change& change,
         members.insert_or_assign(key, JsonValue(value));
         if (!document || document->root()[key].text() != value) changed.insert(key);
     }
+    if (changed.empty() && document) return changed;
     const auto text = writeJson(JsonValue(std::move(members)), JsonLayout::pretty);
     if (!text || replaceFileAtomically(file, *text + "\n")) return std::nullopt;
     return changed;

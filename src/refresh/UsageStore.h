@@ -189,6 +189,8 @@ class UsageStore {
         bool queueAccountRefresh = false;
     };
     void applyQuota(const RuntimeUsageSnapshot& incoming, QuotaApplying applying);
+    bool needsAccountRefresh(const std::optional<std::string>& identity,
+                             const RuntimeUsageSnapshot* previous);
     void applyTaskBoard(const TaskBoard& board, RuntimeScope scope);
     struct BatchMark {
         Date refreshedAt;
@@ -231,6 +233,7 @@ class UsageStore {
     std::optional<PendingRefreshWork> reading_;  ///< the lane that reads
     PendingRefreshes pending_;
     QuotaRefreshRetryState quotaRetryState_;
+    bool newAccountWasRead_ = false;  ///< in full, since the account was last known
     StatisticsSnapshotCache statisticsSnapshotCache_;
     UsageStoreSources::Fingerprint lastCompleteLocalSourceFingerprint_;  ///< of full reads
     UsageStoreSources::Fingerprint lastFastLocalSourceFingerprint_;      ///< of any local read

@@ -86,6 +86,8 @@ UsageStore::FullRead UsageStore::readEverything(const UsageStoreSources& sources
 }
 
 void UsageStore::applyQuotaAhead(const ReadTicket& ticket, const RuntimeUsageSnapshot& runtime) {
+    // A session that failed has nothing to show ahead; the end of the read tells of it.
+    if (runtime.snapshot.readerState.appServer != AppServerReadState::responded) return;
     const StatisticsContext& statistics = ticket.context.statistics;
     if (canApplyRefreshResult(ticket) &&
         statistics.dayKey(loop_.now()) == statistics.currentDayKey()) {
@@ -94,10 +96,14 @@ void UsageStore::applyQuotaAhead(const ReadTicket& ticket, const RuntimeUsageSna
 }
 
 void UsageStore::finishFullRead(const ReadTicket& ticket, const FullRead& read) {
-    if (!acceptsResult(ticket, read.batch.statisticsIdentity)) return;
+    if (!acceptsResult(ticket, read.batch.statisticsIdentity)) {
+        maintainQuotaEarlyRecoveryConfirmationTimer(loop_.now());
+        return;
+    }
     apply(read.batch, {.observesLiveQuota = true, .publishesDesktopWidget = true});
     statisticsSnapshotCache_.store(read.batch, loop_.now());
     rememberFingerprints(read);
+    if (codex() != nullptr && codex()->snapshot.accountIdentity) newAccountWasRead_ = false;
     scheduleQuotaRetryIfNeeded();
     if (state_.isSwitchingStatisticsTimeZone) finishStatisticsTimeZoneSwitch(false);
     pending_.hasPendingLocalUsageRefresh = false;

@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <span>
+#include <utility>
 
 #include "official/HybridDailyUsage.h"
 #include "refresh/QuotaRefreshFallbackPolicy.h"
@@ -86,9 +87,10 @@ void UsageStore::applyQuota(const RuntimeUsageSnapshot& incoming, QuotaApplying 
     const RuntimeUsageSnapshot* previous = runtimeSnapshot(incoming.scope);
     const auto& identity = incoming.snapshot.accountIdentity;
     invalidateAccountBoundState(identity);
-    const bool isOtherAccount =
-        identity && previous != nullptr && previous->snapshot.accountIdentity != identity;
-    if (applying.queueAccountRefresh && isOtherAccount) pending_.hasPendingRefresh = true;
+    if (applying.queueAccountRefresh && needsAccountRefresh(identity, previous)) {
+        pending_.hasPendingRefresh = true;
+    }
+    const bool hadLocal = previous != nullptr && previous->snapshot.local;
     const bool mayReusePreviousLocal = AgentUsageAggregator::mayReuseLocalAggregate(
         std::span(&incoming, 1), &state_.multiRuntimeSnapshot.aggregate);
     publishRuntime(
@@ -98,9 +100,23 @@ void UsageStore::applyQuota(const RuntimeUsageSnapshot& incoming, QuotaApplying 
                                            .now = now}),
         {.refreshedAt = now, .identity = state_.multiRuntimeSnapshot.statisticsIdentity});
     const RuntimeUsageSnapshot& merged = *runtimeSnapshot(incoming.scope);
+    // Local figures that were mixed with the account's went with it; those of the logs alone are
+    // still to be had.
+    const bool lostLocal = hadLocal && !merged.snapshot.local;
+    if (applying.queueAccountRefresh && lostLocal) pending_.hasPendingLocalUsageRefresh = true;
     processQuotaEarlyRecovery(
         {.merged = merged, .raw = incoming, .resolvedPlanType = planOf(merged), .now = now});
     publishDesktopWidgetSnapshot(now);
+}
+
+// An account that was not known before is read in full once: where the full read cannot tell who it
+// is either, it would be started again and again.
+bool UsageStore::needsAccountRefresh(const std::optional<std::string>& identity,
+                                     const RuntimeUsageSnapshot* previous) {
+    if (!identity || previous == nullptr || previous->snapshot.accountIdentity == identity) {
+        return false;
+    }
+    return previous->snapshot.accountIdentity || !std::exchange(newAccountWasRead_, true);
 }
 
 void UsageStore::applyTaskBoard(const TaskBoard& board, RuntimeScope scope) {
@@ -157,7 +173,16 @@ void UsageStore::invalidateAccountBoundState(const std::optional<std::string>& a
     lastFastLocalSourceFingerprint_.reset();
     // Nothing contradicts what the detector was restored with before anything was read.
     if (codex() == nullptr) return;
-    quotaEarlyRecoveryDetector_ = {};
+    // After a read that could not tell the account this may be the same one: what was announced is
+    // not announced again.
+    const bool mayBeTheSame = !accountIdentityOf(codex());
+    const QuotaEarlyRecovery::PersistentState& known = quotaEarlyRecoveryDetector_.state;
+    QuotaEarlyRecovery::PersistentState kept;
+    if (mayBeTheSame) {
+        kept.lastNotification = known.lastNotification;
+        kept.earlierNotifications = known.earlierNotifications;
+    }
+    quotaEarlyRecoveryDetector_ = {.state = std::move(kept)};
     quotaEarlyRecoveryConfirmationTimer_.reset();
 }
 

@@ -30,9 +30,6 @@ constexpr const char* dailyGoalKey = "Vantry.personalUsage.dailyTokenGoal";
 constexpr const char* weeklyGoalKey = "Vantry.personalUsage.weeklyTokenGoal";
 constexpr const char* renewalKey = "Vantry.personalUsage.renewalDate";
 
-// Preferences hold texts and lose no key; an empty text is a value that is not set.
-constexpr const char* notSet = "";
-
 std::int64_t integer(const std::optional<std::string>& text) {
     std::int64_t value = 0;
     if (!text) return 0;
@@ -47,7 +44,7 @@ PersonalUsagePreferences load(const UserDefaults& defaults, const Calendar& cale
     PersonalUsagePreferences preferences;
     preferences.setDailyTokenGoal(integer(defaults.string(dailyGoalKey)));
     preferences.setWeeklyTokenGoal(integer(defaults.string(weeklyGoalKey)));
-    preferences.renewalDate = iso8601Date(defaults.string(renewalKey).value_or(notSet));
+    preferences.renewalDate = iso8601Date(defaults.string(renewalKey).value_or(""));
     return preferences.normalized(calendar);
 }
 
@@ -55,15 +52,19 @@ bool save(const Save& request) {
     const PersonalUsagePreferences preferences = request.preferences.normalized(request.calendar);
     const auto& date = preferences.renewalDate;
     const auto renewal = date ? iso8601Text(*date) : std::nullopt;
-    return request.defaults.setStrings(
-        {{dailyGoalKey, std::to_string(preferences.dailyTokenGoal())},
-         {weeklyGoalKey, std::to_string(preferences.weeklyTokenGoal())},
-         {renewalKey, renewal.value_or(notSet)}});
+    UserDefaults::Change change{
+        .set = {{dailyGoalKey, std::to_string(preferences.dailyTokenGoal())},
+                {weeklyGoalKey, std::to_string(preferences.weeklyTokenGoal())}}};
+    if (renewal) {
+        change.set.emplace(renewalKey, *renewal);
+    } else {
+        change.remove.insert(renewalKey);
+    }
+    return request.defaults.change(change);
 }
 
 bool reset(UserDefaults& defaults) {
-    return defaults.setStrings(
-        {{dailyGoalKey, notSet}, {weeklyGoalKey, notSet}, {renewalKey, notSet}});
+    return defaults.change({.remove = {dailyGoalKey, weeklyGoalKey, renewalKey}});
 }
 
 }  // namespace PersonalUsagePreferencesStore

@@ -1,5 +1,8 @@
 #include "support/Program.h"
 
+#include <csignal>
+#include <fstream>
+#include <iterator>
 #include <poll.h>
 #include <sstream>
 #include <unistd.h>
@@ -41,7 +44,35 @@ std::string shown(JsonView value) {
     return other.str();
 }
 
+std::string contents(const fs::path& file) {
+    std::ifstream stream(file, std::ios::binary);
+    return {std::istreambuf_iterator<char>(stream), {}};
+}
+
 }  // namespace
+
+bool readUntil(const FileDescriptor& stream, std::string& text, std::string_view wanted) {
+    char chunk[4096];
+    while (text.find(wanted) == std::string::npos) {
+        pollfd readable{.fd = stream.number(), .events = POLLIN, .revents = 0};
+        if (::poll(&readable, 1, 10'000) != 1) return false;
+        const ssize_t count = ::read(readable.fd, chunk, sizeof chunk);
+        if (count <= 0) return false;
+        text.append(chunk, static_cast<std::size_t>(count));
+    }
+    return true;
+}
+
+void RunningProgram::signal(int number) {
+    ::kill(process_.processIdentifier(), number);
+}
+
+std::optional<double> RunningProgram::secondsToEnd(int signalNumber) {
+    const auto start = MonotonicClock::now();
+    signal(signalNumber);
+    if (!process_.waitForExit(std::chrono::seconds(10))) return std::nullopt;
+    return std::chrono::duration<double>(MonotonicClock::now() - start).count();
+}
 
 ProgramTest::ProgramTest() {
     for (const char* name : {"home", "user", "tmp"}) fs::create_directory(root() / name);
@@ -52,8 +83,9 @@ void ProgramTest::SetUp() {
     if (found) GTEST_SKIP() << "this machine has " << *found << ", which would be run";
 }
 
-ProgramRun ProgramTest::run(const std::vector<std::string>& arguments, const Variables& variables,
-                            const std::string& shellLine) const {
+std::vector<std::string> ProgramTest::commandLine(const std::vector<std::string>& arguments,
+                                                  const Variables& variables,
+                                                  const std::string& shellLine) const {
     Variables environment = variables;  // what a test gives comes first
     environment.insert({{"PATH", "/usr/bin:/bin"},
                         {"TMPDIR", root() / "tmp"},
@@ -66,15 +98,28 @@ ProgramRun ProgramTest::run(const std::vector<std::string>& arguments, const Var
     }
     command.insert(command.end(), {"/bin/sh", "-c", shellLine, VANTRY_PROGRAM});
     command.insert(command.end(), arguments.begin(), arguments.end());
-    const BoundedProcessResult result = BoundedProcessRunner::run({.executableURL = "/usr/bin/env",
-                                                                   .arguments = command,
-                                                                   .timeout = 60,
-                                                                   .maxOutputBytes = 4'000'000});
+    return command;
+}
+
+ProgramRun ProgramTest::run(const std::vector<std::string>& arguments, const Variables& variables,
+                            const std::string& shellLine) const {
+    const BoundedProcessResult result =
+        BoundedProcessRunner::run({.executableURL = "/usr/bin/env",
+                                   .arguments = commandLine(arguments, variables, shellLine),
+                                   .timeout = 60,
+                                   .maxOutputBytes = 4'000'000});
     using Kind = BoundedProcessResult::Kind;
     const bool ended = result.kind == Kind::success || result.kind == Kind::nonZeroExit;
     return {.status = ended ? result.exitCode : -1,
             .output = result.output.standardOutput,
             .error = result.output.standardError};
+}
+
+RunningProgram ProgramTest::start(const std::vector<std::string>& arguments,
+                                  const Variables& variables, const std::string& shellLine) const {
+    auto spawned = ChildProcess::spawn(
+        {.executable = "/usr/bin/env", .arguments = commandLine(arguments, variables, shellLine)});
+    return RunningProgram(std::get<ChildProcess>(std::move(spawned)));
 }
 
 std::string ProgramTest::dump(const Variables& variables) const {
@@ -97,6 +142,18 @@ std::map<std::string, std::uintmax_t> ProgramTest::tree() const {
     return found;
 }
 
+std::vector<std::string> ProgramTest::processes() const {
+    std::vector<std::string> names;
+    std::error_code error;
+    for (fs::directory_iterator all("/proc", error), end; !error && all != end;
+         all.increment(error)) {
+        const std::string variables = contents(all->path() / "environ");
+        if (variables.find(root().string()) == std::string::npos) continue;
+        names.push_back(contents(all->path() / "comm"));
+    }
+    return names;
+}
+
 DatabaseWriter::DatabaseWriter(const fs::path& database)
     : sqlite_(std::get<ChildProcess>(ChildProcess::spawn(
           {.executable =
@@ -116,15 +173,7 @@ bool DatabaseWriter::run(std::string statements) {
     statements += "\nSELECT 'carried' || ' out';\n";
     if (::write(input_.number(), statements.data(), statements.size()) < 0) return false;
     std::string said;
-    char chunk[256];
-    while (said.find("carried out") == std::string::npos) {
-        pollfd output{.fd = sqlite_.standardOutput().number(), .events = POLLIN, .revents = 0};
-        if (::poll(&output, 1, 5'000) != 1) return false;
-        const ssize_t count = ::read(output.fd, chunk, sizeof chunk);
-        if (count <= 0) return false;
-        said.append(chunk, static_cast<std::size_t>(count));
-    }
-    return true;
+    return readUntil(sqlite_.standardOutput(), said, "carried out");
 }
 
 std::string codexScript(std::string_view changes) {

@@ -4,8 +4,10 @@
 #include <filesystem>
 #include <gtest/gtest.h>
 #include <map>
+#include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "io/ChildProcess.h"
@@ -17,6 +19,33 @@ struct ProgramRun {
     int status = -1;  ///< 128 plus the signal's number for a death by signal, -1 for no end
     std::string output;
     std::string error;
+};
+
+/// Appends what can be read to `text` until that holds `wanted`. False when it does not within
+/// seconds, or before the end.
+bool readUntil(const FileDescriptor& stream, std::string& text, std::string_view wanted);
+
+/// The program while it runs. At the object's end it is killed.
+class RunningProgram {
+  public:
+    explicit RunningProgram(ChildProcess process) : process_(std::move(process)) {}
+
+    /// Waits until all that it has printed holds the text.
+    bool prints(std::string_view text) {
+        return readUntil(process_.standardOutput(), output_, text);
+    }
+    const std::string& output() const { return output_; }
+
+    void signal(int number);
+    /// Sends a signal and gives the seconds until the end; nothing when it does not come.
+    std::optional<double> secondsToEnd(int signalNumber);
+
+    /// Like that of ProgramRun, after the end.
+    int status() const { return process_.exitCode().value_or(-1); }
+
+  private:
+    ChildProcess process_;
+    std::string output_;
 };
 
 /// A user of the program: a directory with "home" and "cache", which the overrides name, and
@@ -34,6 +63,10 @@ class ProgramTest : public testing::Test {
     ProgramRun run(const std::vector<std::string>& arguments, const Variables& variables = {},
                    const std::string& shellLine = R"(exec "$0" "$@")") const;
 
+    /// The same for a program that the test has to end. The line of shell must become the program.
+    RunningProgram start(const std::vector<std::string>& arguments, const Variables& variables = {},
+                         const std::string& shellLine = R"(exec "$0" "$@")") const;
+
     /// What --dump-json prints; expects that it ends well and without a word on standard error.
     std::string dump(const Variables& variables = {}) const;
 
@@ -45,7 +78,15 @@ class ProgramTest : public testing::Test {
 
     std::filesystem::path root() const { return directory_.path(); }
 
+    /// What runs and was started by the program, or is the program: the names of the processes
+    /// that know of the directory by their variables.
+    std::vector<std::string> processes() const;
+
   private:
+    std::vector<std::string> commandLine(const std::vector<std::string>& arguments,
+                                         const Variables& variables,
+                                         const std::string& shellLine) const;
+
     TemporaryDirectory directory_{"vantry-program-test-"};
 };
 

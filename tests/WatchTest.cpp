@@ -1,0 +1,256 @@
+#include <climits>
+#include <csignal>
+#include <cstdlib>
+#include <fcntl.h>
+#include <fstream>
+#include <iterator>
+#include <memory>
+#include <poll.h>
+#include <random>
+#include <sstream>
+#include <sys/inotify.h>
+#include <sys/ioctl.h>
+#include <thread>
+
+#include "corpus/Corpus.h"
+#include "local/LocalAnalyticsCache.h"
+#include "local/SessionUsageCacheFile.h"
+#include "official/OfficialDailyUsageCache.h"
+#include "platform/JsonReader.h"
+#include "platform/TextWidth.h"
+#include "presentation/DesktopWidgetSnapshotStore.h"
+#include "statistics/TokenFormatter.h"
+#include "support/Program.h"
+
+using namespace vantry;
+using namespace std::chrono_literals;
+namespace fs = std::filesystem;
+
+namespace {
+
+/// The program's own files, and the version that each one states.
+const std::map<std::string, std::optional<std::int64_t>> versions{
+    {"local-analytics-v2.json", CodexUsageReader::localAnalyticsCacheVersion},
+    {"session-usage-v1.json", CodexUsageReader::sessionUsageCacheVersion},
+    {"official-daily-usage-v2.json", CodexUsageReader::officialDailyUsageCacheVersion},
+    {"desktop-widget-snapshot-v1.json", DesktopWidgetSnapshot::currentSchemaVersion},
+    {"Vantry.json", std::nullopt}};
+
+std::optional<JsonDocument> documentIn(const fs::path& file) {
+    std::ifstream stream(file, std::ios::binary);
+    return JsonDocument::parse(std::string(std::istreambuf_iterator<char>(stream), {}));
+}
+
+/// Waits until some files have been written to, but not for long.
+void awaitEvents(const FileDescriptor& events, std::size_t count) {
+    for (; count > 0; --count) {
+        pollfd next{.fd = events.number(), .events = POLLIN, .revents = 0};
+        char event[sizeof(inotify_event) + NAME_MAX + 1];
+        if (::poll(&next, 1, 300) != 1 || ::read(next.fd, event, sizeof event) <= 0) return;
+    }
+}
+
+}  // namespace
+
+class Watch : public ProgramTest {
+  protected:
+    const fs::path home = root() / "home";
+    const fs::path cache = root() / "cache";
+    const fs::path data = home / ".local/share/Vantry";
+    const Variables user{{"HOME", home}, {"TZ", "UTC"}};
+    corpus::Truth truth;
+
+    /// A home of the last day, which the official history does not speak of.
+    void make(std::int64_t conversations, std::int64_t totalBytes) {
+        fs::remove_all(home);
+        corpus::CorpusOptions options{
+            .home = home, .conversations = conversations, .totalBytes = totalBytes, .spanDays = 1};
+        options.end = (static_cast<corpus::Millis>(Date::now().secondsSince1970()) - 1) * 1'000;
+        truth = corpus::makeCorpus(options);
+        installCodex(codexScript());
+    }
+    void holdDatabase(DatabaseWriter& writer) const {
+        ASSERT_TRUE(writer.run("PRAGMA journal_mode=DELETE; BEGIN EXCLUSIVE;"));
+    }
+    fs::path database() const { return home / ".codex/state_5.sqlite"; }
+
+    RunningProgram watch(const std::string& output = "") const {
+        return start({"--watch"}, user, R"(exec "$0" "$@")" + output);
+    }
+    std::string figures() const {
+        const auto now = static_cast<corpus::Millis>(Date::now().secondsSince1970() * 1'000);
+        const auto today = truth.days.find(corpus::dayText(now));
+        const std::int64_t tokens = today == truth.days.end() ? 0 : today->second.totalTokens;
+        return " · today " + TokenFormatter::format(tokens) + " · 7 days " +
+               TokenFormatter::format(truth.total.totalTokens) + " · ";
+    }
+
+    void expectPromptEnd(RunningProgram& program, int signal) const {
+        const auto seconds = program.secondsToEnd(signal);
+        ASSERT_TRUE(seconds);
+        EXPECT_LT(*seconds, 0.5);
+        EXPECT_EQ(program.status(), 0) << program.output();
+        for (int i = 0; i < 10 && !processes().empty(); ++i) std::this_thread::sleep_for(10ms);
+        EXPECT_EQ(processes(), std::vector<std::string>());
+    }
+    /// Expects whole files under every name of the program's own; gives those under other names.
+    std::vector<fs::path> unfinishedFiles() const {
+        std::vector<fs::path> unfinished;
+        for (const fs::path& directory : {cache, data, home / ".config/Vantry"}) {
+            std::error_code isMissing;
+            for (const auto& entry : fs::directory_iterator(directory, isMissing)) {
+                const std::string name = entry.path().filename();
+                const auto known = versions.find(name);
+                if (known == versions.end()) {
+                    if (name != "Vantry.json.lock") unfinished.push_back(entry.path());
+                    continue;
+                }
+                const auto document = documentIn(entry.path());
+                EXPECT_TRUE(document) << name;
+                if (!document) continue;
+                const char* key = directory == data ? "schemaVersion" : "version";
+                EXPECT_EQ(document->root()[key].integer(), known->second) << name;
+            }
+        }
+        return unfinished;
+    }
+    void expectRightDump() const {
+        const auto document = JsonDocument::parse(dump(user));
+        ASSERT_TRUE(document);
+        const JsonView detail = document->root()["compat"]["codex"]["local"]["detailedUsage"];
+        const auto tokens = detail["lifetime"]["tokens"]["totalTokens"].integer();
+        EXPECT_EQ(tokens, truth.total.totalTokens);
+    }
+};
+
+TEST_F(Watch, ShowsWhatIsKnownAsSoonAsItIs) {
+    make(6, 80'000'000);  // the logs take longer than the account
+    RunningProgram program = watch();
+    ASSERT_TRUE(program.prints(figures())) << program.output();
+    std::istringstream lines(program.output());
+    std::vector<std::string> shown;
+    for (std::string line; std::getline(lines, line);) shown.push_back(line);
+    ASSERT_EQ(shown.size(), 3U) << program.output();
+    EXPECT_EQ(shown[0], "Codex  reading…");
+    const std::string unread = " · today -- · 7 days -- · -- active conversations · reading…";
+    EXPECT_TRUE(shown[1].ends_with(unread)) << shown[1];
+    const std::string quota = shown[1].substr(0, shown[1].find(" · today"));
+    EXPECT_TRUE(quota.starts_with("Codex  5h 77% left, back in ")) << quota;
+    EXPECT_NE(quota.find(" · 7d 60% left, back in "), std::string::npos) << quota;
+    EXPECT_TRUE(shown[2].starts_with(quota + figures())) << shown[2];
+    std::this_thread::sleep_for(200ms);  // by then it only waits
+    expectPromptEnd(program, SIGTERM);
+    EXPECT_EQ(unfinishedFiles(), std::vector<fs::path>());
+}
+
+TEST_F(Watch, EndsInTheMiddleOfARead) {
+    const auto interrupt = [&](const char* what) {
+        for (const auto wait : {5ms, 60ms, 250ms}) {
+            SCOPED_TRACE(testing::Message() << what << " for " << wait.count() << " ms");
+            fs::remove_all(cache);
+            RunningProgram program = watch();
+            ASSERT_TRUE(program.prints("reading…"));
+            std::this_thread::sleep_for(wait);
+            expectPromptEnd(program, SIGINT);
+            for (const fs::path& file : unfinishedFiles()) EXPECT_TRUE(documentIn(file)) << file;
+        }
+    };
+    make(6, 80'000'000);
+    interrupt("large logs");
+    installCodex(codexScript("trap '' TERM\nquota() { exec sleep 60; }"));
+    interrupt("a codex that hangs and large logs");
+    {
+        DatabaseWriter writer(database());
+        holdDatabase(writer);
+        interrupt("a codex that hangs and a writer");
+    }
+    installCodex(codexScript());
+    expectRightDump();
+}
+
+TEST_F(Watch, KilledAtAnyMomentItLeavesNothingDamaged) {
+    make(60, 600'000);
+    std::mt19937 random(7);  // NOLINT: the same moments each time
+    const FileDescriptor events(::inotify_init1(IN_CLOEXEC | IN_NONBLOCK));
+    for (int round = 0; round < 25; ++round) {
+        SCOPED_TRACE(round);
+        // All to be written, or the figures alone.
+        if (round % 3 == 0) fs::remove_all(cache);
+        fs::create_directories(cache);
+        fs::create_directories(data);
+        fs::remove(cache / "local-analytics-v2.json");
+        for (const fs::path& directory : {cache, data}) {
+            ::inotify_add_watch(events.number(), directory.c_str(),
+                                IN_CREATE | IN_MODIFY | IN_MOVE);
+        }
+        RunningProgram program = watch();
+        ASSERT_TRUE(program.prints("reading…"));
+        if (round % 2 == 0) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(random() % 150));
+        } else {
+            awaitEvents(events, 1 + random() % 10);
+        }
+        ASSERT_TRUE(program.secondsToEnd(SIGKILL));
+        for (const fs::path& file : unfinishedFiles()) {
+            EXPECT_TRUE(versions.contains(file.stem())) << file;
+        }
+    }
+    expectRightDump();
+    RunningProgram program = watch();
+    EXPECT_TRUE(program.prints(figures())) << program.output();
+    unfinishedFiles();
+}
+
+TEST_F(Watch, EndsWhenNobodyReadsIt) {
+    make(20, 100'000);
+    const ProgramRun left =
+        run({"--watch"}, user, R"({ timeout 20 "$0" "$@"; echo $? >&2; } | head -1)");
+    EXPECT_EQ(left.output, "Codex  reading…\n");
+    EXPECT_EQ(left.error, "0\n");
+    const ProgramRun full = run({"--watch"}, user, R"(exec timeout 20 "$0" "$@" > /dev/full)");
+    EXPECT_EQ(full.status, 0);
+    EXPECT_EQ(processes(), std::vector<std::string>());
+}
+
+TEST_F(Watch, RewritesItsLineOnATerminal) {
+    make(20, 100'000);
+    const FileDescriptor terminal(::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC));
+    ASSERT_TRUE(::grantpt(terminal.number()) == 0 && ::unlockpt(terminal.number()) == 0);
+    const auto setColumns = [&](unsigned short columns) {
+        const winsize size{.ws_row = 24, .ws_col = columns, .ws_xpixel = 0, .ws_ypixel = 0};
+        ASSERT_EQ(::ioctl(terminal.number(), TIOCSWINSZ, &size), 0);
+    };
+    setColumns(40);
+    RunningProgram program = watch(" > " + std::string(::ptsname(terminal.number())));
+    const std::string erased = "\r\x1B[J";
+    const std::string first = "Codex  reading…" + erased;
+    std::string shown;
+    ASSERT_TRUE(readUntil(terminal, shown, first + "Codex  5h 77% left, ")) << shown;
+    setColumns(300);
+    program.signal(SIGWINCH);
+    ASSERT_TRUE(readUntil(terminal, shown, figures())) << shown;
+    const std::string narrow =
+        shown.substr(first.size(), shown.find(erased, first.size()) - first.size());
+    EXPECT_TRUE(shown.starts_with(first) && narrow.ends_with("…")) << shown;
+    EXPECT_EQ(displayWidth(narrow), 40U) << shown;
+    EXPECT_EQ(shown.find('\n'), std::string::npos) << shown;
+    expectPromptEnd(program, SIGHUP);
+    EXPECT_TRUE(readUntil(terminal, shown, "\r\n")) << shown;
+}
+
+TEST_F(Watch, TwoShareAHome) {
+    make(60, 600'000);
+    RunningProgram first = watch();
+    RunningProgram second = watch();
+    for (RunningProgram* program : {&first, &second}) {
+        EXPECT_TRUE(program->prints(figures())) << program->output();
+    }
+    EXPECT_EQ(unfinishedFiles(), std::vector<fs::path>());
+    const auto lastLine = [](const std::string& text) {
+        return text.substr(text.rfind("Codex  "));
+    };
+    EXPECT_EQ(lastLine(first.output()), lastLine(second.output()));
+    EXPECT_EQ(first.secondsToEnd(SIGTERM).has_value(), true);
+    expectPromptEnd(second, SIGTERM);
+    expectRightDump();
+}
