@@ -32,7 +32,7 @@ struct Mix {
     double repeatedReadings = 0.06;
     double toolCalls = 0.6;
     double callsWithoutId = 0.01;
-    double skillCalls = 0.12;  ///< of the tool calls: with Skills in their arguments
+    double skillCalls = 0.03;  ///< of the tool calls: with Skills in their arguments
     double oddities = 0.02;    ///< lines of unknown kinds, rate limits alone, unusual spelling
 };
 
