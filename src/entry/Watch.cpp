@@ -20,6 +20,7 @@
 #include "platform/WorkQueue.h"
 #include "presentation/DesktopWidgetSnapshotBuilder.h"
 #include "presentation/DesktopWidgetSnapshotPublisher.h"
+#include "refresh/QuotaEarlyRecoveryCopy.h"
 #include "refresh/UsageStore.h"
 
 namespace vantry {
@@ -112,6 +113,8 @@ class Watch {
     int run() {
         const auto signalWatch = loop_.watchReadable(signals_.number(), [this] { takeSignal(); });
         const auto changes = store_.observe([this] { show(); });
+        const auto recoveries = store_.observeQuotaEarlyRecovery(
+            [this](const QuotaEarlyRecoveryEvent&) { announceRecovery(); });
         const auto screenTimer = loop_.every(screenInterval, [this] { show(); });
         const auto zoneTimer = loop_.every(zoneInterval, [this] { compareZone(); });
         store_.setLocalUsageForeground(true);
@@ -144,6 +147,16 @@ class Watch {
                                .language = language_,
                                .columns = columns > 0 ? std::optional(columns) : std::nullopt});
         if (!screen_.show(lines)) loop_.stop();
+    }
+
+    void announceRecovery() {
+        const auto text = [this](const BilingualText& words) {
+            return std::string(language_ == WatchLines::Language::zh ? words.zh : words.en);
+        };
+        std::string line = text(QuotaEarlyRecoveryCopy::title);
+        line += ' ' + text(QuotaEarlyRecoveryCopy::bodyLine1);
+        line += ' ' + text(QuotaEarlyRecoveryCopy::bodyLine2);
+        if (!screen_.announce(line)) loop_.stop();
     }
 
     // Nothing tells a program without a desktop that the machine's zone was changed.

@@ -6,6 +6,7 @@
 #include <string_view>
 #include <sys/ioctl.h>
 #include <unistd.h>
+#include <utility>
 
 namespace vantry {
 
@@ -42,14 +43,23 @@ std::size_t WatchScreen::columns() const {
     return size.ws_col;
 }
 
+// Back to the first line that is shown; everything from there is wiped.
+std::string WatchScreen::wipe() const {
+    std::string text;
+    if (!isTerminal_ || shown_.empty()) return text;
+    if (shown_.size() > 1) text = "\x1B[" + std::to_string(shown_.size() - 1) + 'A';
+    return text += "\r\x1B[J";
+}
+
+bool WatchScreen::announce(const std::string& line) {
+    const std::string text = wipe() + line + "\n";
+    const std::vector<std::string> below = std::exchange(shown_, {});
+    return writeNow(text) != Writing::failed && show(below);
+}
+
 bool WatchScreen::show(const std::vector<std::string>& lines) {
     if (lines == shown_) return true;
-    std::string text;
-    if (isTerminal_ && !shown_.empty()) {
-        // Back to the first line that is shown; everything from there is wiped.
-        if (shown_.size() > 1) text = "\x1B[" + std::to_string(shown_.size() - 1) + 'A';
-        text += "\r\x1B[J";
-    }
+    std::string text = wipe();
     for (std::size_t i = 0; i < lines.size(); ++i) {
         if (isTerminal_ && i > 0) text += '\n';
         text += lines[i];

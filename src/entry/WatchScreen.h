@@ -19,10 +19,15 @@ class WatchScreen {
     /// Shows the lines unless they are shown already. False once nobody reads any more.
     bool show(const std::vector<std::string>& lines);
 
+    /// Puts a line above what is shown, to stay there. False once nobody reads any more.
+    bool announce(const std::string& line);
+
     /// Leaves the last lines where they are and begins a new one.
     void close();
 
   private:
+    std::string wipe() const;
+
     bool isTerminal_;
     std::vector<std::string> shown_;
 };
