@@ -14,6 +14,12 @@ namespace fs = std::filesystem;
 
 namespace {
 
+std::string joined(std::initializer_list<std::string_view> parts) {
+    std::string text;
+    for (const std::string_view part : parts) text += part;
+    return text;
+}
+
 /// Figures by the path at which the dump has them below "local", in which a list's element has its
 /// id for a name.
 using Figures = std::map<std::string, std::int64_t>;
@@ -87,9 +93,9 @@ Figures expectedFigures(const corpus::Truth& truth, Date now) {
         auto model = thread.indexModel;
         if (event.model) model = truth.models[*event.model];
         if (age < 180)
-            figures["modelUsage/buckets/" + day + model.value_or("?") + "/tokens"] += tokens;
-        figures[board + "localDailyByProject/" + thread.project + "/" + day] += tokens;
-        const std::string detail = board + "detailsByProjectID/" + thread.project + "/";
+            figures[joined({"modelUsage/buckets/", day, model.value_or("?"), "/tokens"})] += tokens;
+        figures[joined({board, "localDailyByProject/", thread.project, "/", day})] += tokens;
+        const std::string detail = joined({board, "detailsByProjectID/", thread.project, "/"});
         if (age < 30) figures[detail + "dailyBuckets/" + day + "/tokens"] += tokens;
         for (const auto& [window, days] :
              {std::pair("today", 1), {"sevenDay", 7}, {"thirtyDay", 30}}) {
@@ -105,10 +111,10 @@ Figures expectedFigures(const corpus::Truth& truth, Date now) {
         ++figures[row + "/threadCount"];
     };
     for (const corpus::TruthThread& thread : truth.threads) {
-        const std::string detail = board + "detailsByProjectID/" + thread.project + "/";
+        const std::string detail = joined({board, "detailsByProjectID/", thread.project, "/"});
         for (const auto& [tool, calls] : thread.toolCalls) {
             figures["toolUsages/" + tool + "/callCount"] += calls;
-            figures[detail + "toolUsages/" + tool + "/callCount"] += calls;
+            figures[joined({detail, "toolUsages/", tool, "/callCount"})] += calls;
             addUse("projectsByToolID/" + tool, thread, calls);
         }
         for (const auto& [path, loads] : thread.skillLoads) {

@@ -77,7 +77,7 @@ std::string whatGoesWrongOnADay(unsigned seed) {
             continue;
         }
         world.loop.advance(below(60));
-        const auto wrong = wrongIn(*store, world);
+        auto wrong = wrongIn(*store, world);
         if (!wrong.empty()) return wrong;
         const StatisticsIdentity& identity = store->state().multiRuntimeSnapshot.statisticsIdentity;
         if (!(identity == lastIdentity) && !showsToday(*store, world)) {

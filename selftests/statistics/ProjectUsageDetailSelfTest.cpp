@@ -1,3 +1,4 @@
+#include <fmt/format.h>
 #include <random>
 
 #include "platform/Iso8601.h"
@@ -241,7 +242,7 @@ void checkEstimate(SelfTest& test) {
     };
     for (const auto& [local, official, lifetime, expected] : cases) {
         const std::string result = told(estimate(local, official, lifetime));
-        test.expect(result == expected, "the estimate " + result + " is " + expected);
+        test.expect(result == expected, fmt::format("the estimate {} is {}", result, expected));
     }
 }
 

@@ -36,7 +36,12 @@ constexpr auto endingTime = std::chrono::milliseconds(300);
 FileDescriptor takeSignals() {
     sigset_t signals;
     ::sigemptyset(&signals);
-    for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGWINCH}) ::sigaddset(&signals, signal);
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGWINCH}) {
+        // What nohup and the shell's background have us ignore stays ignored.
+        struct sigaction inherited {};
+        ::sigaction(signal, nullptr, &inherited);
+        if (inherited.sa_handler != SIG_IGN) ::sigaddset(&signals, signal);
+    }
     ::pthread_sigmask(SIG_BLOCK, &signals, nullptr);
     return FileDescriptor(::signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK));
 }

@@ -52,12 +52,20 @@ std::string WatchScreen::wipe() const {
 }
 
 bool WatchScreen::announce(const std::string& line) {
-    const std::string text = wipe() + line + "\n";
-    const std::vector<std::string> below = std::exchange(shown_, {});
-    return writeNow(text) != Writing::failed && show(below);
+    std::string text = wipe();
+    text += line + '\n';
+    if (writeNow(text) == Writing::failed) return false;
+    // Behind each other, the lines before are still to be read.
+    return !isTerminal_ || show(std::exchange(shown_, {}));
+}
+
+bool WatchScreen::isRead() {
+    pollfd output{.fd = STDOUT_FILENO, .events = 0, .revents = 0};
+    return ::poll(&output, 1, 0) <= 0;
 }
 
 bool WatchScreen::show(const std::vector<std::string>& lines) {
+    if (!isRead()) return false;
     if (lines == shown_) return true;
     std::string text = wipe();
     for (std::size_t i = 0; i < lines.size(); ++i) {

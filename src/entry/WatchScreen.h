@@ -27,6 +27,7 @@ class WatchScreen {
 
   private:
     std::string wipe() const;
+    static bool isRead();
 
     bool isTerminal_;
     std::vector<std::string> shown_;

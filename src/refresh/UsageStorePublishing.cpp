@@ -57,7 +57,7 @@ void UsageStore::apply(const MultiRuntimeUsageSnapshot& batch, const Applying& a
 RuntimeUsageSnapshot UsageStore::mergedWithShown(const RuntimeUsageSnapshot& incoming,
                                                  const RuntimeLoadContext& context,
                                                  bool mayReusePreviousLocal) const {
-    const RuntimeUsageSnapshot merged =
+    RuntimeUsageSnapshot merged =
         QuotaRefreshFallbackPolicy::merge({.incoming = incoming,
                                            .previous = runtimeSnapshot(incoming.scope),
                                            .mayReusePreviousLocal = mayReusePreviousLocal,
