@@ -96,7 +96,7 @@ Figures expectedFigures(const corpus::Truth& truth, Date now) {
             figures[joined({"modelUsage/buckets/", day, model.value_or("?"), "/tokens"})] += tokens;
         figures[joined({board, "localDailyByProject/", thread.project, "/", day})] += tokens;
         const std::string detail = joined({board, "detailsByProjectID/", thread.project, "/"});
-        if (age < 30) figures[detail + "dailyBuckets/" + day + "/tokens"] += tokens;
+        if (age < 30) figures[joined({detail, "dailyBuckets/", day, "/tokens"})] += tokens;
         for (const auto& [window, days] :
              {std::pair("today", 1), {"sevenDay", 7}, {"thirtyDay", 30}}) {
             if (age >= days) continue;
