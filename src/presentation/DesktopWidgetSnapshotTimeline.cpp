@@ -24,13 +24,6 @@ void appendCountdown(std::vector<Date>& dates, Date end, Date now) {
     }
 }
 
-std::optional<Date> nextMidnight(const Calendar& calendar, Date now) {
-    const auto today = calendar.startOfDay(now);
-    const auto tomorrow = today ? calendar.addingDays(1, *today) : std::nullopt;
-    // A day whose first hour the clocks skip begins later: the start is asked for again.
-    return tomorrow ? calendar.startOfDay(*tomorrow) : std::nullopt;
-}
-
 }  // namespace
 
 bool isStale(const Freshness& freshness) {
@@ -59,8 +52,9 @@ std::vector<Date> entryDates(const DesktopWidgetSnapshot& snapshot, Date now,
     }
     if (fiveHourEnd && snapshot.fiveHourPercent(now)) appendCountdown(dates, *fiveHourEnd, now);
     if (snapshot.isCurrentStatisticsDay(now, fallback)) {
-        append(nextMidnight(
-            StatisticsContext::calendar(snapshot.statisticsTimeZoneIdentifier, fallback), now));
+        const Calendar calendar =
+            StatisticsContext::calendar(snapshot.statisticsTimeZoneIdentifier, fallback);
+        append(calendar.startOfDayAdding(1, now));
     }
 
     std::erase_if(dates, [&](Date date) { return !date.isFinite() || date < now; });
