@@ -15,7 +15,8 @@ RuntimeLoadContext RuntimeLoadContext::live(
         .homeDirectory = directories.home,
         .cacheDirectory = cacheOverride.empty() ? directories.cache / application::displayName
                                                 : absolutePath(cacheOverride),
-        .statistics = StatisticsContext(statisticsPreference, now, TimeZone::system(environment))};
+        .statistics = StatisticsContext(statisticsPreference, now, TimeZone::system(environment)),
+        .movedCodex = CodexFolders::current(environment)};
 }
 
 }  // namespace vantry
