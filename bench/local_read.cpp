@@ -35,13 +35,15 @@ class Stopwatch {
 int main(int argc, char** argv) {
     if (argc < 3) return 2;
     const std::filesystem::path home = std::filesystem::absolute(argv[1]);
-    const auto database = firstExistingPath(stateDatabaseCandidates(home));
     const auto sqlite = firstExistingPath(sqliteProgramCandidates());
-    if (!database || !sqlite) return 1;
+    if (!sqlite) return 1;
     Stopwatch watch;
-    const StateDatabase state{.sqlitePath = *sqlite, .databasePath = *database};
-    const auto totals = readLocalTotals(state);
-    const auto index = readThreadIndex(state);
+    const auto state = openStateDatabase(
+        {.sqlitePath = *sqlite, .databasePaths = stateDatabasePaths(CodexFolders::below(home))});
+    const auto* database = std::get_if<StateDatabase>(&state);
+    if (database == nullptr) return 1;
+    const auto totals = readLocalTotals(*database);
+    const auto index = readThreadIndex(*database);
     const auto* sources = std::get_if<std::vector<SessionUsageSource>>(&index);
     if (sources == nullptr || !std::holds_alternative<SQLiteLocalTotals>(totals)) return 1;
     watch.lap("database");

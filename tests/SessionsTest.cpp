@@ -46,9 +46,9 @@ class Reader {
     Found read() {
         ReaderCaches caches;
         persistentSessionUsageCache(caches.sessions, cacheFile_);
-        const auto index =
-            readThreadIndex({.sqlitePath = *firstExistingPath(sqliteProgramCandidates()),
-                             .databasePath = *firstExistingPath(stateDatabaseCandidates(home_))});
+        const auto index = readThreadIndex(std::get<StateDatabase>(
+            openStateDatabase({.sqlitePath = *firstExistingPath(sqliteProgramCandidates()),
+                               .databasePaths = {home_ / ".codex/state_5.sqlite"}})));
         const auto& sources = std::get<std::vector<SessionUsageSource>>(index);
         std::vector<std::string> paths;
         paths.reserve(sources.size());
@@ -132,8 +132,7 @@ TEST(Sessions, TheIndexIsReadWhileAWriterHoldsTheDatabase) {
     const TemporaryDirectory directory("vantry-sessions-");
     const corpus::Truth truth =
         corpus::makeCorpus({.home = directory.path(), .conversations = 10, .totalBytes = 200'000});
-    const auto database = *firstExistingPath(stateDatabaseCandidates(directory.path()));
-    DatabaseWriter writer(database);
+    DatabaseWriter writer(directory.path() / ".codex/state_5.sqlite");
     // A committed change that stands in the write-ahead log alone, and one that is not committed.
     ASSERT_TRUE(
         writer.run("PRAGMA journal_mode=WAL; PRAGMA wal_autocheckpoint=0;\n"

@@ -5,6 +5,7 @@
 
 #include "io/BoundedProcessRunner.h"
 #include "local/LocalUsageReader.h"
+#include "local/StateDatabase.h"
 #include "platform/Iso8601.h"
 #include "selftests/Suites.h"
 #include "selftests/support/SelfTest.h"
@@ -233,6 +234,60 @@ void checkDatabase(SelfTest& test) {
                 "a damaged row refuses the batch");
 }
 
+// `a` with a later and an earlier row, and a thread of its own each; then what is no index of
+// threads.
+constexpr const char* otherDatabases = R"(
+ATTACH '{0}/sqlite/state_12.sqlite' AS newer;
+CREATE TABLE newer.threads AS SELECT id, rollout_path, updated_at + 1 AS updated_at FROM threads
+    WHERE id = 'a';
+ATTACH '{0}/state_4.sqlite' AS older;
+CREATE TABLE older.threads AS SELECT * FROM threads WHERE id <> 'b';
+UPDATE older.threads SET cwd = '/stale', updated_at = updated_at - 1;
+DELETE FROM threads WHERE id = 'c';
+ATTACH '{0}/state_98.sqlite' AS bare;
+CREATE TABLE bare.threads (id, updated_at);)";
+
+void checkSeveralDatabases(SelfTest& test) {
+    Home home;
+    fill(home);
+    const auto codex = home.database().parent_path();
+    std::filesystem::create_directory(codex / "sqlite");
+    home.sql(fmt::format(otherDatabases, codex.string()));
+    for (const char* name :
+         {"state_99.sqlite", "state_.sqlite", "state_6.sqlite.bak", "state_-7.sqlite"}) {
+        home.directory().write(std::string(".codex/") + name, "no database at all");
+    }
+    std::filesystem::create_symlink("state_5.sqlite", codex / "state_13.sqlite");
+    std::filesystem::create_symlink("nothing", codex / "state_14.sqlite");
+    std::vector<std::string> names;
+    for (const auto& path : stateDatabasePaths(CodexFolders::below(home.directory().path()))) {
+        names.push_back(path.lexically_relative(codex).string());
+    }
+    test.expect(
+        names == std::vector<std::string>{"state_99.sqlite", "state_98.sqlite", "state_13.sqlite",
+                                          "sqlite/state_12.sqlite", "state_4.sqlite"},
+        "every database once, the highest number first");
+    const LocalUsageRead read = home.readAnew();
+    const auto& local = read.result.local;
+    if (!test.expect(local && read.messages.empty() && local->threadCount == 3 &&
+                         local->lastUpdatedAt == noon + 1 && local->todayTokens == 290,
+                     "threads of several databases count once")) {
+        return;
+    }
+    std::map<std::string, std::int64_t> tokens;
+    for (const auto& project : local->projectBoard->allProjects) {
+        tokens[project.fullPath] = project.tokens;
+    }
+    test.expect(
+        tokens ==
+            std::map<std::string, std::int64_t>{{"", 350}, {"/stale", 7}, {"/tmp/project-a", 40}},
+        "the latest row of a thread holds, with what its table does not know");
+    std::filesystem::copy(home.database(), codex / "state_3.sqlite");
+    std::filesystem::resize_file(codex / "state_3.sqlite", 100);
+    std::filesystem::resize_file(codex / "state_3.sqlite", 8192);
+    test.expect(says(home.readAnew(), "SQLite 查询失败"), "one that should answer and does not");
+}
+
 void checkCacheFile(SelfTest& test) {
     Home home;
     fill(home);
@@ -270,6 +325,7 @@ bool run() {
     checkComplete(test);
     checkRefusals(test);
     checkDatabase(test);
+    checkSeveralDatabases(test);
     checkCacheFile(test);
     return test.finish();
 }

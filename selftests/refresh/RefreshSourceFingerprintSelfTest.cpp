@@ -76,13 +76,14 @@ void checkWhatChanges(SelfTest& test) {
         bool changesBoard;
     };
     const Case cases[] = {
-        {"state_5.sqlite", true, true},
-        {"sqlite/state_5.sqlite-wal", true, true},
+        {"sqlite/state_6.sqlite", true, true},
+        {"state_5.sqlite-wal", true, true},
         {".codex-global-state.json", true, false},
         {"automations/daily/automation.toml", false, true},
         {"config.toml", false, false},
     };
     const Home home;
+    home.write("state_5.sqlite", "");
     Value local = home.local();
     Value board = home.board();
     for (const Case& entry : cases) {

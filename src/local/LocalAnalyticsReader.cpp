@@ -19,9 +19,13 @@ namespace {
 using Sources = std::vector<SessionUsageSource>;
 
 std::string databaseFingerprint(const StateDatabase& database) {
-    const std::string path = database.databasePath.string();
-    // The shared index of the write-ahead log is written by readers too: its time says nothing.
-    return fileFingerprint({path, path + "-wal"}) + fileSizeFingerprint(path + "-shm");
+    std::string text;
+    for (const ThreadTable& table : database.tables) {
+        const std::string path = table.databasePath.string();
+        // The shared index of the write-ahead log is written by readers too: its time says nothing.
+        text += fileFingerprint({path, path + "-wal"}) + fileSizeFingerprint(path + "-shm");
+    }
+    return text;
 }
 
 void loadCaches(const LocalAnalyticsRequest& request, ReaderCaches& caches) {

@@ -90,8 +90,8 @@ LocalUsage compose(const SQLiteLocalTotals& totals, LocalAnalytics analytics) {
 
 LocalUsageRead readLocalUsage(const LocalUsageRequest& request, ReaderCaches& caches) {
     const RuntimeLoadContext& context = request.context;
-    const auto database = firstExistingPath(stateDatabaseCandidates(context.homeDirectory));
-    if (!database) {
+    const auto databases = stateDatabasePaths(context.codex());
+    if (databases.empty()) {
         return {.result = {.dependencyFailure = LocalReaderDependencyFailure::databaseMissing},
                 .messages = {"未找到 Codex state_5.sqlite"}};
     }
@@ -101,21 +101,22 @@ LocalUsageRead readLocalUsage(const LocalUsageRequest& request, ReaderCaches& ca
             .result = {.dependencyFailure = LocalReaderDependencyFailure::sqliteExecutableMissing},
             .messages = {"未找到 sqlite3"}};
     }
-    const StateDatabase state{.sqlitePath = *sqlite, .databasePath = *database};
     const StatisticsWindows windows = StatisticsWindows::of(context.statistics);
-    const auto totals = readLocalTotals(state);
+    const auto state = openStateDatabase({.sqlitePath = *sqlite, .databasePaths = databases});
+    const auto* database = std::get_if<StateDatabase>(&state);
+    const auto totals =
+        database != nullptr ? readLocalTotals(*database) : std::get<SQLiteReadFailure>(state);
     const CodexProjectNameIndex names = readProjectNames(request.realHomeDirectory);
 
     LocalUsageRead read;
-    const auto* totalsFailure = std::get_if<SQLiteReadFailure>(&totals);
-    if (totalsFailure != nullptr) {
+    if (const auto* failure = std::get_if<SQLiteReadFailure>(&totals)) {
         // A database that does not answer is not asked a second time.
         read.result.capturedAt = context.now;
-        read.messages = {std::string(messageFor(*totalsFailure)), std::string(detailsMissing)};
+        read.messages = {std::string(messageFor(*failure)), std::string(detailsMissing)};
         return read;
     }
     auto analytics = readLocalAnalytics(
-        {.database = state,
+        {.database = *database,
          .homeDirectory = context.homeDirectory,
          .cacheDirectory = context.cacheDirectory,
          .statistics = context.statistics,

@@ -21,10 +21,6 @@ std::optional<fs::path> firstExistingPath(const std::vector<fs::path>& candidate
     return *found;
 }
 
-std::vector<fs::path> stateDatabaseCandidates(const fs::path& home) {
-    return {home / ".codex/state_5.sqlite", home / ".codex/sqlite/state_5.sqlite"};
-}
-
 std::vector<fs::path> sqliteProgramCandidates() {
     return {"/usr/bin/sqlite3", "/usr/local/bin/sqlite3", "/opt/homebrew/bin/sqlite3",
             "/home/linuxbrew/.linuxbrew/bin/sqlite3"};
@@ -40,13 +36,13 @@ namespace {
 constexpr auto timeLimit = std::chrono::seconds(5);
 constexpr auto longestPause = std::chrono::milliseconds(100);
 
-// A reader that comes first after the writer has gone brings the database's log in order, and
-// whoever comes meanwhile is turned away, be it another query of our own.
-bool isLocked(const BoundedProcessResult& result) {
+bool complainsOf(const BoundedProcessResult& result, const char* what) {
     return result.kind == BoundedProcessResult::Kind::nonZeroExit &&
-           result.output.standardError.find("locked") != std::string::npos;
+           result.output.standardError.find(what) != std::string::npos;
 }
 
+// A reader that comes first after the writer has gone brings the database's log in order, and
+// whoever comes meanwhile is turned away, be it another query of our own.
 BoundedProcessResult runUnlocked(const SQLiteQuery& query) {
     constexpr std::size_t outputLimit = 16'777'216;
     const auto deadline = MonotonicClock::now() + timeLimit;
@@ -57,24 +53,31 @@ BoundedProcessResult runUnlocked(const SQLiteQuery& query) {
              .arguments = {"-readonly", "-json", query.databasePath.string(), query.query},
              .timeout = left.count(),
              .maxOutputBytes = outputLimit});
-        if (!isLocked(result) || MonotonicClock::now() + pause >= deadline) return result;
+        if (!complainsOf(result, "locked") || MonotonicClock::now() + pause >= deadline)
+            return result;
         std::this_thread::sleep_for(pause);
     }
 }
 
 }  // namespace
 
-std::optional<JsonDocument> runSQLiteJSON(const SQLiteQuery& query) {
+SQLiteAnswer askSQLite(const SQLiteQuery& query) {
     const BoundedProcessResult result = runUnlocked(query);
-    if (result.kind != BoundedProcessResult::Kind::success) return std::nullopt;
+    if (result.kind != BoundedProcessResult::Kind::success) {
+        return {.isNoDatabase = complainsOf(result, "is not a database")};
+    }
     // Without rows the program prints nothing.
     const std::string& output = result.output.standardOutput;
     auto document = JsonDocument::parse(trimmed(output).empty() ? "[]" : std::string_view(output));
-    if (!document || !document->root().isArray()) return std::nullopt;
+    if (!document || !document->root().isArray()) return {};
     bool areObjects = true;
     document->root().forEachElement([&](JsonView row) { return areObjects = row.isObject(); });
-    if (!areObjects) return std::nullopt;
-    return document;
+    if (!areObjects) return {};
+    return {.rows = std::move(document)};
+}
+
+std::optional<JsonDocument> runSQLiteJSON(const SQLiteQuery& query) {
+    return askSQLite(query).rows;
 }
 
 std::optional<Date> sqliteDateFromEpoch(JsonView value) {

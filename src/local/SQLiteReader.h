@@ -18,9 +18,6 @@ namespace vantry::CodexUsageReader {
 std::optional<std::filesystem::path> firstExistingPath(
     const std::vector<std::filesystem::path>& candidates);
 
-/// The places where the state database of that home may lie, in order of preference.
-std::vector<std::filesystem::path> stateDatabaseCandidates(const std::filesystem::path& home);
-
 /// The places where the `sqlite3` program may lie, in order of preference.
 std::vector<std::filesystem::path> sqliteProgramCandidates();
 
@@ -39,9 +36,18 @@ struct SQLiteQuery {
     std::string query;
 };
 
-/// The rows as a document whose root is a list of objects; nothing when the program fails, takes
-/// more than 5 seconds or prints more than 16 MiB or something else. No output at all is no row. A
-/// database that is locked is asked again within that time.
+struct SQLiteAnswer {
+    /// A document whose root is a list of objects.
+    std::optional<JsonDocument> rows;
+    bool isNoDatabase = false;  ///< the file is something else
+};
+
+/// No rows when the program fails, takes more than 5 seconds or prints more than 16 MiB or
+/// something else. No output at all is no row. A database that is locked is asked again within that
+/// time.
+SQLiteAnswer askSQLite(const SQLiteQuery& query);
+
+/// The rows alone.
 std::optional<JsonDocument> runSQLiteJSON(const SQLiteQuery& query);
 
 /// A point in time from seconds or milliseconds since 1970, told apart by their size; nothing for

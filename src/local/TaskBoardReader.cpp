@@ -7,7 +7,7 @@
 #include "local/AutomationTasks.h"
 #include "local/ConversationTitle.h"
 #include "local/ProjectNames.h"
-#include "local/SQLiteReader.h"
+#include "local/StateDatabase.h"
 #include "local/TaskEvidencePolicy.h"
 #include "platform/UserDirectories.h"
 
@@ -138,15 +138,15 @@ TaskItem makeThreadTaskItem(const ThreadTask& task) {
 
 TaskBoardRead readTaskBoardBelow(const std::filesystem::path& home,
                                  const RuntimeLoadContext& context) {
-    const auto database = firstExistingPath(stateDatabaseCandidates(home));
+    const auto databases = stateDatabasePaths(CodexFolders::below(home));
     const auto program = firstExistingPath(sqliteProgramCandidates());
-    if (!database || !program) return {.messages = {sourceMissing}};
+    if (databases.empty() || !program) return {.messages = {sourceMissing}};
     const auto dayStart = wholeSeconds(context.statistics.startOfDay(context.now));
     const auto now = wholeSeconds(context.now);
     if (!dayStart || !now) return {};
     const auto rowsOf = [&](std::string query) {
         return runSQLiteJSON(
-            {.sqlitePath = *program, .databasePath = *database, .query = std::move(query)});
+            {.sqlitePath = *program, .databasePath = databases.front(), .query = std::move(query)});
     };
     const auto open = rowsOf(openThreadsQuery(std::to_string(*dayStart)));
     if (!open) return {.messages = {queryFailed}};

@@ -1,5 +1,8 @@
 #include "local/ThreadIndex.h"
 
+#include <algorithm>
+#include <iterator>
+#include <map>
 #include <set>
 
 #include "platform/Text.h"
@@ -12,35 +15,22 @@ constexpr const char* totalsQuery =
     "SELECT\n  COUNT(*) AS threadCount,\n  COALESCE(MAX(updated_at), 0) AS lastUpdatedAt\n"
     "FROM threads;";
 
-constexpr const char* columnsQuery = "PRAGMA table_info(threads);";
-
 // Only the first characters of a title ever leave the database.
-constexpr const char* nameColumn = "SUBSTR(name, 1, 160)";
-
-std::string indexQuery(std::string_view nameExpression) {
-    return "SELECT id, rollout_path AS rolloutPath, model, cwd, " + std::string(nameExpression) +
+std::string indexQuery(const ThreadTable& table) {
+    const bool hasName = table.columns.contains("name");
+    return "SELECT id, rollout_path AS rolloutPath, " + table.column("model", "NULL") +
+           " AS model, " + table.column("cwd", "''") + " AS cwd, " +
+           (hasName ? "SUBSTR(name, 1, 160)" : "NULL") +
            " AS name,\n"
            "       updated_at AS updatedAt,\n"
-           "       COALESCE(thread_source, source) AS threadSource, source AS sourceMetadata\n"
+           "       COALESCE(" +
+           table.column("thread_source", "NULL") + ", " + table.column("source", "NULL") +
+           ") AS threadSource, " + table.column("source", "NULL") +
+           " AS sourceMetadata\n"
            "FROM threads\n"
            "WHERE rollout_path IS NOT NULL\n"
            "  AND rollout_path <> ''\n"
            "ORDER BY updated_at ASC;";
-}
-
-std::optional<JsonDocument> run(const StateDatabase& database, std::string query) {
-    return runSQLiteJSON({.sqlitePath = database.sqlitePath,
-                          .databasePath = database.databasePath,
-                          .query = std::move(query)});
-}
-
-bool hasNameColumn(JsonView columns) {
-    bool found = false;
-    columns.forEachElement([&](JsonView column) {
-        found = column["name"].text() == "name";
-        return !found;
-    });
-    return found;
 }
 
 bool isNullOrText(JsonView value) {
@@ -77,25 +67,77 @@ std::optional<SessionUsageSource> parseRow(JsonView row) {
         .title = ownedText(row["name"])};
 }
 
+using Sources = std::vector<SessionUsageSource>;
+
+std::optional<Sources> parseRows(JsonView rows) {
+    Sources sources;
+    sources.reserve(rows.size());
+    bool isSound = true;
+    rows.forEachElement([&](JsonView row) {
+        auto source = parseRow(row);
+        isSound = source.has_value();
+        if (isSound) sources.push_back(*std::move(source));
+        return isSound;
+    });
+    if (!isSound) return std::nullopt;
+    return sources;
+}
+
+// The latest row of each thread, oldest first. Equally late rows keep their order, and of those of
+// one thread the first stays.
+Sources mergedByThread(const Sources& sources) {
+    std::map<std::string_view, const SessionUsageSource*> latest;
+    for (const SessionUsageSource& source : sources) {
+        const auto [known, isNew] = latest.try_emplace(source.threadId, &source);
+        if (!isNew && known->second->updatedAt < source.updatedAt) known->second = &source;
+    }
+    Sources merged;
+    merged.reserve(latest.size());
+    for (const SessionUsageSource& source : sources) {
+        if (latest.at(source.threadId) == &source) merged.push_back(source);
+    }
+    std::ranges::stable_sort(merged, {}, &SessionUsageSource::updatedAt);
+    return merged;
+}
+
+Sources withOneThreadForEachLog(Sources sources) {
+    std::set<std::string> logs;
+    std::erase_if(sources, [&](const SessionUsageSource& source) {
+        return !logs.insert(source.rolloutPath).second;
+    });
+    return sources;
+}
+
 }  // namespace
 
 SQLiteReadResult<SQLiteLocalTotals> readLocalTotals(const StateDatabase& database) {
-    const auto rows = run(database, totalsQuery);
-    if (!rows) return SQLiteReadFailure::queryFailed;
-    const auto totals = parseSQLiteLocalTotals(rows->root());
-    if (!totals) return SQLiteReadFailure::invalidData;
-    return *totals;
+    SQLiteLocalTotals all;
+    for (const ThreadTable& table : database.tables) {
+        const auto rows = runThreadQuery(database, table, totalsQuery);
+        if (!rows) return SQLiteReadFailure::queryFailed;
+        const auto totals = parseSQLiteLocalTotals(rows->root());
+        if (!totals) return SQLiteReadFailure::invalidData;
+        all.threadCount += totals->threadCount;
+        all.lastUpdatedAt = std::max(all.lastUpdatedAt, totals->lastUpdatedAt);
+    }
+    if (database.tables.size() == 1) return all;
+    const auto owners = readThreadOwners(database);
+    if (const auto* failure = std::get_if<SQLiteReadFailure>(&owners)) return *failure;
+    all.threadCount = static_cast<std::int64_t>(std::get<ThreadOwners>(owners).size());
+    return all;
 }
 
-SQLiteReadResult<std::vector<SessionUsageSource>> readThreadIndex(const StateDatabase& database) {
-    const auto columns = run(database, columnsQuery);
-    if (!columns) return SQLiteReadFailure::queryFailed;
-    const auto rows =
-        run(database, indexQuery(hasNameColumn(columns->root()) ? nameColumn : "NULL"));
-    if (!rows) return SQLiteReadFailure::queryFailed;
-    auto sources = parseSessionUsageSources(rows->root());
-    if (!sources) return SQLiteReadFailure::invalidData;
-    return *std::move(sources);
+SQLiteReadResult<Sources> readThreadIndex(const StateDatabase& database) {
+    Sources all;
+    for (const ThreadTable& table : database.tables) {
+        const auto rows = runThreadQuery(database, table, indexQuery(table));
+        if (!rows) return SQLiteReadFailure::queryFailed;
+        auto sources = parseRows(rows->root());
+        if (!sources) return SQLiteReadFailure::invalidData;
+        std::ranges::move(*sources, std::back_inserter(all));
+    }
+    if (database.tables.size() > 1) all = mergedByThread(all);
+    return withOneThreadForEachLog(std::move(all));
 }
 
 std::optional<SQLiteLocalTotals> parseSQLiteLocalTotals(JsonView rows) {
@@ -120,19 +162,9 @@ std::optional<SQLiteLocalTotals> parseSQLiteLocalTotals(JsonView rows) {
 }
 
 std::optional<std::vector<SessionUsageSource>> parseSessionUsageSources(JsonView rows) {
-    std::vector<SessionUsageSource> sources;
-    std::set<std::string> logs;
-    bool isSound = true;
-    rows.forEachElement([&](JsonView row) {
-        auto source = parseRow(row);
-        isSound = source.has_value();
-        if (isSound && logs.insert(source->rolloutPath).second) {
-            sources.push_back(*std::move(source));
-        }
-        return isSound;
-    });
-    if (!isSound) return std::nullopt;
-    return sources;
+    auto sources = parseRows(rows);
+    if (!sources) return std::nullopt;
+    return withOneThreadForEachLog(*std::move(sources));
 }
 
 std::optional<SubagentSource> subagentSourceMetadata(JsonView value) {

@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-#include "local/SQLiteReader.h"
+#include "local/StateDatabase.h"
 #include "platform/Date.h"
 
 namespace vantry {
@@ -37,14 +37,11 @@ struct SQLiteLocalTotals {
 /// silently lower every figure. Reads block; any thread.
 namespace CodexUsageReader {
 
-struct StateDatabase {
-    std::filesystem::path sqlitePath;
-    std::filesystem::path databasePath;
-};
-
+/// Each thread once, whatever number of tables has it.
 SQLiteReadResult<SQLiteLocalTotals> readLocalTotals(const StateDatabase& database);
 
-/// Oldest first. Works with databases that have no `name` column.
+/// Oldest first. Of a thread in several tables the latest row holds. Nothing is known of what
+/// stands in a column that a table lacks.
 SQLiteReadResult<std::vector<SessionUsageSource>> readThreadIndex(const StateDatabase& database);
 
 /// From the rows of the totals query; nothing unless there is one valid row.

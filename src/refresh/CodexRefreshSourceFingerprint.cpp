@@ -7,6 +7,7 @@
 #include <system_error>
 #include <utility>
 
+#include "local/StateDatabase.h"
 #include "platform/UserDirectories.h"
 
 namespace vantry {
@@ -180,17 +181,14 @@ std::optional<Items> ofTree(const fs::path& root) {
     return byPath(std::move(items));
 }
 
-std::optional<Items> ofStateFiles(const fs::path& codexDirectory) {
+std::optional<Items> ofStateFiles(const CodexFolders& folders) {
     Items items;
-    for (const char* name : {"state_5.sqlite", "sqlite/state_5.sqlite"}) {
-        fs::path database = codexDirectory / name;
+    for (const fs::path& path : CodexUsageReader::stateDatabasePaths(folders)) {
         std::error_code error;
-        if (fs::is_symlink(database, error)) {
-            const fs::path target = fs::canonical(database, error);
-            if (!error) database = target;
-        }
+        const fs::path target = fs::canonical(path, error);
+        const std::string database = error ? path.native() : target.native();
         for (const char* suffix : {"", "-wal", "-shm"}) {
-            if (!append(items, database.native() + suffix)) return std::nullopt;
+            if (!append(items, database + suffix)) return std::nullopt;
         }
         items.back().modificationNanoseconds = 0;
     }
@@ -241,7 +239,7 @@ std::optional<CodexRefreshSourceFingerprint> CodexRefreshSourceFingerprint::capt
 
 std::optional<Value> CodexRefreshSourceFingerprint::captureLocalUsage(
     const RefreshFingerprintRequest& request) {
-    const fs::path codex = request.context.homeDirectory / ".codex";
+    const CodexFolders codex = request.context.codex();
     auto sessions = RefreshSourceMetadata::ofFiles(request.indexedSessionFiles);
     if (!sessions) return std::nullopt;
     Items items;
@@ -250,7 +248,7 @@ std::optional<Value> CodexRefreshSourceFingerprint::captureLocalUsage(
     const auto firstSession = static_cast<std::ptrdiff_t>(items.size());
     std::ranges::move(*sessions, std::back_inserter(items));
     const auto lastSession = static_cast<std::ptrdiff_t>(items.size());
-    if (!append(items, (codex / ".codex-global-state.json").native())) return std::nullopt;
+    if (!append(items, (codex.home / ".codex-global-state.json").native())) return std::nullopt;
 
     const Clock clock(request.context);
     const std::string semanticValues[] = {clock.zone, clock.day, clock.hour};
@@ -271,10 +269,10 @@ std::optional<Value> CodexRefreshSourceFingerprint::captureTaskBoard(
 
 std::optional<Value> CodexRefreshSourceFingerprint::captureTaskBoardBelow(
     const fs::path& home, const RuntimeLoadContext& context) {
-    const fs::path codex = home / ".codex";
+    const CodexFolders codex = CodexFolders::below(home);
     Items items;
     if (!append(items, RefreshSourceMetadata::ofStateFiles(codex)) ||
-        !append(items, RefreshSourceMetadata::ofTree(codex / "automations"))) {
+        !append(items, RefreshSourceMetadata::ofTree(codex.home / "automations"))) {
         return std::nullopt;
     }
     const Clock clock(context);

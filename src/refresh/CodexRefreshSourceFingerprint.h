@@ -40,13 +40,13 @@ std::optional<std::vector<MetadataItem>> ofFiles(std::span<const std::string> pa
 /// 4,096 entries, since half of them would hide a change in the other half.
 std::optional<std::vector<MetadataItem>> ofTree(const std::filesystem::path& root);
 
-/// The state databases below `.codex` with the files that SQLite keeps beside them, by path. Where
-/// a database is a link, they are the files beside its target, as they are for SQLite.
+/// The state databases in these folders with the files that SQLite keeps beside them, by path.
+/// Where a link leads to a database, they are the files beside its target, as they are for SQLite.
 ///
 /// The time of a `-shm` file is left at 0: without a writer every run of `sqlite3`, a reading one
 /// too, writes that file anew, so that each read would look like the reason for the next. It only
 /// indexes the `-wal` file, whose own time moves with each commit.
-std::optional<std::vector<MetadataItem>> ofStateFiles(const std::filesystem::path& codexDirectory);
+std::optional<std::vector<MetadataItem>> ofStateFiles(const CodexFolders& folders);
 
 /// FNV-1a of the values and then of each item's fields, in order, each with an end mark.
 std::uint64_t digest(std::span<const std::string> semanticValues,

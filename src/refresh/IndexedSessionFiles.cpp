@@ -9,11 +9,14 @@ namespace vantry::CodexUsageReader {
 
 namespace {
 
-std::optional<std::vector<std::string>> askIndex(const std::filesystem::path& home) {
-    const auto database = firstExistingPath(stateDatabaseCandidates(home));
+std::optional<std::vector<std::string>> askIndex(const CodexFolders& codex) {
+    const auto databases = stateDatabasePaths(codex);
     const auto program = firstExistingPath(sqliteProgramCandidates());
-    if (!database || !program) return std::nullopt;
-    auto index = readThreadIndex({.sqlitePath = *program, .databasePath = *database});
+    if (databases.empty() || !program) return std::nullopt;
+    const auto state = openStateDatabase({.sqlitePath = *program, .databasePaths = databases});
+    const auto* database = std::get_if<StateDatabase>(&state);
+    if (database == nullptr) return std::nullopt;
+    auto index = readThreadIndex(*database);
     auto* sources = std::get_if<std::vector<SessionUsageSource>>(&index);
     if (sources == nullptr) return std::nullopt;
     std::vector<std::string> paths;
@@ -26,11 +29,11 @@ std::optional<std::vector<std::string>> askIndex(const std::filesystem::path& ho
 
 std::vector<std::string> indexedSessionFilesForRefreshFingerprint(const RuntimeLoadContext& context,
                                                                   IndexedSessionFilesCache& cache) {
-    const std::filesystem::path codex = context.homeDirectory / ".codex";
+    const CodexFolders codex = context.codex();
     auto before = RefreshSourceMetadata::ofStateFiles(codex);
     if (before && before == cache.databaseFiles) return cache.paths;
     cache = {};
-    auto paths = askIndex(context.homeDirectory);
+    auto paths = askIndex(codex);
     if (!paths) return {};
     // What changed during the query may be in the answer or not. A first query makes the files
     // beside the database itself; the next call then asks once more.
