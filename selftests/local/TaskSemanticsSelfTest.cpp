@@ -112,8 +112,8 @@ void checkAutomations(SelfTest& test) {
 
 // Times as seconds from now, until the end.
 constexpr const char* threads = R"(
-CREATE TABLE threads (id, title, cwd, model, thread_source, archived, archived_at, created_at,
-    updated_at, recency_at);
+CREATE TABLE threads (id, title, cwd, rollout_path, thread_source, archived, archived_at,
+    created_at, updated_at, recency_at);
 INSERT INTO threads VALUES
 ('edge', ' T ', '/w/p', 'm', NULL, 0, NULL, -9999, -7200, -8000),
 ('past', NULL, NULL, NULL, 'user', 0, NULL, -9999, -7201, -9999),
@@ -130,6 +130,12 @@ INSERT INTO threads VALUES
 UPDATE threads SET archived_at = 1772398800 + archived_at, created_at = 1772398800 + created_at,
     updated_at = 1772398800 + updated_at, recency_at = 1772398800 + recency_at;
 UPDATE threads SET updated_at = updated_at * 1000 WHERE id = 'milliseconds';)";
+
+// An older Codex's, with earlier rows of two of these threads.
+constexpr const char* olderThreads = R"(
+CREATE TABLE threads (id, rollout_path, updated_at, archived, source);
+INSERT INTO threads VALUES ('edge', '', 1772391599, 0, ''), ('archived', '', 1772398794, 0, ''),
+('old', '', 1772398740, 0, 'cli'), ('older agent', '', 1772398740, 0, '{"subagent":{}}');)";
 
 std::string shown(const TaskBoardRead& read) {
     std::string text;
@@ -157,27 +163,31 @@ void checkBoard(SelfTest& test) {
     test.expect(shown(read(now)) == "任务看板 SQLite 查询失败",
                 "a damaged index is no empty board");
     std::filesystem::remove(database);
-    BoundedProcessRunner::run({.executableURL = *program,
-                               .arguments = {database.string(), threads},
-                               .timeout = 30,
-                               .maxOutputBytes = 4096});
+    for (const auto& [path, sql] :
+         {std::pair(database, threads),
+          std::pair(home.path() / ".codex/state_4.sqlite", olderThreads)}) {
+        BoundedProcessRunner::run({.executableURL = *program,
+                                   .arguments = {path.string(), sql},
+                                   .timeout = 30,
+                                   .maxOutputBytes = 4096});
+    }
     home.write(".codex/automations/a/automation.toml", "status = \"ACTIVE\"");
     test.expect(shown(read(Date(1e300))).empty(), "a clock beyond all integers");
     const TaskBoardRead whole = read(now);
-    if (!test.expect(shown(whole) == "最近活跃 2, milliseconds Recent, edge Recent\n"
+    if (!test.expect(shown(whole) == "最近活跃 3, milliseconds Recent, old Recent, edge Recent\n"
                                      "其他会话 4, past Earlier, ahead Earlier, created Earlier, "
                                      "unknown Unknown\n"
                                      "定时 1, automation-a Cron\n今日归档 1, archived Archived\n",
                      "the day is that of the statistics, and a time ahead is no activity")) {
         return;
     }
-    const TaskItem& edge = whole.board->columns[0].items[1];
+    const TaskItem& edge = whole.board->columns[0].items[2];
     test.expect(edge.threadID == "edge" && edge.code == "COD-edge" && edge.title == "T" &&
                     edge.detail == "p",
                 "an item says what its row says");
     test.expect(!whole.board->columns[1].items[3].updatedAt, "缺少活动时间不能猜测较早活动");
     const TaskBoard bound = whole.board->replacingTodayConversationTokens({{"edge", 0}}, true);
-    test.expect(bound.columns[0].items[1].tokens == 0 && !bound.columns[0].items[0].tokens &&
+    test.expect(bound.columns[0].items[2].tokens == 0 && !bound.columns[0].items[0].tokens &&
                     bound.columns[1].items[3].tokensAreStale &&
                     !bound.columns[2].items[0].tokensAreStale &&
                     bound.replacingTodayConversationTokens({}, false) == whole.board,

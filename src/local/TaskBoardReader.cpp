@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <fmt/format.h>
+#include <functional>
 #include <map>
 
 #include "local/AutomationTasks.h"
@@ -33,42 +35,47 @@ std::optional<std::int64_t> wholeSeconds(Date date) {
     return static_cast<std::int64_t>(seconds);
 }
 
-std::string openThreadsQuery(const std::string& dayStart) {
-    return "SELECT id, title, cwd, updated_at AS updatedAt, recency_at AS recencyAt, model\n"
-           "FROM threads\n"
-           "WHERE archived = 0\n"
-           "  AND COALESCE(thread_source, '') <> 'subagent'\n"
-           "  AND (\n"
-           "    updated_at >= " +
-           dayStart +
-           "\n"
-           "    OR recency_at >= " +
-           dayStart +
-           "\n"
-           "    OR created_at >= " +
-           dayStart +
-           "\n"
-           "  )\n"
-           "ORDER BY COALESCE(NULLIF(recency_at, 0), updated_at) DESC, updated_at DESC;";
-}
-
-struct ArchivedBetween {
-    std::string dayStart;
-    std::string now;
+/// The bounds of a board, as whole seconds since 1970.
+struct BoardTimes {
+    std::int64_t dayStart = 0;
+    std::int64_t now = 0;
 };
 
-std::string archivedThreadsQuery(const ArchivedBetween& times) {
-    return "SELECT id, title, cwd, archived_at AS updatedAt, model\n"
-           "FROM threads\n"
-           "WHERE archived = 1\n"
-           "  AND COALESCE(thread_source, '') <> 'subagent'\n"
-           "  AND archived_at >= " +
-           times.dayStart +
-           "\n"
-           "  AND archived_at <= " +
-           times.now +
-           "\n"
-           "ORDER BY archived_at DESC;";
+// A table without origins of their own may still tell them as Codex's JSON.
+std::string isNoSubagent(const ThreadTable& table) {
+    constexpr const char* fromSource = "CASE WHEN source LIKE '{\"subagent\"%' THEN 'subagent' END";
+    const std::string standIn = table.columns.contains("source") ? fromSource : "NULL";
+    return "COALESCE(" + table.column("thread_source", standIn) + ", '') <> 'subagent'";
+}
+
+std::string openThreadsQuery(const ThreadTable& table, const BoardTimes& times) {
+    return fmt::format(
+        "SELECT id, {title} AS title, {cwd} AS cwd, updated_at AS updatedAt,\n"
+        "       {recency} AS recencyAt\n"
+        "FROM threads\n"
+        "WHERE {archived} = 0\n"
+        "  AND {isNoSubagent}\n"
+        "  AND (updated_at >= {dayStart} OR {recency} >= {dayStart} OR {created} >= {dayStart});",
+        fmt::arg("title", table.column("title", "''")), fmt::arg("cwd", table.column("cwd", "''")),
+        fmt::arg("recency", table.column("recency_at", "updated_at")),
+        fmt::arg("archived", table.column("archived", "0")),
+        fmt::arg("isNoSubagent", isNoSubagent(table)), fmt::arg("dayStart", times.dayStart),
+        fmt::arg("created", table.column("created_at", "updated_at")));
+}
+
+// A thread whose time of archiving is not known is not one of today's.
+std::string archivedThreadsQuery(const ThreadTable& table, const BoardTimes& times) {
+    return fmt::format(
+        "SELECT id, {title} AS title, {cwd} AS cwd, {archivedAt} AS updatedAt\n"
+        "FROM threads\n"
+        "WHERE {archived} = 1\n"
+        "  AND {isNoSubagent}\n"
+        "  AND {archivedAt} BETWEEN {dayStart} AND {now};",
+        fmt::arg("title", table.column("title", "''")), fmt::arg("cwd", table.column("cwd", "''")),
+        fmt::arg("archivedAt", table.column("archived_at", "NULL")),
+        fmt::arg("archived", table.column("archived", "0")),
+        fmt::arg("isNoSubagent", isNoSubagent(table)), fmt::arg("dayStart", times.dayStart),
+        fmt::arg("now", times.now));
 }
 
 std::optional<Date> dateOf(JsonView value) {
@@ -80,12 +87,14 @@ struct ThreadRows {
     JsonView rows;
     bool areArchived = false;
     Date now;
+    std::function<bool(std::string_view id)> isTaken;  ///< or there is a later row of the thread
 };
 
 void addThreads(const ThreadRows& threads, ItemsByColumn& items) {
     threads.rows.forEachElement([&](JsonView row) {
+        const std::string_view id = row["id"].text().value_or("");
         // Nothing could refer to a thread without an id.
-        if (row["id"].text().value_or("").empty()) return true;
+        if (id.empty() || !threads.isTaken(id)) return true;
         const auto activity =
             TaskEvidencePolicy::latestObservedActivity({.recencyAt = dateOf(row["recencyAt"]),
                                                         .updatedAt = dateOf(row["updatedAt"]),
@@ -98,6 +107,31 @@ void addThreads(const ThreadRows& threads, ItemsByColumn& items) {
             makeThreadTaskItem({.row = row, .updatedAt = activity, .kind = kind}));
         return true;
     });
+}
+
+/// False if a table does not answer.
+bool addThreadsOf(const StateDatabase& database, const RuntimeLoadContext& context,
+                  const BoardTimes& times, ItemsByColumn& items) {
+    // With one table there is nothing to choose.
+    SQLiteReadResult<ThreadOwners> read;
+    if (database.tables.size() > 1) read = readThreadOwners(database);
+    const auto* owners = std::get_if<ThreadOwners>(&read);
+    if (owners == nullptr) return false;
+    for (const ThreadTable& table : database.tables) {
+        const auto isTaken = [&](std::string_view id) {
+            const auto owner = owners->find(id);
+            return owner == owners->end() || owner->second.table == &table;
+        };
+        const auto open = runThreadQuery(database, table, openThreadsQuery(table, times));
+        if (!open) return false;
+        const auto archived = runThreadQuery(database, table, archivedThreadsQuery(table, times));
+        if (!archived) return false;
+        addThreads({.rows = open->root(), .now = context.now, .isTaken = isTaken}, items);
+        addThreads(
+            {.rows = archived->root(), .areArchived = true, .now = context.now, .isTaken = isTaken},
+            items);
+    }
+    return true;
 }
 
 TaskBoard boardOf(ItemsByColumn items, Date now) {
@@ -144,18 +178,13 @@ TaskBoardRead readTaskBoardBelow(const std::filesystem::path& home,
     const auto dayStart = wholeSeconds(context.statistics.startOfDay(context.now));
     const auto now = wholeSeconds(context.now);
     if (!dayStart || !now) return {};
-    const auto rowsOf = [&](std::string query) {
-        return runSQLiteJSON(
-            {.sqlitePath = *program, .databasePath = databases.front(), .query = std::move(query)});
-    };
-    const auto open = rowsOf(openThreadsQuery(std::to_string(*dayStart)));
-    if (!open) return {.messages = {queryFailed}};
-    const auto archived = rowsOf(
-        archivedThreadsQuery({.dayStart = std::to_string(*dayStart), .now = std::to_string(*now)}));
-    if (!archived) return {.messages = {queryFailed}};
+    const auto state = openStateDatabase({.sqlitePath = *program, .databasePaths = databases});
+    const auto* database = std::get_if<StateDatabase>(&state);
     ItemsByColumn items;
-    addThreads({.rows = open->root(), .now = context.now}, items);
-    addThreads({.rows = archived->root(), .areArchived = true, .now = context.now}, items);
+    if (database == nullptr ||
+        !addThreadsOf(*database, context, {.dayStart = *dayStart, .now = *now}, items)) {
+        return {.messages = {queryFailed}};
+    }
     items[TaskColumnKind::scheduled] = readAutomationTasks(home);
     return {.board = boardOf(std::move(items), context.now)};
 }

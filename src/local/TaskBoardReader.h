@@ -19,7 +19,7 @@ struct TaskBoardRead {
 
 /// What Codex's conversations and automations are doing, from the user's real home, whatever home
 /// the context names. All four columns, empty ones included. No board, and mostly a message, if
-/// the thread index cannot be asked. Blocks for two runs of `sqlite3`; any thread.
+/// the thread index cannot be asked. Blocks for a few runs of `sqlite3`; any thread.
 TaskBoardRead readTaskBoard(const RuntimeLoadContext& context);
 
 /// The same from the `.codex` below that home.
