@@ -71,7 +71,7 @@ class Home {
             .cacheDirectory = cache(),
             .statistics = StatisticsContext(StatisticsTimeZonePreference{}, now,
                                             *TimeZone::named("Asia/Shanghai"))};
-        return readLocalUsage({.context = context, .realHomeDirectory = directory_.path()}, caches);
+        return readLocalUsage({.context = context, .userCodex = context.codex()}, caches);
     }
 
     /// As another process would.

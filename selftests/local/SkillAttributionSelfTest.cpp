@@ -137,9 +137,11 @@ void checkFigures(SelfTest& test) {
     }
 
     const TemporaryDirectory home("vantry-skills-");
+    const TemporaryDirectory codex("vantry-skills-");
     SkillStaticInfoCache cache;
     const auto bytes = [&](const fs::path& path) {
-        return skillStaticInfo({.path = path, .homeDirectory = home.path()}, cache).byteCount;
+        return skillStaticInfo({path, {.home = home.path(), .codexHome = codex.path()}}, cache)
+            .byteCount;
     };
     const fs::path file = home.write(".codex/skills/a/SKILL.md", "abcd");
     test.expect(bytes("~/.codex/skills/a/SKILL.md") == 4 && bytes(file) == 4, "~ is the home");
@@ -169,6 +171,7 @@ void checkFigures(SelfTest& test) {
                     !bytes(home.path() / "./Documents/a/SKILL.md") &&
                     !bytes(home.path() / "full/../Documents/a/SKILL.md"),
                 "a folder of the user's own, in any spelling");
+    test.expect(bytes(codex.write("a/SKILL.md", "moved")) == 5, "a Codex that lies elsewhere");
     fs::create_directory_symlink(home.path() / "Documents", home.path() / "link");
     ::mkfifo((home.path() / "SKILL.md").c_str(), 0600);
     test.expect(!bytes(home.path() / "link/a/SKILL.md") && !bytes(home.path() / "SKILL.md") &&
@@ -178,13 +181,13 @@ void checkFigures(SelfTest& test) {
 
 void checkPluginCache(SelfTest& test) {
     const TemporaryDirectory home("vantry-skills-");
-    const fs::path cache = home.path() / ".codex/plugins/cache";
+    const SkillFolders folders{.home = home.path(), .codexHome = home.path() / ".codex"};
+    const fs::path cache = folders.codexHome / "plugins/cache";
     const auto add = [&](const std::string& path) {
         return home.write(".codex/plugins/cache/" + path + "/SKILL.md", "text");
     };
     const auto equivalent = [&](const fs::path& path) {
-        return equivalentCachedSkillPath({.path = path, .homeDirectory = home.path()})
-            .value_or("none");
+        return equivalentCachedSkillPath({path, folders}).value_or("none");
     };
     add("openai-curated/github/1.9.0/skills/review");
     const auto newest = add("openai-curated/github/1.10.0/skills/review");
@@ -205,9 +208,8 @@ void checkPluginCache(SelfTest& test) {
         test.expect(lost(path) == "none", path);
     }
     SkillStaticInfoCache figures;
-    const auto info = skillStaticInfo(
-        {.path = cache / "openai-docs/1/skills/review/SKILL.md", .homeDirectory = home.path()},
-        figures);
+    const auto info =
+        skillStaticInfo({cache / "openai-docs/1/skills/review/SKILL.md", folders}, figures);
     test.expect(info.byteCount == 4 && figures.entries.contains(flat), "its figures are used");
 }
 
@@ -218,8 +220,11 @@ void checkRows(SelfTest& test) {
         {"/h/.agents/skills/a/SKILL.md", "agents"},
         {"~/.codex/skills/.system/a/SKILL.md", "system"},
         {"~/.codex/skills/cache/SKILL.md", "personal"},
+        {"/moved/skills/.system/a/SKILL.md", "system"},
         {"/h/.cache/a/SKILL.md", "local"}};
-    for (const auto& [path, label] : labels) test.expect(skillSourceLabel(path) == label, path);
+    for (const auto& [path, label] : labels) {
+        test.expect(skillSourceLabel(path, {"/h", "/moved"}) == label, path);
+    }
     test.expect(toolCategory("Exec_Command") == "terminal" && toolCategory("plan_docs") == "docs" &&
                     toolCategory("web_mcp_edit") == "edit" && toolCategory("agent") == "tool",
                 "the first category whose words a tool's name has");
@@ -240,7 +245,7 @@ void checkRows(SelfTest& test) {
     load("~/x/review/SKILL.md", "u", Date(4));
     load("~/x/review/SKILL.md", "t", {});
     SkillStaticInfoCache cache;
-    const auto rows = makeSkillUsages(skills, home.path(), cache);
+    const auto rows = makeSkillUsages(skills, {.home = home.path()}, cache);
     const SkillUsage first{.id = "~/x/review/SKILL.md",
                            .name = "review",
                            .path = "~/x/review/SKILL.md",

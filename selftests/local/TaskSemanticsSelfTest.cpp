@@ -105,7 +105,7 @@ void checkAutomations(SelfTest& test) {
     home.write("elsewhere/automation.toml", active);
     std::filesystem::create_directory_symlink(home.path() / "elsewhere",
                                               home.path() / folder / "linked");
-    const auto tasks = readAutomationTasks(home.path());
+    const auto tasks = readAutomationTasks(home.path() / ".codex");
     test.expect(tasks.size() == 1 && tasks[0].id == "automation-good",
                 "one bad file does not hide the others, and no link is followed");
 }
@@ -153,8 +153,8 @@ void checkBoard(SelfTest& test) {
     const TemporaryDirectory home("vantry-task-semantics-");
     const auto read = [&](Date time) {
         StatisticsTimeZonePreference shanghai{StatisticsTimeZoneSelection::fixed, "Asia/Shanghai"};
-        return readTaskBoardBelow(home.path(),
-                                  {.now = time, .statistics = StatisticsContext(shanghai, time)});
+        return readTaskBoardIn(CodexFolders::below(home.path()),
+                               {.now = time, .statistics = StatisticsContext(shanghai, time)});
     };
     test.expect(shown(read(now)) == "任务看板未找到 SQLite 数据源", "no thread index, no board");
     const auto program = firstExistingPath(sqliteProgramCandidates());

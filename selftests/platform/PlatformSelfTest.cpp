@@ -4,6 +4,7 @@
 #include <thread>
 
 #include "platform/AtomicFile.h"
+#include "platform/CodexFolders.h"
 #include "platform/Iso8601.h"
 #include "platform/JsonReader.h"
 #include "platform/RecordFields.h"
@@ -156,6 +157,20 @@ void checkDirectories(SelfTest& test) {
                 "with an override the variables are not looked at");
     test.expect(UserDirectories::realHome(environment({{"HOME", "relative"}})).is_absolute(),
                 "a home is absolute");
+    std::map<std::string, std::string> variables{{"HOME", "/h"}, {"CODEX_HOME", ""}};
+    const auto expectFolders = [&](const CodexFolders& current, const CodexFolders& ofUser) {
+        test.expect(CodexFolders::current(environment(variables)) == current &&
+                        CodexFolders::ofUser(environment(variables)) == ofUser,
+                    current.home.native());
+    };
+    const CodexFolders plainFolders{.home = "/h/.codex", .databases = "/h/.codex"};
+    expectFolders(plainFolders, plainFolders);
+    variables["CODEX_SQLITE_HOME"] = "/db";
+    expectFolders({"/h/.codex", "/db"}, {"/h/.codex", "/db"});
+    variables["CODEX_HOME"] = "/c";
+    expectFolders({"/c", "/db"}, {"/c", "/db"});
+    variables["VANTRY_HOME_OVERRIDE"] = "/o";
+    expectFolders({"/o/.codex", "/o/.codex"}, plainFolders);
     test.expect(trimmed(" \t\u3000x y\n\u2028") == "x y" && trimmed(" \n").empty() &&
                     splitOmittingEmpty(",a,,b", ',').size() == 2 &&
                     firstCharacters("你好", 1) == "你" && firstCharacters("ab", 9) == "ab",

@@ -50,7 +50,8 @@ struct Home {
     }
 
     Value board(Date now = noon, const char* zone = "GMT") const {
-        return Fingerprint::captureTaskBoardBelow(directory.path(), context(now, zone));
+        const RuntimeLoadContext at = context(now, zone);
+        return Fingerprint::captureTaskBoardIn(at.codex(), at);
     }
 };
 

@@ -101,10 +101,10 @@ std::optional<TaskItem> parseAutomationTask(const AutomationFile& file) {
                     .kind = TaskColumnKind::scheduled};
 }
 
-std::vector<TaskItem> readAutomationTasks(const fs::path& home) {
-    // `.codex` itself may be a link to where its user keeps it.
-    const std::vector<LocalFileRoot> roots{{.path = home / ".codex"}};
-    const fs::path folder = home / ".codex/automations";
+std::vector<TaskItem> readAutomationTasks(const fs::path& codexHome) {
+    // That folder itself may be a link to where its user keeps it.
+    const std::vector<LocalFileRoot> roots{{.path = codexHome}};
+    const fs::path folder = codexHome / "automations";
     std::vector<TaskItem> tasks;
     if (!localFileAccessIsAllowed(folder, roots)) return tasks;
     std::error_code error;

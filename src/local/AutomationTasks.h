@@ -8,14 +8,14 @@
 
 #include "records/TaskBoard.h"
 
-/// Codex's automations: one folder each below `.codex/automations`, described by the
+/// Codex's automations: one folder each in `automations` of Codex's own folder, described by the
 /// `automation.toml` in it. Reads block; any thread.
 namespace vantry::CodexUsageReader {
 
-/// The active automations of that home, in no order. A file that cannot be read is left out and
-/// the others stay, as is one of more than 128 KiB or one behind a symbolic link. Not more than
-/// 1,024 entries of the folder are looked at.
-std::vector<TaskItem> readAutomationTasks(const std::filesystem::path& home);
+/// The active automations of the Codex whose folder that is, in no order. A file that cannot be
+/// read is left out and the others stay, as is one of more than 128 KiB or one behind a symbolic
+/// link. Not more than 1,024 entries of the folder are looked at.
+std::vector<TaskItem> readAutomationTasks(const std::filesystem::path& codexHome);
 
 struct AutomationFile {
     std::string folderName;

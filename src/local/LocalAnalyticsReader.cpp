@@ -180,7 +180,9 @@ LocalAnalyticsReadResult readLocalAnalytics(const LocalAnalyticsRequest& request
     persistSessionCache(request, sources, caches.sessions);
     trace.checkpoint("session-cache-write");
 
-    auto skills = makeSkillUsages(aggregation.skills(), request.homeDirectory, caches.skills);
+    auto skills = makeSkillUsages(aggregation.skills(),
+                                  {.home = request.homeDirectory, .codexHome = request.codexHome},
+                                  caches.skills);
     trace.checkpoint("skill-metadata");
     LocalAnalyticsReadResult result{.capturedAt = now,
                                     .readStatus = LocalUsageReadStatus::complete};

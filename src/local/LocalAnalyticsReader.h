@@ -15,6 +15,7 @@ namespace vantry::CodexUsageReader {
 struct LocalAnalyticsRequest {
     StateDatabase database;
     std::filesystem::path homeDirectory;   ///< logs lie below its `.codex`
+    std::filesystem::path codexHome;       ///< Skills may lie below it
     std::filesystem::path cacheDirectory;  ///< may be empty: nothing is kept on disk
     const StatisticsContext& statistics;
     const StatisticsWindows& windows;

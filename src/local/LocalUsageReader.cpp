@@ -19,10 +19,10 @@ constexpr std::string_view detailsMissing = "本机项目明细暂不可用，�
 
 // Codex's own file, which may be a link: without one, or with a damaged one, projects have no
 // names. Far above what names can take it is damaged.
-CodexProjectNameIndex readProjectNames(const fs::path& home) {
+CodexProjectNameIndex readProjectNames(const fs::path& codexHome) {
     constexpr std::int64_t byteLimit = 64 * 1024 * 1024;
     std::error_code error;
-    const fs::path file = fs::canonical(home / ".codex" / ".codex-global-state.json", error);
+    const fs::path file = fs::canonical(codexHome / ".codex-global-state.json", error);
     const auto bytes = error ? std::nullopt : boundedCacheData(file, byteLimit);
     return CodexProjectNameIndex(bytes ? std::optional<std::string_view>(*bytes) : std::nullopt);
 }
@@ -106,7 +106,7 @@ LocalUsageRead readLocalUsage(const LocalUsageRequest& request, ReaderCaches& ca
     const auto* database = std::get_if<StateDatabase>(&state);
     const auto totals =
         database != nullptr ? readLocalTotals(*database) : std::get<SQLiteReadFailure>(state);
-    const CodexProjectNameIndex names = readProjectNames(request.realHomeDirectory);
+    const CodexProjectNameIndex names = readProjectNames(request.userCodex.home);
 
     LocalUsageRead read;
     if (const auto* failure = std::get_if<SQLiteReadFailure>(&totals)) {
@@ -118,6 +118,7 @@ LocalUsageRead readLocalUsage(const LocalUsageRequest& request, ReaderCaches& ca
     auto analytics = readLocalAnalytics(
         {.database = *database,
          .homeDirectory = context.homeDirectory,
+         .codexHome = context.codex().home,
          .cacheDirectory = context.cacheDirectory,
          .statistics = context.statistics,
          .windows = windows,

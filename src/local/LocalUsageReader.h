@@ -1,6 +1,5 @@
 #pragma once
 
-#include <filesystem>
 #include <set>
 #include <string>
 #include <vector>
@@ -13,8 +12,8 @@ namespace vantry::CodexUsageReader {
 
 struct LocalUsageRequest {
     const RuntimeLoadContext& context;
-    /// Where the names of projects are kept: the user's own home, whatever home is read.
-    std::filesystem::path realHomeDirectory;
+    /// Where the names of projects are kept: the user's own, whatever home is read.
+    CodexFolders userCodex;
     bool persistCaches = true;
     std::set<std::string> requiredSessionValidationPaths = {};
 };

@@ -50,19 +50,26 @@ bool countsAsCjk(std::uint32_t scalar) {
 
 fs::path resolved(const SkillFile& file) {
     const std::string& path = file.path.native();
-    return path.starts_with("~/") ? file.homeDirectory / path.substr(2) : file.path;
+    return path.starts_with("~/") ? file.folders.home / path.substr(2) : file.path;
+}
+
+// The components of a path below a folder; none for one elsewhere, or one that may lead there.
+std::vector<std::string_view> componentsBelow(std::string_view folder, std::string_view path) {
+    while (folder.ends_with('/')) folder.remove_suffix(1);
+    if (!path.starts_with(folder) || !path.substr(folder.size()).starts_with('/')) return {};
+    auto components = splitOmittingEmpty(path.substr(folder.size()), '/');
+    std::erase(components, ".");
+    if (std::ranges::find(components, "..") != components.end()) return {};
+    return components;
 }
 
 // By its text alone. A file in a folder of the user's own is none of ours, whatever its name.
-bool isWithinReach(std::string_view path, std::string_view home) {
+bool isWithinReach(std::string_view path, const SkillFolders& folders) {
     constexpr std::array<std::string_view, 7> userFolders{
         "Documents", "Desktop", "Downloads", "Pictures", "Music", "Movies", "Videos"};
-    while (home.ends_with('/')) home.remove_suffix(1);
-    if (!path.starts_with(home) || !path.substr(home.size()).starts_with('/')) return false;
-    auto components = splitOmittingEmpty(path.substr(home.size()), '/');
-    std::erase(components, ".");
-    return !components.empty() && std::ranges::find(components, "..") == components.end() &&
-           std::ranges::find(userFolders, components.front()) == userFolders.end();
+    const auto inHome = componentsBelow(folders.home.native(), path);
+    if (inHome.empty()) return !componentsBelow(folders.codexHome.native(), path).empty();
+    return std::ranges::find(userFolders, inHome.front()) == userFolders.end();
 }
 
 bool isMissing(const fs::path& path) {
@@ -165,7 +172,7 @@ SkillStaticInfo cachedOrMeasured(const fs::path& path, const SkillStaticFileIden
 }  // namespace
 
 SkillStaticInfo skillStaticInfo(const SkillFile& file, SkillStaticInfoCache& cache) {
-    SkillFile found{.path = resolved(file), .homeDirectory = file.homeDirectory};
+    SkillFile found{.path = resolved(file), .folders = file.folders};
     if (!isUsable(found)) {
         cache.entries.erase(found.path.native());
         const auto equivalent = equivalentCachedSkillPath(found);
@@ -178,8 +185,9 @@ SkillStaticInfo skillStaticInfo(const SkillFile& file, SkillStaticInfoCache& cac
 
 bool skillStaticInfoAccessIsAllowed(const SkillFile& file) {
     const fs::path path = resolved(file);
-    return isWithinReach(path.native(), file.homeDirectory.native()) &&
-           localFileAccessIsAllowed(path, {{.path = file.homeDirectory}});
+    return isWithinReach(path.native(), file.folders) &&
+           localFileAccessIsAllowed(
+               path, {{.path = file.folders.home}, {.path = file.folders.codexHome}});
 }
 
 std::optional<SkillStaticFileIdentity> skillStaticFileIdentity(const fs::path& path) {
@@ -192,13 +200,13 @@ std::optional<SkillStaticFileIdentity> skillStaticFileIdentity(const fs::path& p
 
 std::optional<fs::path> equivalentCachedSkillPath(const SkillFile& file) {
     const fs::path path = resolved(file);
-    if (!isWithinReach(path.native(), file.homeDirectory.native()) || !isMissing(path)) {
+    if (!isWithinReach(path.native(), file.folders) || !isMissing(path)) {
         return std::nullopt;
     }
-    const fs::path cache = file.homeDirectory / ".codex" / "plugins" / "cache";
+    const fs::path cache = file.folders.codexHome / "plugins" / "cache";
     for (const PluginSkill& skill : pluginSkills(splitOmittingEmpty(path.native(), '/'))) {
         for (const fs::path& candidate : cachedCandidates(skill, cache)) {
-            if (isUsable({.path = candidate, .homeDirectory = file.homeDirectory})) {
+            if (isUsable({.path = candidate, .folders = file.folders})) {
                 return candidate;
             }
         }

@@ -39,10 +39,16 @@ struct SkillStaticInfoCache {
     std::map<std::string, SkillStaticInfoCacheEntry> entries;
 };
 
+/// The folders below which Skills may lie.
+struct SkillFolders {
+    std::filesystem::path home;       ///< what "~" stands for
+    std::filesystem::path codexHome;  ///< with the plugin cache; mostly below the home
+};
+
 /// A Skill's file as a log names it.
 struct SkillFile {
     std::filesystem::path path;  ///< absolute, or below "~"
-    std::filesystem::path homeDirectory;
+    SkillFolders folders;
 };
 
 /// Functions look at the file system and block no longer than that.
@@ -57,7 +63,8 @@ inline constexpr std::int64_t skillStaticInfoByteLimit = 1'048'576;
 SkillStaticInfo skillStaticInfo(const SkillFile& file, SkillStaticInfoCache& cache);
 
 /// Whether the file may be touched: it lies below the home, outside the user's own folders such as
-/// Documents, and no symbolic link leads there. False for a missing file.
+/// Documents, or else below Codex's folder, and no symbolic link leads there. False for a missing
+/// file.
 bool skillStaticInfoAccessIsAllowed(const SkillFile& file);
 
 /// The identity of a regular file that is no symbolic link.

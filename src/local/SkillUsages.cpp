@@ -19,12 +19,13 @@ namespace CodexUsageReader {
 
 namespace {
 
-SkillUsage makeUsage(const SkillUsageAccumulator& skill, const SkillStaticInfo& info) {
+SkillUsage makeUsage(const SkillUsageAccumulator& skill, const SkillFolders& folders,
+                     const SkillStaticInfo& info) {
     const std::filesystem::path path = skill.path;
     return {.id = skill.path,
             .name = path.parent_path().filename().string(),
             .path = skill.path,
-            .sourceLabel = skillSourceLabel(skill.path),
+            .sourceLabel = skillSourceLabel(skill.path, folders),
             .loadCount = skill.loadCount,
             .threadCount = static_cast<std::int64_t>(skill.threadIds.size()),
             .staticTokenEstimate = info.tokenEstimate,
@@ -34,7 +35,14 @@ SkillUsage makeUsage(const SkillUsageAccumulator& skill, const SkillStaticInfo& 
 
 }  // namespace
 
-std::string skillSourceLabel(std::string_view path) {
+std::string skillSourceLabel(std::string_view path, const SkillFolders& folders) {
+    const std::string& codexHome = folders.codexHome.native();
+    std::string moved;
+    if (!codexHome.empty() && path.starts_with(codexHome) &&
+        path.substr(codexHome.size()).starts_with('/')) {
+        moved = "/.codex" + std::string(path.substr(codexHome.size()));
+        path = moved;
+    }
     const auto components = splitOmittingEmpty(path, '/');
     const auto cache = std::ranges::find(components, "cache");
     // A Skill may itself be called so, and is then followed by its file.
@@ -51,14 +59,12 @@ std::string skillSourceLabel(std::string_view path) {
 }
 
 std::vector<SkillUsage> makeSkillUsages(const std::map<std::string, SkillUsageAccumulator>& skills,
-                                        const std::filesystem::path& homeDirectory,
-                                        SkillStaticInfoCache& cache) {
+                                        const SkillFolders& folders, SkillStaticInfoCache& cache) {
     std::vector<SkillUsage> usages;
     usages.reserve(skills.size());
     for (const auto& [path, skill] : skills) {
-        const auto info =
-            skillStaticInfo({.path = skill.path, .homeDirectory = homeDirectory}, cache);
-        usages.push_back(makeUsage(skill, info));
+        const auto info = skillStaticInfo({.path = skill.path, .folders = folders}, cache);
+        usages.push_back(makeUsage(skill, folders, info));
     }
     std::ranges::stable_sort(usages, std::ranges::greater(), &SkillUsage::loadCount);
     return usages;

@@ -28,13 +28,12 @@ namespace CodexUsageReader {
 
 /// Where a Skill comes from, by its path: the folder behind `cache` for one of a plugin, else
 /// "ai-infra", "agents", "system", "personal" or "local".
-std::string skillSourceLabel(std::string_view path);
+std::string skillSourceLabel(std::string_view path, const SkillFolders& folders);
 
 /// The rows, most loads first, equals in the order of their paths. Blocks while it measures files
-/// below the home; one that cannot be measured has no static figures. One thread per cache.
+/// below these folders; one that cannot be measured has no static figures. One thread per cache.
 std::vector<SkillUsage> makeSkillUsages(const std::map<std::string, SkillUsageAccumulator>& skills,
-                                        const std::filesystem::path& homeDirectory,
-                                        SkillStaticInfoCache& cache);
+                                        const SkillFolders& folders, SkillStaticInfoCache& cache);
 
 }  // namespace CodexUsageReader
 

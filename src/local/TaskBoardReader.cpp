@@ -11,7 +11,6 @@
 #include "local/ProjectNames.h"
 #include "local/StateDatabase.h"
 #include "local/TaskEvidencePolicy.h"
-#include "platform/UserDirectories.h"
 
 namespace vantry::CodexUsageReader {
 
@@ -170,9 +169,8 @@ TaskItem makeThreadTaskItem(const ThreadTask& task) {
         .threadID = id};
 }
 
-TaskBoardRead readTaskBoardBelow(const std::filesystem::path& home,
-                                 const RuntimeLoadContext& context) {
-    const auto databases = stateDatabasePaths(CodexFolders::below(home));
+TaskBoardRead readTaskBoardIn(const CodexFolders& codex, const RuntimeLoadContext& context) {
+    const auto databases = stateDatabasePaths(codex);
     const auto program = firstExistingPath(sqliteProgramCandidates());
     if (databases.empty() || !program) return {.messages = {sourceMissing}};
     const auto dayStart = wholeSeconds(context.statistics.startOfDay(context.now));
@@ -185,12 +183,12 @@ TaskBoardRead readTaskBoardBelow(const std::filesystem::path& home,
         !addThreadsOf(*database, context, {.dayStart = *dayStart, .now = *now}, items)) {
         return {.messages = {queryFailed}};
     }
-    items[TaskColumnKind::scheduled] = readAutomationTasks(home);
+    items[TaskColumnKind::scheduled] = readAutomationTasks(codex.home);
     return {.board = boardOf(std::move(items), context.now)};
 }
 
 TaskBoardRead readTaskBoard(const RuntimeLoadContext& context) {
-    return readTaskBoardBelow(UserDirectories::realHome(), context);
+    return readTaskBoardIn(CodexFolders::ofUser(), context);
 }
 
 }  // namespace vantry::CodexUsageReader

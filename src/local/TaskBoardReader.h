@@ -1,6 +1,5 @@
 #pragma once
 
-#include <filesystem>
 #include <optional>
 #include <string>
 #include <vector>
@@ -17,14 +16,13 @@ struct TaskBoardRead {
     std::vector<std::string> messages;
 };
 
-/// What Codex's conversations and automations are doing, from the user's real home, whatever home
+/// What Codex's conversations and automations are doing, from the user's own Codex, whatever home
 /// the context names. All four columns, empty ones included. No board, and mostly a message, if
 /// the thread index cannot be asked. Blocks for a few runs of `sqlite3`; any thread.
 TaskBoardRead readTaskBoard(const RuntimeLoadContext& context);
 
-/// The same from the `.codex` below that home.
-TaskBoardRead readTaskBoardBelow(const std::filesystem::path& home,
-                                 const RuntimeLoadContext& context);
+/// The same from these folders.
+TaskBoardRead readTaskBoardIn(const CodexFolders& codex, const RuntimeLoadContext& context);
 
 struct ThreadTask {
     JsonView row;  ///< `id`, `title`, `cwd`

@@ -18,6 +18,9 @@ struct CodexFolders {
     /// CODEX_HOME and CODEX_SQLITE_HOME say, as Codex itself reads them.
     static CodexFolders current(const Environment& environment = processEnvironment);
 
+    /// Those of the user himself, which an override of the home does not move.
+    static CodexFolders ofUser(const Environment& environment = processEnvironment);
+
     friend bool operator==(const CodexFolders&, const CodexFolders&) = default;
 };
 

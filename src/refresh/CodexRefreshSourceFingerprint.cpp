@@ -8,7 +8,6 @@
 #include <utility>
 
 #include "local/StateDatabase.h"
-#include "platform/UserDirectories.h"
 
 namespace vantry {
 
@@ -264,12 +263,11 @@ std::optional<Value> CodexRefreshSourceFingerprint::captureLocalUsage(
 
 std::optional<Value> CodexRefreshSourceFingerprint::captureTaskBoard(
     const RuntimeLoadContext& context) {
-    return captureTaskBoardBelow(UserDirectories::realHome(), context);
+    return captureTaskBoardIn(CodexFolders::ofUser(), context);
 }
 
-std::optional<Value> CodexRefreshSourceFingerprint::captureTaskBoardBelow(
-    const fs::path& home, const RuntimeLoadContext& context) {
-    const CodexFolders codex = CodexFolders::below(home);
+std::optional<Value> CodexRefreshSourceFingerprint::captureTaskBoardIn(
+    const CodexFolders& codex, const RuntimeLoadContext& context) {
     Items items;
     if (!append(items, RefreshSourceMetadata::ofStateFiles(codex)) ||
         !append(items, RefreshSourceMetadata::ofTree(codex.home / "automations"))) {

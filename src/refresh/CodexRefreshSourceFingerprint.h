@@ -85,16 +85,16 @@ struct CodexRefreshSourceFingerprint {
     static std::optional<CodexRefreshSourceFingerprint> capture(
         const RefreshFingerprintRequest& request);
 
-    /// Below the context's home. Changes with the hour, too.
+    /// In the context's folders of Codex. Changes with the hour, too.
     static std::optional<Value> captureLocalUsage(const RefreshFingerprintRequest& request);
 
-    /// From the user's real home, as the board is read, whatever home the context names. Changes
+    /// From the user's own Codex, as the board is read, whatever home the context names. Changes
     /// with the day, too.
     static std::optional<Value> captureTaskBoard(const RuntimeLoadContext& context);
 
-    /// The same from the `.codex` below that home.
-    static std::optional<Value> captureTaskBoardBelow(const std::filesystem::path& home,
-                                                      const RuntimeLoadContext& context);
+    /// The same from these folders.
+    static std::optional<Value> captureTaskBoardIn(const CodexFolders& codex,
+                                                   const RuntimeLoadContext& context);
 
     friend bool operator==(const CodexRefreshSourceFingerprint&,
                            const CodexRefreshSourceFingerprint&) = default;

@@ -2,7 +2,6 @@
 
 #include <memory>
 
-#include "platform/UserDirectories.h"
 #include "refresh/IndexedSessionFiles.h"
 #include "runtime/CodexRuntimeProvider.h"
 
@@ -41,7 +40,7 @@ UsageStoreSources UsageStoreSources::real() {
             [caches](const RuntimeLoadContext& context, const std::set<std::string>& required) {
                 return CodexUsageReader::readLocalUsage(
                     {.context = context,
-                     .realHomeDirectory = UserDirectories::realHome(),
+                     .userCodex = CodexFolders::ofUser(),
                      .persistCaches = true,
                      .requiredSessionValidationPaths = required},
                     *caches);

@@ -27,17 +27,21 @@ struct Boxes {
     ConcurrentValueBox<TaskBoardRead> taskBoard;
 };
 
-// A home of the caller's choice has an account of its own, so the child is given that home too.
+// A home of the caller's choice has an account of its own, so the child is given that home too, and
+// the folders that are read in place of any that the environment names.
 AppServerRequest requestFor(const RuntimeLoadContext& context) {
     AppServerRequest request{.now = context.now,
                              .search = {.homeDirectory = context.homeDirectory}};
     if (context.homeDirectory != UserDirectories::realHome()) {
         request.environment.emplace_back("HOME", context.homeDirectory.string());
-        if (processEnvironment("CODEX_HOME")) {
-            request.environment.emplace_back("CODEX_HOME",
-                                             (context.homeDirectory / ".codex").string());
-        }
     }
+    const CodexFolders codex = context.codex();
+    const auto replace = [&](const char* variable, const std::filesystem::path& folder) {
+        if (processEnvironment(variable).value_or("").empty()) return;
+        request.environment.emplace_back(variable, folder.string());
+    };
+    replace("CODEX_HOME", codex.home);
+    replace("CODEX_SQLITE_HOME", codex.databases);
     return request;
 }
 
@@ -96,9 +100,8 @@ ReadSources ReadSources::real(std::shared_ptr<ReaderCaches> caches) {
     return {.appServer = readAppServer,
             .localUsage =
                 [caches = std::move(caches)](const RuntimeLoadContext& context) {
-                    return readLocalUsage(
-                        {.context = context, .realHomeDirectory = UserDirectories::realHome()},
-                        *caches);
+                    return readLocalUsage({.context = context, .userCodex = CodexFolders::ofUser()},
+                                          *caches);
                 },
             .taskBoard = [](const RuntimeLoadContext& context) { return readTaskBoard(context); }};
 }
