@@ -113,6 +113,32 @@ TEST_F(Read, RunsNoCodexThroughALink) {
     EXPECT_FALSE(fs::exists(pidFile()));
 }
 
+TEST_F(Read, ReadsTheFoldersThatItsCodexReads) {
+    const fs::path moved = root() / "moved";
+    const fs::path seen = root() / "seen";
+    installCodex(codexScript("echo $CODEX_HOME $CODEX_SQLITE_HOME > " + seen.string()));
+    fs::create_directory(moved);
+    DatabaseWriter(moved / "state_6.sqlite")
+        .run("CREATE TABLE threads (id, rollout_path, updated_at);");
+    Variables variables{{"CODEX_HOME", moved},
+                        {"CODEX_SQLITE_HOME", moved},
+                        {"VANTRY_CODEX_PATH", root() / "home/.local/bin/codex"}};
+    const std::pair<fs::path, const char*> cases[] = {{root() / "home/.codex", "databaseMissing"},
+                                                      {moved, "null"}};
+    for (const auto& [folder, failure] : cases) {
+        expectFacts(dump(variables), {{"compat.codex.readerState.localDependencyFailure", failure},
+                                      {"compat.codex.readerState.appServer", "responded"}});
+        std::string line;
+        std::getline(std::ifstream(seen), line);
+        EXPECT_EQ(line, folder.string() + " " + folder.string());
+        variables["VANTRY_HOME_OVERRIDE"] = "";
+    }
+    variables["VANTRY_CODEX_PATH"] = moved;
+    expectFacts(dump(variables),
+                {{"compat.codex.readerState.appServer", "executableMissing"},
+                 {"compat.codex.messages.0", "VANTRY_CODEX_PATH 指向的程序无法运行"}});
+}
+
 TEST_F(Read, TheFilterLimitsTheRuntimes) {
     installCodex(signingCodex());
     const struct {

@@ -106,6 +106,22 @@ void checkPreference(SelfTest& test) {
                 "a program in a downloads folder is never run");
 }
 
+void checkChoice(SelfTest& test) {
+    const TemporaryDirectory root(prefix);
+    root.writeProgram("usr/bin/codex", "");
+    const fs::path mine = root.writeProgram("Downloads/codex", "");
+    fs::create_symlink(mine, root.path() / "link");
+    root.write("text", "");
+    const std::pair<fs::path, bool> choices[] = {
+        {mine, true},         {root.path() / "link", true},  {fs::relative(mine), false},
+        {root.path(), false}, {root.path() / "text", false}, {root.path() / "none", false}};
+    for (const auto& [choice, isRun] : choices) {
+        const auto found =
+            resolveCodexExecutablePath({.systemRoot = root.path(), .chosenProgram = choice});
+        test.expect(isRun ? found == choice : !found, "chosen: " + choice.string());
+    }
+}
+
 void checkOrder(SelfTest& test) {
     const auto standard = standardCodexExecutablePaths();
     test.expect(standard.size() == 6 &&
@@ -122,7 +138,8 @@ void checkOrder(SelfTest& test) {
 }  // namespace
 
 bool run() {
-    return SelfTest::run("codex executable", {checkPlaces, checkPreference, checkOrder});
+    return SelfTest::run("codex executable",
+                         {checkPlaces, checkPreference, checkChoice, checkOrder});
 }
 
 }  // namespace vantry::CodexExecutableSelfTest

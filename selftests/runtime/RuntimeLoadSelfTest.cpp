@@ -213,9 +213,11 @@ void checkCarriage(SelfTest& test) {
                                      const std::string_view variable = name;
                                      if (variable == "VANTRY_HOME_OVERRIDE") return "/o";
                                      if (variable == "VANTRY_CACHE_OVERRIDE") return "/c";
+                                     if (variable == "VANTRY_CODEX_PATH") return "/p";
                                      return std::nullopt;
                                  });
-    test.expect(live.homeDirectory == "/o" && live.cacheDirectory == "/c" && live.now == now,
+    test.expect(live.homeDirectory == "/o" && live.cacheDirectory == "/c" && live.now == now &&
+                    live.chosenCodex == "/p",
                 "the overrides name the directories of a read");
 }
 

@@ -165,7 +165,9 @@ AppServerRead readAppServer(const AppServerRequest& request) {
     const auto executable = request.executablePath ? request.executablePath
                                                    : resolveCodexExecutablePath(request.search);
     if (!executable) {
-        return failedRead(AppServerReadState::executableMissing, "未找到 codex 可执行文件");
+        return failedRead(AppServerReadState::executableMissing,
+                          request.search.chosenProgram ? "VANTRY_CODEX_PATH 指向的程序无法运行"
+                                                       : "未找到 codex 可执行文件");
     }
     auto spawned = ChildProcess::spawn({.executable = *executable,
                                         .arguments = {"app-server"},

@@ -162,6 +162,9 @@ bool codexExecutableAccessIsAllowed(const fs::path& path, const CodexSearch& sea
 }
 
 std::optional<fs::path> resolveCodexExecutablePath(const CodexSearch& search) {
+    if (const auto& chosen = search.chosenProgram) {
+        return chosen->is_absolute() && isExecutableFile(*chosen) ? chosen : std::nullopt;
+    }
     const auto isAllowed = [&](const fs::path& path) {
         return codexExecutableAccessIsAllowed(path, search);
     };

@@ -7,15 +7,17 @@
 
 /// Finding a `codex` program that may be run.
 ///
-/// Only programs of known install places are run, and no component below such a place may be a
-/// symbolic link: a `codex` in a downloads folder is never run, however executable it is. Reads
-/// the file system; any thread.
+/// Only the program that the user has chosen, or one of a known install place, is run. No component
+/// below such a place may be a symbolic link: a `codex` in a downloads folder is never run, however
+/// executable it is. Reads the file system; any thread.
 namespace vantry::CodexUsageReader {
 
 struct CodexSearch {
     std::filesystem::path homeDirectory;
     /// Stands before every path outside the home; for tests with a prepared tree.
     std::filesystem::path systemRoot = "/";
+    /// The user's choice. Nothing else is then looked for.
+    std::optional<std::filesystem::path> chosenProgram = {};
 };
 
 /// The six paths inside the two application bundles, in order of preference.
@@ -30,8 +32,9 @@ std::optional<std::filesystem::path> firstAllowedCodexExecutablePath(
 /// Whether the path lies in one of the places that programs are run from.
 bool codexExecutableAccessIsAllowed(const std::filesystem::path& path, const CodexSearch& search);
 
-/// The fixed paths first, then the native program inside the trees that npm, Homebrew and Volta
-/// install to, a newer version before an older one.
+/// The chosen program, if it is named by an absolute path and can be run; links are followed to it.
+/// Without a choice the fixed paths first, then the native program inside the trees that npm,
+/// Homebrew and Volta install to, a newer version before an older one.
 std::optional<std::filesystem::path> resolveCodexExecutablePath(const CodexSearch& search);
 
 }  // namespace vantry::CodexUsageReader

@@ -30,8 +30,9 @@ struct Boxes {
 // A home of the caller's choice has an account of its own, so the child is given that home too, and
 // the folders that are read in place of any that the environment names.
 AppServerRequest requestFor(const RuntimeLoadContext& context) {
-    AppServerRequest request{.now = context.now,
-                             .search = {.homeDirectory = context.homeDirectory}};
+    AppServerRequest request{
+        .now = context.now,
+        .search = {.homeDirectory = context.homeDirectory, .chosenProgram = context.chosenCodex}};
     if (context.homeDirectory != UserDirectories::realHome()) {
         request.environment.emplace_back("HOME", context.homeDirectory.string());
     }

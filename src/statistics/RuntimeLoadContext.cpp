@@ -10,13 +10,15 @@ RuntimeLoadContext RuntimeLoadContext::live(
     const Environment& environment) {
     const UserDirectories directories = UserDirectories::current(environment);
     const std::string cacheOverride = environment("VANTRY_CACHE_OVERRIDE").value_or("");
+    const std::string codex = environment("VANTRY_CODEX_PATH").value_or("");
     return {
         .now = now,
         .homeDirectory = directories.home,
         .cacheDirectory = cacheOverride.empty() ? directories.cache / application::displayName
                                                 : absolutePath(cacheOverride),
         .statistics = StatisticsContext(statisticsPreference, now, TimeZone::system(environment)),
-        .movedCodex = CodexFolders::current(environment)};
+        .movedCodex = CodexFolders::current(environment),
+        .chosenCodex = codex.empty() ? std::nullopt : std::optional<std::filesystem::path>(codex)};
 }
 
 }  // namespace vantry

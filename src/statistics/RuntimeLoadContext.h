@@ -20,10 +20,14 @@ struct RuntimeLoadContext {
     /// Where Codex's files lie, if not in the `.codex` of the home.
     std::optional<CodexFolders> movedCodex = {};
 
+    /// The codex that the user wants to be run, in place of one that is looked for.
+    std::optional<std::filesystem::path> chosenCodex = {};
+
     CodexFolders codex() const { return movedCodex.value_or(CodexFolders::below(homeDirectory)); }
 
     /// The context of a real read: the user's directories, or those that VANTRY_HOME_OVERRIDE and
-    /// VANTRY_CACHE_OVERRIDE name, Codex's folders, and the machine's zone.
+    /// VANTRY_CACHE_OVERRIDE name, Codex's folders, the program that VANTRY_CODEX_PATH names, and
+    /// the machine's zone.
     static RuntimeLoadContext live(Date now,
                                    const StatisticsTimeZonePreference& statisticsPreference,
                                    const Environment& environment = processEnvironment);
