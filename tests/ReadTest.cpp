@@ -104,15 +104,6 @@ TEST_F(Read, SaysWhatIsMissingAndShowsNoZero) {
     }
 }
 
-TEST_F(Read, RunsNoCodexThroughALink) {
-    installCodex(signingCodex());
-    const fs::path codex = root() / "home/.local/bin/codex";
-    fs::rename(codex, root() / "elsewhere");
-    fs::create_symlink(root() / "elsewhere", codex);
-    expectFacts(dump(), {{"compat.codex.readerState.appServer", "executableMissing"}});
-    EXPECT_FALSE(fs::exists(pidFile()));
-}
-
 TEST_F(Read, ReadsTheFoldersThatItsCodexReads) {
     const fs::path moved = root() / "moved";
     const fs::path seen = root() / "seen";

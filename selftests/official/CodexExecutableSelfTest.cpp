@@ -122,24 +122,10 @@ void checkChoice(SelfTest& test) {
     }
 }
 
-void checkOrder(SelfTest& test) {
-    const auto standard = standardCodexExecutablePaths();
-    test.expect(standard.size() == 6 &&
-                    standard[4] == "/Applications/Codex.app/Contents/Resources/codex" &&
-                    standard[5] == "/Applications/ChatGPT.app/Contents/Resources/codex",
-                "the two old places come last, Codex first");
-    const std::vector<fs::path> paths{"/a", "/b", "/c"};
-    const auto found = firstAllowedCodexExecutablePath(
-        paths, [](const fs::path& path) { return path != "/a"; },
-        [](const fs::path& path) { return path != "/b"; });
-    test.expect(found == "/c", "the first that is executable and allowed");
-}
-
 }  // namespace
 
 bool run() {
-    return SelfTest::run("codex executable",
-                         {checkPlaces, checkPreference, checkChoice, checkOrder});
+    return SelfTest::run("codex executable", {checkPlaces, checkPreference, checkChoice});
 }
 
 }  // namespace vantry::CodexExecutableSelfTest
