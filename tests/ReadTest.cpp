@@ -106,22 +106,25 @@ TEST_F(Read, SaysWhatIsMissingAndShowsNoZero) {
 
 TEST_F(Read, ReadsTheFoldersThatItsCodexReads) {
     const fs::path moved = root() / "moved";
+    const fs::path target = root() / "target";
     const fs::path seen = root() / "seen";
     installCodex(codexScript("echo $CODEX_HOME $CODEX_SQLITE_HOME > " + seen.string()));
-    fs::create_directory(moved);
+    fs::create_directory(target);
+    fs::create_directory_symlink(target, moved);  // Codex looks where CODEX_HOME leads
     DatabaseWriter(moved / "state_6.sqlite")
         .run("CREATE TABLE threads (id, rollout_path, updated_at);");
     Variables variables{{"CODEX_HOME", moved},
                         {"CODEX_SQLITE_HOME", moved},
                         {"VANTRY_CODEX_PATH", root() / "home/.local/bin/codex"}};
-    const std::pair<fs::path, const char*> cases[] = {{root() / "home/.codex", "databaseMissing"},
-                                                      {moved, "null"}};
-    for (const auto& [folder, failure] : cases) {
+    const fs::path own = root() / "home/.codex";
+    const std::tuple<fs::path, fs::path, const char*> cases[] = {{own, own, "databaseMissing"},
+                                                                 {target, moved, "null"}};
+    for (const auto& [home, databases, failure] : cases) {
         expectFacts(dump(variables), {{"compat.codex.readerState.localDependencyFailure", failure},
                                       {"compat.codex.readerState.appServer", "responded"}});
         std::string line;
         std::getline(std::ifstream(seen), line);
-        EXPECT_EQ(line, folder.string() + " " + folder.string());
+        EXPECT_EQ(line, home.string() + " " + databases.string());
         variables["VANTRY_HOME_OVERRIDE"] = "";
     }
     variables["VANTRY_CODEX_PATH"] = moved;
