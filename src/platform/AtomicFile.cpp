@@ -1,10 +1,13 @@
 #include "platform/AtomicFile.h"
 
 #include <cerrno>
+#include <chrono>
 #include <cstdlib>
 #include <fcntl.h>
 #include <string>
+#include <sys/file.h>
 #include <sys/stat.h>
+#include <thread>
 #include <unistd.h>
 
 #include "platform/FileDescriptor.h"
@@ -47,6 +50,20 @@ std::error_code replaceFileAtomically(const std::filesystem::path& path, std::st
     const std::error_code error = writeAndRename(file.number(), temporary, path, bytes, mode);
     if (error) ::unlink(temporary.c_str());
     return error;
+}
+
+FileDescriptor lockBeside(const std::filesystem::path& file) {
+    constexpr int attempts = 200;
+    constexpr auto pause = std::chrono::milliseconds(5);
+    const std::string path = file.string() + ".lock";
+    FileDescriptor lock(::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600));
+    for (int attempt = 0; lock.isOpen(); ++attempt) {
+        if (::flock(lock.number(), LOCK_EX | LOCK_NB) == 0) break;
+        if (errno != EWOULDBLOCK && errno != EINTR) lock.close();
+        if (attempt == attempts) lock.close();
+        std::this_thread::sleep_for(pause);
+    }
+    return lock;
 }
 
 }  // namespace vantry

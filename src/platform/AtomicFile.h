@@ -5,6 +5,8 @@
 #include <sys/types.h>
 #include <system_error>
 
+#include "platform/FileDescriptor.h"
+
 namespace vantry {
 
 /// Replaces the file at `path` by one that holds exactly `bytes`, with permissions `mode`.
@@ -15,5 +17,9 @@ namespace vantry {
 /// Any thread; two writers of one path leave the file of one of them.
 std::error_code replaceFileAtomically(const std::filesystem::path& path, std::string_view bytes,
                                       mode_t mode = 0600);
+
+/// A lock of all processes that is named after `file` and held as long as the descriptor is open.
+/// Closed where another writer has not let go of it within a second. Blocks that long at most.
+FileDescriptor lockBeside(const std::filesystem::path& file);
 
 }  // namespace vantry

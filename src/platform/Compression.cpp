@@ -51,4 +51,25 @@ std::optional<std::string> decompressed(std::string_view bytes, std::size_t size
     return result;
 }
 
+struct StreamDecompressor::State {
+    std::unique_ptr<ZSTD_DCtx, FreeContext> context{ZSTD_createDCtx()};
+};
+
+StreamDecompressor::StreamDecompressor() : state_(std::make_unique<State>()) {}
+StreamDecompressor::StreamDecompressor(StreamDecompressor&&) noexcept = default;
+StreamDecompressor& StreamDecompressor::operator=(StreamDecompressor&&) noexcept = default;
+StreamDecompressor::~StreamDecompressor() = default;
+
+std::optional<StreamDecompressor::Step> StreamDecompressor::unpack(std::string_view input,
+                                                                   std::span<char> output) {
+    if (state_->context == nullptr) return std::nullopt;
+    ZSTD_inBuffer in{.src = input.data(), .size = input.size(), .pos = 0};
+    ZSTD_outBuffer out{.dst = output.data(), .size = output.size(), .pos = 0};
+    const std::size_t left = ZSTD_decompressStream(state_->context.get(), &out, &in);
+    if (ZSTD_isError(left) != 0) return std::nullopt;
+    // Without anything left to take, a finished frame asks for the next one.
+    if (in.pos > 0 || out.pos > 0) isComplete_ = left == 0;
+    return Step{.taken = in.pos, .made = out.pos};
+}
+
 }  // namespace vantry

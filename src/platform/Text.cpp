@@ -56,4 +56,34 @@ std::string_view firstCharacters(std::string_view text, std::size_t count) {
     return text.substr(0, end);
 }
 
+namespace {
+
+/// The bytes of the character at the front; 0 for what is none.
+std::size_t characterSize(std::string_view text) {
+    const auto byte = [&](std::size_t at) { return static_cast<unsigned char>(text[at]); };
+    if (byte(0) < 0x80) return 1;
+    const std::size_t size = byte(0) >= 0xF0 ? 4 : byte(0) >= 0xE0 ? 3 : 2;
+    if (byte(0) < 0xC2 || byte(0) > 0xF4 || text.size() < size) return 0;
+    for (std::size_t i = 1; i < size; ++i) {
+        if ((byte(i) & 0xC0) != 0x80) return 0;
+    }
+    // Longer than need be, half of a pair, or beyond the last character.
+    const bool isBad = (byte(0) == 0xE0 && byte(1) < 0xA0) || (byte(0) == 0xED && byte(1) > 0x9F) ||
+                       (byte(0) == 0xF0 && byte(1) < 0x90) || (byte(0) == 0xF4 && byte(1) > 0x8F);
+    return isBad ? 0 : size;
+}
+
+}  // namespace
+
+std::string validUtf8(std::string_view text) {
+    std::string valid;
+    valid.reserve(text.size());
+    while (!text.empty()) {
+        const std::size_t size = characterSize(text);
+        valid += size == 0 ? std::string_view("\uFFFD") : text.substr(0, size);
+        text.remove_prefix(std::max<std::size_t>(size, 1));
+    }
+    return valid;
+}
+
 }  // namespace vantry

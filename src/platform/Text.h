@@ -18,4 +18,8 @@ std::vector<std::string_view> splitOmittingEmpty(std::string_view text, char sep
 /// The first `count` code points of UTF-8 text; never cuts one in half.
 std::string_view firstCharacters(std::string_view text, std::size_t count);
 
+/// The text with U+FFFD in place of each byte that is no part of UTF-8: a name of a file can hold
+/// any.
+std::string validUtf8(std::string_view text);
+
 }  // namespace vantry

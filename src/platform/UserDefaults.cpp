@@ -42,22 +42,6 @@ std::optional<std::string> readDomain(const std::filesystem::path& file) {
     return std::nullopt;
 }
 
-/// Held as long as the descriptor is open, by one writer of all processes. Closed where another
-/// writer has stopped with it in hand.
-FileDescriptor lockBeside(const std::filesystem::path& file) {
-    constexpr int attempts = 200;
-    constexpr auto pause = std::chrono::milliseconds(5);
-    const std::string path = file.string() + ".lock";
-    FileDescriptor lock(::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600));
-    for (int attempt = 0; lock.isOpen(); ++attempt) {
-        if (::flock(lock.number(), LOCK_EX | LOCK_NB) == 0) break;
-        if (errno != EWOULDBLOCK && errno != EINTR) lock.close();
-        if (attempt == attempts) lock.close();
-        std::this_thread::sleep_for(pause);
-    }
-    return lock;
-}
-
 JsonValue copyOf(JsonView view) {
     switch (view.kind()) {
         case JsonKind::missing:
