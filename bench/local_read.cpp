@@ -1,5 +1,5 @@
 // Reads the session logs of a home as the program does, and says what was found and how long each
-// step took: local_read HOME CACHE-DIRECTORY [GREP]
+// step took: local_read HOME CACHE-DIRECTORY
 
 #include <chrono>
 #include <filesystem>
@@ -53,33 +53,27 @@ int main(int argc, char** argv) {
     persistentSessionUsageCache(caches.sessions, file);
     watch.lap("cache read");
 
-    SessionReadSetting setting{.homeDirectory = home, .now = Date::now()};
-    if (argc > 3) setting.grepExecutablePath = argv[3];
-    std::vector<std::string> paths;
-    for (const SessionUsageSource& source : *sources) paths.push_back(source.rolloutPath);
-    const LoadedSessions loaded = loadSessions(
-        {.sources = *sources, .pathsToValidate = paths, .setting = setting}, caches.sessions);
+    const SessionReadSetting setting{.codexHome = home / ".codex", .now = Date::now()};
+    LoadedSessions loaded = loadSessions({.rows = *sources, .setting = setting}, caches.sessions);
     watch.lap("logs");
 
     TokenBreakdown sum;
     TokenBreakdown naive;
     std::size_t deltas = 0;
-    const SessionBatchFailures failures =
-        visitEffectiveUsage(loaded, setting.now, [&](const VisitedSession& session) {
-            for (const SessionUsageDelta& delta : session.usage.deltas) sum.add(delta.tokens);
-            deltas += session.usage.deltas.size();
-            naive.add(session.entry.lastTokenUsage.value_or(TokenBreakdown{}));
-        });
+    visitEffectiveUsage(loaded, setting.now, loaded.gaps, [&](const VisitedSession& session) {
+        for (const SessionUsageDelta& delta : session.usage.deltas) sum.add(delta.tokens);
+        deltas += session.usage.deltas.size();
+        if (!session.isBorrowed) naive.add(session.entry.lastTokenUsage.value_or(TokenBreakdown{}));
+    });
     watch.lap("counting");
 
     if (caches.sessions.hasChanges) {
+        std::set<std::string> paths;
+        for (const LoadedSessionUsage& session : loaded.sessions) {
+            paths.insert(session.source.rolloutPath);
+        }
         writePersistentSessionUsageCache(
-            caches.sessions,
-            {.file = file,
-             .activePaths = {paths.begin(), paths.end()},
-             .isAllowed =
-                 [&](const std::string& path) { return sessionRolloutAccessIsAllowed(path, home); },
-             .now = setting.now});
+            caches.sessions, {.file = file, .activePaths = std::move(paths), .now = setting.now});
         watch.lap("cache written");
     }
     rusage used{};
@@ -88,8 +82,7 @@ int main(int argc, char** argv) {
               << sum.totalTokens << " (input " << sum.inputTokens << ", cached "
               << sum.cachedInputTokens << ", output " << sum.outputTokens << ", reasoning "
               << sum.reasoningOutputTokens << "), last readings added up " << naive.totalTokens
-              << "\nunreadable " << failures.unreadableLogs << ", unverifiable "
-              << failures.unresolvedParents << ", damaged " << failures.damagedEntries
+              << "\nwaiting " << loaded.waitingLogs << ", gaps " << loaded.gaps.count()
               << "\npeak memory " << used.ru_maxrss << " KiB\n";
-    return failures.isNone() ? 0 : 1;
+    return loaded.waitingLogs + static_cast<std::size_t>(loaded.gaps.count()) == 0 ? 0 : 1;
 }

@@ -146,7 +146,6 @@ void edit(const fs::path& file, std::string_view from, std::string_view to) {
 
 const std::string oldInstead = "，显示上次完整统计（数据可能暂时陈旧）";
 const std::string noDays = "，今日、近 7 天与日趋势暂不可用";
-const std::string noUsage = "，本机用量统计暂不可用";
 const std::string unreadable = "1 个 Codex session 日志暂时无法读取";
 
 }  // namespace
@@ -169,6 +168,14 @@ class Analytics : public ProgramTest {
         truth = corpus::makeCorpus(options);
     }
     std::string read() const { return dump(user); }
+
+    /// Adds a log that says what cannot be, written just now; where it lies.
+    fs::path spoilHome() const {
+        fs::path bad = home / ".codex/sessions/rollout-bad.jsonl";
+        std::ofstream(bad) << R"({"type":"turn_context","payload":7})"
+                           << "\n";
+        return bad;
+    }
     void sql(const std::string& statements) const {
         EXPECT_TRUE(DatabaseWriter(database).run(statements)) << statements;
     }
@@ -234,48 +241,32 @@ TEST_F(Analytics, FiguresOfUnchangedSourcesAreNotMadeAgain) {
     expectTruth(again.output);
 }
 
-TEST_F(Analytics, DamagedLogsShowTheLastCompleteFiguresOfTheDayOrNone) {
-    using corpus::BadSession;
-    make({.conversations = 40,
-          .totalBytes = 300'000,
-          .spanDays = 9,
-          .bad = {BadSession::unverifiableFork, BadSession::missingParent, BadSession::parentCycle,
-                  BadSession::damagedLine}});
-    const auto idsOf = [&](const std::string& variant) {
-        std::string ids = "('none'";
-        for (const corpus::TruthThread& thread : truth.threads) {
-            const bool isWanted = thread.bad && (variant.empty() || thread.variant == variant);
-            if (isWanted) ids.append(", '").append(thread.id).append("'");
-        }
-        return ids + ")";
-    };
-    const std::string repair = "DELETE FROM threads WHERE id IN (SELECT id FROM aside);";
-    sql("CREATE TABLE aside AS SELECT * FROM threads WHERE id IN " + idsOf("") + ";" + repair);
-    const std::string unresolved = "1 个子任务暂时无法校验父任务";
-    const struct {
-        const char* variant;
-        std::string what;
-        std::string withoutFallback;
-    } cases[] = {{"damaged line", unreadable, noDays},
-                 {"missing parent", unresolved, noUsage},
-                 {"unverifiable", unresolved, noUsage},
-                 {"cycle", "子任务父链校验失败", noUsage}};
-    for (const auto& entry : cases) {
-        SCOPED_TRACE(entry.variant);
-        const std::string good = read();
-        expectTruth(good);
-        // A time that no other thing has: of 2023.
-        edit(cacheFile, "\"capturedAt\":8", "\"capturedAt\":7");
-        sql("INSERT INTO threads SELECT * FROM aside WHERE id IN " + idsOf(entry.variant) + ";");
-        const std::string stale = read();
-        expectState(stale, "staleFallback", {entry.what + oldInstead});
-        EXPECT_NE(stale.find("\"localUsageCapturedAt\": \"2023-"), std::string::npos);
-        EXPECT_EQ(differences(figuresOf(stale), figuresOf(good)), Figures());
-        fs::remove_all(cache);
-        expectUnavailable(read(), entry.what + entry.withoutFallback);
-        sql(repair);
-        expectTruth(read());
+TEST_F(Analytics, ALogThatMayBeInTheMakingHoldsTheFiguresBack) {
+    make({.conversations = 20, .totalBytes = 100'000, .spanDays = 9});
+    const std::string good = read();
+    expectTruth(good);
+    // A time that no other thing has: of 2023.
+    edit(cacheFile, "\"capturedAt\":8", "\"capturedAt\":7");
+    const fs::path bad = spoilHome();
+    const std::string stale = read();
+    expectState(stale, "staleFallback", {unreadable + oldInstead});
+    EXPECT_NE(stale.find("\"localUsageCapturedAt\": \"2023-"), std::string::npos);
+    EXPECT_EQ(differences(figuresOf(stale), figuresOf(good)), Figures());
+    // Nobody waits longer than ten minutes from the first sight.
+    edit(cache / "kept-sessions-v1.json", "\"firstSeenAt\":8", "\"firstSeenAt\":7");
+    expectTruth(read());
+    fs::remove_all(cache);
+    expectUnavailable(read(), unreadable + noDays);
+    // An hour later it is what it is, or an hour ahead of the clock.
+    for (const auto hours : {-1, 1}) {
+        fs::last_write_time(bad, fs::file_time_type::clock::now() + std::chrono::hours(hours));
+        const std::string whole = read();
+        expectTruth(whole);
+        expectFacts(whole, {{"compat.codex.local.gaps.0.kind", "damagedLog"},
+                            {"compat.codex.local.gaps.0.count", "1"},
+                            {"compat.codex.local.gaps.0.paths.0", bad.string()}});
     }
+    expectFacts(run({"--dump-probe-summary"}, user).output, {{"runtimes.0.localGapCount", "1"}});
 }
 
 TEST_F(Analytics, ADamagedDatabaseGivesNoFigures) {
@@ -290,7 +281,6 @@ TEST_F(Analytics, ADamagedDatabaseGivesNoFigures) {
         {[&] { fs::resize_file(database, 5'000); }, "SQLite 查询失败"},
         {[&] { sql("UPDATE threads SET updated_at = -1 WHERE rowid = 3;"); },
          "SQLite 数据格式异常，未采用该批数据"},
-        {[&] { sql("UPDATE threads SET rollout_path = '';"); }, "未找到 Codex session 日志"},
     };
     for (const auto& entry : cases) {
         SCOPED_TRACE(&entry - cases);
@@ -327,13 +317,6 @@ TEST_F(Analytics, AWriterHoldsTheDatabase) {
 
 TEST_F(Analytics, ACacheThatCannotBeUsedIsNoCache) {
     make({.conversations = 20, .totalBytes = 100'000, .spanDays = 9});
-    // A log that no other one needs, so that without it the read fails for it alone.
-    std::set<std::string> parents;
-    for (const auto& thread : truth.threads) parents.insert(thread.parent.value_or(""));
-    const auto leaf = std::ranges::find_if(
-        truth.threads, [&](const auto& thread) { return !parents.contains(thread.id); });
-    const fs::path log = leaf->rolloutPath;
-    const fs::path hidden = root() / "hidden";
     const fs::path linked = root() / "linked";
     const fs::path logsFile = cache / "session-usage-v1.json";
 
@@ -357,28 +340,27 @@ TEST_F(Analytics, ACacheThatCannotBeUsedIsNoCache) {
         {cacheFile, link},
         {logsFile, replace("\"version\":", "\"version\":9")},
         {logsFile, replace("\"entries\"", "entries")},
-        {logsFile, pad},
         {logsFile, link}};
     expectTruth(read());
     for (const auto& [file, spoil] : cases) {
         SCOPED_TRACE(&file - &cases[0].first);
         spoil(file);
         const std::string spoilt = contents(file);
-        fs::rename(log, hidden);
+        fs::path bad = spoilHome();
         if (file == cacheFile) {
             expectUnavailable(read(), unreadable + noDays);
         } else {  // the figures of the whole batch are in the other file
             expectState(read(), "staleFallback", {unreadable + oldInstead});
         }
-        fs::rename(hidden, log);
+        fs::remove(bad);
         expectTruth(read());
         EXPECT_FALSE(fs::is_symlink(file));
         EXPECT_NE(contents(file), spoilt) << "a bad cache stays";
         EXPECT_TRUE(!fs::exists(linked) || contents(linked) == spoilt) << "written through a link";
         fs::remove(linked);
-        fs::rename(log, hidden);
+        bad = spoilHome();
         expectState(read(), "staleFallback", {unreadable + oldInstead});  // the new cache serves
-        fs::rename(hidden, log);
+        fs::remove(bad);
     }
 }
 

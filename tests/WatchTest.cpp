@@ -30,6 +30,7 @@ namespace {
 const std::map<std::string, std::optional<std::int64_t>> versions{
     {"local-analytics-v2.json", CodexUsageReader::localAnalyticsCacheVersion},
     {"session-usage-v1.json", CodexUsageReader::sessionUsageCacheVersion},
+    {"kept-sessions-v1.json", 1},
     {"official-daily-usage-v2.json", CodexUsageReader::officialDailyUsageCacheVersion},
     {"desktop-widget-snapshot-v1.json", DesktopWidgetSnapshot::currentSchemaVersion},
     {"Vantry.json", std::nullopt}};
@@ -98,7 +99,7 @@ class Watch : public ProgramTest {
                     const char* key = directory == data ? "schemaVersion" : "version";
                     EXPECT_TRUE(document && document->root()[key].integer() == versions.at(name))
                         << name;
-                } else if (name != "Vantry.json.lock") {
+                } else if (entry.path().extension() != ".lock") {
                     unfinished.push_back(entry.path());
                 }
             }

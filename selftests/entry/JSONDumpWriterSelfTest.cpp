@@ -221,7 +221,7 @@ officialLifetimeIsStale officialLifetimeTokens officialUsageReadStatus primary r
 refreshedAt secondary taskBoard / displayName quotaSourceLabel scope snapshot status
 usageSourceLabel / remainingPercent resetsAt usedPercent windowDurationMins / balance hasCredits
 resetCredits unlimited / emailPresent planType type / appServer isLoading localDependencyFailure
-/ dailyBuckets detailedUsage lastUpdatedAt lifetimeTokens modelUsage projectBoard recentThreads
+/ dailyBuckets detailedUsage gaps lastUpdatedAt lifetimeTokens modelUsage projectBoard recentThreads
 sevenDayTokens skillUsages threadCount todayTokens toolUsages usageTrend / lifetime month
 parsedFileCount previousSevenDayAverageCumulativeBuckets sevenDay sourceQuality today
 todayHourlyBuckets tokenEventCount / activeDayCount changePercent dailyAverageTokens dayCount

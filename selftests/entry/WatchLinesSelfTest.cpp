@@ -71,10 +71,11 @@ void checkFigures(SelfTest& test) {
     pro.snapshot.account->planType = "pro";
     pro.snapshot.taskBoard->columns[1].count = 1;
     pro.snapshot.local->detailedUsage = DetailedUsage{};
+    pro.snapshot.local->gaps.add(LocalUsageGapKind::missingLog, "/gone");
     expectLine(
         test, {.runtime = pro},
         "Codex  7d 60% left, back in 4d 15h · 5h 77% left, back in 2h 29m · today 0 · 7 days "
-        "31.4M · 1 active conversation");
+        "31.4M · 1 active conversation · 1 gap");
     RuntimeUsageSnapshot bare{.status = RuntimeMenuStatus::unavailable};
     bare.snapshot.messages = {"失败"};
     bare.snapshot.taskBoard = TaskBoard{};

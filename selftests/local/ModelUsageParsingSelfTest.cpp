@@ -14,10 +14,21 @@ namespace {
 
 /// A log that is read line by line.
 struct Log {
-    bool add(std::string line) {
+    SessionLineOutcome take(std::string line) {
         const std::size_t size = line.size();
         line.append(JsonParser::padding, ' ');
         return processSessionLine(std::string_view(line).substr(0, size), usage, parser);
+    }
+    bool add(const std::string& line) { return take(line) == SessionLineOutcome::taken; }
+
+    /// What counts, in order: totals, with "r" before those of records and "c" before copied ones.
+    std::string counted() const {
+        std::string text;
+        for (const SessionUsageDelta& delta : usage.deltas) {
+            text += delta.recordThread ? " c" : delta.isRecord() ? " r" : " ";
+            text += std::to_string(delta.tokens.totalTokens);
+        }
+        return text;
     }
 
     ParsedSessionUsage usage;
@@ -55,6 +66,7 @@ void checkCounter(SelfTest& test) {
                     log.usage.lastTokenUsage.totalTokens == 40,
                 "a smaller total is a counter that started anew");
     test.expect(log.usage.firstReading->total.totalTokens == 100 && !log.usage.firstReading->last &&
+                    log.usage.firstReading->deltaIndex == 0 &&
                     log.usage.trail.ordinals == std::vector<std::int64_t>{9, 9, 9} &&
                     log.usage.trail.corrections.size() == 2 &&
                     log.usage.trail.corrections[1].total.totalTokens == 40,
@@ -62,41 +74,106 @@ void checkCounter(SelfTest& test) {
 }
 
 void checkLines(SelfTest& test) {
-    using Case = std::tuple<std::string, bool>;
+    using Case = std::tuple<std::string, SessionLineOutcome>;
+    constexpr auto fine = SessionLineOutcome::taken;
+    constexpr auto unreadable = SessionLineOutcome::unreadable;
+    constexpr auto invalid = SessionLineOutcome::invalid;
     const std::string big = "9223372036854775807";
     const Case cases[] = {
-        {R"({"payload":{"type":"message","body":{"type" : "token_count"}}})", true},
-        {R"(no json at all)", true},
-        {R"({"type":"event_msg","payload":{"type":"token_count")", false},
-        {R"({"type":"turn_context","payload":123})", false},
-        {R"(["type","token_count"])", false},
-        {R"({"payload":"\"type\" \"token_count\""})", true},
-        {R"({"payload":{"type":"token_count","info":{}}})", false},
-        {R"({"payload":{"type":"token_count"}})", false},
-        {R"({"payload":{"type":"token_count","info":null,"rate_limits":{"a":1}}})", true},
-        {R"({"payload":{"type":"token_count","info":null,"rate_limits":{}}})", false},
-        {R"({"payload":{"type":"token_count","info":null}})", false},
-        {event(usageOf(1, 0, 1, 0), "yesterday"), false},
-        {event(usageOf(1, 0, 1, 0), "2026-07-17T08:01:00+08:00"), true},
-        {event(usageOf(1, 2, 1, 0)), false},
-        {event(usageOf(1, 0, 1, 2)), false},
-        {event(usageOf(-1, 0, 1, 0)), false},
+        {R"({"payload":{"type":"message","body":{"type" : "token_count"}}})", fine},
+        {R"(no json at all)", fine},
+        {R"({"type":"event_msg","payload":{"type":"token_count")", unreadable},
+        {R"({"type":"turn_context","payload":123})", invalid},
+        {R"(["type","token_count"])", invalid},
+        {R"({"payload":"\"type\" \"token_count\""})", fine},
+        {R"({"payload":{"type":"token_count","info":{}}})", invalid},
+        {R"({"payload":{"type":"token_count"}})", invalid},
+        {R"({"payload":{"type":"token_count","info":null,"rate_limits":{"a":1}}})", fine},
+        {R"({"payload":{"type":"token_count","info":null,"rate_limits":{}}})", invalid},
+        {R"({"payload":{"type":"token_count","info":null}})", invalid},
+        {event(usageOf(1, 0, 1, 0), "yesterday"), invalid},
+        {event(usageOf(1, 0, 1, 0), "2026-07-17T08:01:00+08:00"), fine},
+        {event(usageOf(1, 2, 1, 0)), invalid},
+        {event(usageOf(1, 0, 1, 2)), invalid},
+        {event(usageOf(-1, 0, 1, 0)), invalid},
         {event(R"({"input_tokens":1,"cached_input_tokens":0,"output_tokens":1,"total_tokens":3})"),
-         false},
+         fine},
         {event(
              R"({"input_tokens":true,"cached_input_tokens":0,"output_tokens":1,"total_tokens":2})"),
-         false},
+         invalid},
         {event(R"({"input_tokens":)" + big + R"(,"cached_input_tokens":0,"output_tokens":)" + big +
                R"(,"total_tokens":-2})"),
-         false},
+         invalid},
         {event(
              R"({"input_tokens":"1","cached_input_tokens":0,"output_tokens":1.0,"total_tokens":2})"),
-         true},
+         fine},
     };
-    for (const auto& [line, isFine] : cases) {
+    for (const auto& [line, outcome] : cases) {
         Log log;
-        test.expect(log.add(line) == isFine, line);
+        test.expect(log.take(line) == outcome, line);
     }
+}
+
+std::string record(int number, int input, const char* thread = "me") {
+    const std::string usage = usageOf(input, 0, 0, 0);
+    return R"({"timestamp":"2026-07-17T00:01:00Z","type":"token_usage_record","payload":{"thread_id":")" +
+           std::string(thread) + R"(","turn_id":"t","response_id":"r)" + std::to_string(number) +
+           R"(","usage":)" + usage + R"(,"turn_token_usage":)" + usage + "}}";
+}
+
+// What a request used counts by its record, and by the counter where it left none.
+void checkRecords(SelfTest& test) {
+    const auto reading = [](int total) { return event(usageOf(total, 0, 0, 0)); };
+    const std::string overflow = event(
+        R"({"input_tokens":0,"cached_input_tokens":0,"output_tokens":0,"total_tokens":258400})");
+    const std::string later = event(
+        R"({"input_tokens":7,"cached_input_tokens":0,"output_tokens":0,"total_tokens":258407})");
+    using Lines = std::vector<std::string>;
+    struct Case {
+        const char* what;
+        Lines lines;
+        const char* counted;
+        int disagreeing = 0;
+    };
+    const Case cases[] = {
+        {"a record before its reading",
+         {record(1, 5), reading(5), record(2, 3), reading(8)},
+         " r5 r3"},
+        {"an older build went on",
+         {record(1, 5), reading(5), reading(9), record(2, 3), reading(12)},
+         " r5 4 r3"},
+        {"a log that goes on from another", {record(1, 5), reading(905), reading(909)}, " r5 4", 1},
+        {"a torn reading", {record(1, 5), record(2, 3), reading(3)}, " r5 r3"},
+        {"a torn reading and an older build",
+         {reading(9), record(1, 5), reading(9), reading(12)},
+         " 9 r5 3"},
+        {"a reading that comes late", {reading(9), record(1, 5), reading(9), reading(14)}, " 9 r5"},
+        {"the record wins", {record(1, 5), reading(5), record(2, 3), reading(9)}, " r5 r3", 1},
+        {"a copied record",
+         {record(1, 5, "parent"), reading(5), record(2, 3), reading(8)},
+         " c5 r3"},
+        {"a record without a use", {record(1, -5), reading(5)}, " 5"},
+        {"an overflow costs nothing", {reading(100), overflow, overflow, later, later}, " 100 7"},
+        {"nor with records", {record(1, 9), reading(9), overflow, record(2, 7), later}, " r9 r7"}};
+    for (const Case& each : cases) {
+        Log log{.usage = {.threadId = "me"}};
+        for (const std::string& line : each.lines) log.add(line);
+        test.expect(
+            log.counted() == each.counted && log.usage.lines.disagreeing == each.disagreeing,
+            std::string(each.what) + log.counted());
+    }
+    Log log{.usage = {.threadId = "me"}};
+    for (const auto& line : {record(1, 5), record(1, 5, "other"), record(2, 5), record(1, 6)})
+        log.add(line);
+    const auto& deltas = log.usage.deltas;
+    test.expect(deltas[0].recordKey == deltas[1].recordKey &&
+                    deltas[0].recordKey != deltas[2].recordKey &&
+                    deltas[0].recordKey != deltas[3].recordKey,
+                "a request is known by its id and its use, whatever log it stands in");
+    SessionLineCounts lines{.relevant = 1'100, .unreadable = 11};
+    test.expect(!lines.isNoLog() && !SessionLineCounts{.relevant = 9, .unreadable = 9}.isNoLog() &&
+                    SessionLineCounts{.relevant = 999, .unreadable = 10}.isNoLog(),
+                "a hundredth of the lines may be unreadable, and always nine");
 }
 
 void checkContext(SelfTest& test) {
@@ -141,9 +218,10 @@ void checkTimes(SelfTest& test) {
     }
     const Date now(1'800'000'000);
     const auto accepted = SessionUsageEventTimePolicy::acceptedDeltas(
-        {{.date = now - 1}, {.date = now + 0.001}, {.date = now}}, now);
-    test.expect(accepted.deltas.size() == 2 && accepted.rejectedCount == 1,
-                "the future is left out");
+        {{.date = now - 1}, {.date = now + 0.001}, {.date = now}, {.date = now + 86'401}}, now);
+    test.expect(
+        accepted.deltas.size() == 2 && accepted.rejectedCount == 2 && accepted.setAsideCount == 1,
+        "the future is left out");
     const StatisticsContext utc({.selection = StatisticsTimeZoneSelection::utc}, now,
                                 TimeZone::utc());
     const auto cutoff = [&](double later, bool accepts) {
@@ -185,10 +263,8 @@ void checkIndex(SelfTest& test) {
     for (
         const char* bad :
         {R"({})",
-         R"({"id":"","rolloutPath":"/a","cwd":"","updatedAt":1,"model":null,"threadSource":null})",
          R"({"id":"a","rolloutPath":"/a","cwd":null,"updatedAt":1,"model":null,"threadSource":null})",
          R"({"id":"a","rolloutPath":"/a","cwd":"","updatedAt":null,"model":null,"threadSource":null})",
-         R"({"id":"a","rolloutPath":"/a","cwd":"","updatedAt":1,"model":7,"threadSource":null})",
          R"({"id":"a","rolloutPath":"/a","cwd":"","updatedAt":1,"model":null})"}) {
         test.expect(!sources(row("b", "") + "," + bad), "one bad row refuses the batch");
     }
@@ -227,12 +303,8 @@ void checkPrices(SelfTest& test) {
     const std::pair<std::optional<std::int64_t>, const char*> forms[] = {
         {{}, "--"},
         {999, "999"},
-        {-999, "-999"},
-        {1'000, "1.0K"},
-        {999'949, "999.9K"},
         {999'950, "1.0M"},
         {999'950'000, "1.0B"},
-        {-1'200'000, "-1.2M"},
         {1'234'567'890, "1.2B"},
         {INT64_MIN, "-9223372036.9B"}};
     for (const auto& [tokens, text] : forms) {
@@ -243,8 +315,8 @@ void checkPrices(SelfTest& test) {
 }  // namespace
 
 bool runModelUsageParsingSelfTest() {
-    return SelfTest::run("model usage parser", {checkCounter, checkLines, checkContext, checkTimes,
-                                                checkIndex, checkPrices});
+    return SelfTest::run("model usage parser", {checkCounter, checkLines, checkRecords,
+                                                checkContext, checkTimes, checkIndex, checkPrices});
 }
 
 }  // namespace vantry::CodexUsageReader

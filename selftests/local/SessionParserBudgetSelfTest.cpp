@@ -1,7 +1,8 @@
 #include <fstream>
 #include <sys/stat.h>
 
-#include "local/SessionBatch.h"
+#include "local/SessionKeeping.h"
+#include "platform/Compression.h"
 #include "selftests/Suites.h"
 #include "selftests/support/SelfTest.h"
 
@@ -41,24 +42,22 @@ struct Home {
         std::ofstream(log(), std::ios::binary | std::ios::app) << text;
     }
     fs::path log() const { return directory.path() / ".codex/log.jsonl"; }
-    SessionUsageSource source() const { return {.threadId = "me", .rolloutPath = log().string()}; }
-
-    /// Streams unless `grep` is to be used.
-    SessionReadSetting setting(bool withGrep = false) const {
-        SessionReadSetting setting{.homeDirectory = directory.path(), .now = now};
-        if (!withGrep) setting.grepExecutablePath = "/nonexistent";
-        return setting;
+    SessionReadSetting setting() const {
+        return {.codexHome = directory.path() / ".codex", .now = now};
     }
     SessionReadOutcome read(const SessionReadSetting& setting) const {
         const auto known = cache.entries.find(log().string());
-        return readSession(source(), known == cache.entries.end() ? nullptr : &known->second,
+        return readSession({.path = log().string(),
+                            .fallbackThreadId = "me",
+                            .cached = known == cache.entries.end() ? nullptr : &known->second},
                            setting);
     }
     /// Reads and keeps; the route that was taken.
     SessionReadRoute keep(const SessionReadSetting& setting) {
         auto outcome = read(setting);
         const SessionReadRoute route = outcome.route;
-        keepOutcome({.source = source(), .outcome = std::move(outcome), .now = now}, cache);
+        const std::string path = log().string();
+        keepOutcome({.path = path, .outcome = std::move(outcome), .now = now}, cache);
         return route;
     }
 
@@ -83,40 +82,35 @@ std::string contents(const std::optional<SessionUsageCacheEntry>& entry) {
     return text;
 }
 
-std::string fresh(const Home& home, bool withGrep = false) {
-    return contents(readSession(home.source(), nullptr, home.setting(withGrep)).entry);
+std::string fresh(const Home& home) {
+    const std::string path = home.log().string();
+    return contents(readSession({.path = path, .fallbackThreadId = "me"}, home.setting()).entry);
 }
 
-void checkRoutes(SelfTest& test) {
+void checkLargeLogs(SelfTest& test) {
     Home home;
     const std::string text = header("me") + event(10) + filler(100) + event(30);
     home.write(text);
-    SessionReadSetting setting = home.setting(true);
-    setting.limits.largeFileThresholdBytes = static_cast<std::int64_t>(text.size());
-    test.expect(home.read(setting).route == SessionReadRoute::filtered &&
-                    contents(home.read(setting).entry) == "2/30/me 10@0 20@0",
-                "a file at the threshold is filtered");
-    setting.limits.largeFileThresholdBytes -= 1;
-    test.expect(home.read(setting).route == SessionReadRoute::streamed &&
-                    contents(home.read(setting).entry) == "2/30/me 10@0 20@0",
-                "one byte more is streamed");
+    SessionReadSetting setting = home.setting();
     setting.limits.maxLargeFileLineBytes = 50;
-    test.expect(!home.read(setting).entry, "under the large limits");
-    setting = home.setting(true);
-    setting.limits.timeout = 0.2;
-    for (const char* script :
-         {"#!/bin/sh\nexit 2\n", "#!/bin/sh\nexec sleep 5\n", "#!/bin/sh\nkill -9 $$\n",
-          "#!/bin/sh\necho '\"type\" \"token_count\"'\n"}) {
-        setting.grepExecutablePath = home.directory.writeProgram("grep", script);
-        test.expect(home.read(setting).route == SessionReadRoute::failed,
-                    "恰好处于阈值的小文件仍须走 grep，失败不能改走流式路径");
-    }
-    SessionUsageSource outside = home.source();
-    outside.rolloutPath = "/etc/passwd";
-    home.cache.entries.emplace("/etc/passwd", SessionUsageCacheEntry{});
+    setting.limits.largeFileThresholdBytes = static_cast<std::int64_t>(text.size());
+    test.expect(contents(home.read(setting).entry) == "2/30/me 10@0 20@0",
+                "a file at the threshold has the standard limits");
+    setting.limits.largeFileThresholdBytes -= 1;
+    test.expect(home.read(setting).trouble == SessionLogTrouble::tooLarge,
+                "one byte more has those of a large one");
+    const std::string elsewhere = "/etc/passwd";
     test.expect(
-        !cachedSessionUsage(outside, home.cache, home.setting()) && home.cache.entries.empty(),
-        "a log elsewhere is denied, and forgotten");
+        readSession({.path = elsewhere}, home.setting()).trouble == SessionLogTrouble::outside,
+        "a log elsewhere is denied");
+    const std::string packed = home.directory.path() / ".codex/log.jsonl.zst";
+    const auto trouble = [&] {
+        return readSession({.path = packed, .fallbackThreadId = "me"}, home.setting());
+    };
+    home.directory.write(".codex/log.jsonl.zst", *compressed(text + filler(900'000)));
+    test.expect(contents(trouble().entry) == "2/30/me 10@0 20@0", "a compressed log is unpacked");
+    fs::resize_file(packed, fs::file_size(packed) - 3);
+    test.expect(trouble().trouble == SessionLogTrouble::damaged, "and must be whole");
 }
 
 void checkLimits(SelfTest& test) {
@@ -131,7 +125,7 @@ void checkLimits(SelfTest& test) {
         SessionReadSetting setting = home.setting();
         change(setting);
         const std::string before = kept();
-        const bool isRefused = !cachedSessionUsage(home.source(), home.cache, setting);
+        const bool isRefused = home.keep(setting) == SessionReadRoute::failed;
         test.expect(isRefused && kept() == before, what);
     };
     refuses("bytes", [](auto& s) { s.limits.maxReadBytes = 3'000; });
@@ -144,7 +138,7 @@ void checkLimits(SelfTest& test) {
             s.uptime = [ticks, calls = 0]() mutable { return ++calls > ticks ? 1e6 : 0.0; };
         });
     }
-    test.expect(home.keep(home.setting()) == SessionReadRoute::streamed,
+    test.expect(home.keep(home.setting()) == SessionReadRoute::whole,
                 "within the limits it is read");
     home.append(event(35) + filler(500));
     refuses("a clock that jumps while reading on", [](auto& s) {
@@ -163,19 +157,21 @@ void checkLimits(SelfTest& test) {
 void checkTails(SelfTest& test) {
     Home home;
     home.write(header("me") + event(10) + R"({"type":"event_msg","payload":{"type":"token_count")");
-    test.expect(fresh(home) == "refused" && fresh(home, true) == "refused",
-                "流式路径遇到损坏的相关尾行必须整份拒绝");
-    home.write(header("me") + event(10) + R"({"type":"response_item","payl)");
-    test.expect(home.keep(home.setting()) == SessionReadRoute::streamed &&
-                    home.keep(home.setting()) == SessionReadRoute::hit,
-                "an unfinished line of no interest is left");
-    home.append("oad\":1}\n" + event(11));
+    test.expect(home.keep(home.setting()) == SessionReadRoute::whole &&
+                    home.keep(home.setting()) == SessionReadRoute::hit &&
+                    contents(home.cache.entries[home.log()]) == "1/10/me 10@0",
+                "an unfinished line is not there yet, whatever it holds");
+    home.append("\n" + event(11));
     test.expect(home.keep(home.setting()) == SessionReadRoute::appended &&
-                    contents(home.cache.entries[home.log()]) == fresh(home),
-                "and read when it is finished");
-    home.write(header("me") + event(10) + event(12).substr(0, event(12).size() - 1));
-    test.expect(fresh(home) == "2/12/me 10@0 2@0" && fresh(home, true) == fresh(home),
-                "a last line may lack its newline");
+                    contents(home.cache.entries[home.log()]) == "2/11/me 10@0 1@0" &&
+                    home.cache.entries[home.log()].lines.unreadable == 1,
+                "finished, a line that is no JSON is passed over and counted");
+    std::string torn;
+    for (int i = 0; i < 9; ++i) torn += "{\"type\":\"token_count\"\n";
+    home.append(torn);
+    test.expect(home.keep(home.setting()) == SessionReadRoute::failed &&
+                    home.read(home.setting()).trouble == SessionLogTrouble::damaged,
+                "ten of them, and it is no log");
 }
 
 // After each byte that a writer adds the figures are those of a fresh read of what stands there.
@@ -193,9 +189,8 @@ void checkGrowth(SelfTest& test) {
     bool agrees = true;
     for (std::size_t i = 0; i < text.size() && agrees; ++i) {
         home.append(text.substr(i, 1));
-        const auto kept = cachedSessionUsage(home.source(), home.cache, home.setting());
-        agrees = contents(kept) == fresh(home);
-        if (i % 97 == 0) agrees = agrees && fresh(home, true) == fresh(home);
+        home.keep(home.setting());
+        agrees = contents(home.cache.entries[home.log()]) == fresh(home);
     }
     test.expect(agrees && contents(home.cache.entries[home.log()]) ==
                               "5/16/me 10@3m 30@5m 15@7m 1@9m shell1",
@@ -206,37 +201,36 @@ void checkChanges(SelfTest& test) {
     Home home;
     home.write(header("me") + event(10) + event(30));
     const auto step = [&](const char* what, SessionReadRoute expected, auto change) {
-        const auto before = home.cache.entries;
         change();
         const SessionReadRoute route = home.keep(home.setting());
         test.expect(route == expected, what);
-        if (route == SessionReadRoute::failed || route == SessionReadRoute::denied) return;
+        if (route == SessionReadRoute::failed) return;
         test.expect(contents(home.cache.entries[home.log()]) == fresh(home), what);
     };
     using Route = SessionReadRoute;
-    step("new", Route::streamed, [] {});
+    step("new", Route::whole, [] {});
     step("unchanged", Route::hit, [] {});
-    step("touched", Route::streamed, [&] {
+    step("touched", Route::whole, [&] {
         fs::last_write_time(home.log(),
                             fs::last_write_time(home.log()) + std::chrono::nanoseconds(1'000));
     });
-    step("truncated", Route::streamed,
+    step("truncated", Route::whole,
          [&] { fs::resize_file(home.log(), (header("me") + event(10)).size()); });
     step("grown", Route::appended, [&] { home.append(event(20) + event(30)); });
-    step("written anew, and longer", Route::streamed, [&] {
+    step("written anew, and longer", Route::whole, [&] {
         home.write(header("me") + event(5) + event(9) + std::string(400, '\n') + event(12));
     });
-    step("replaced", Route::streamed, [&] {
+    step("replaced", Route::whole, [&] {
         home.directory.write(".codex/other", header("me") + event(7) + event(8) + event(9));
         fs::rename(home.directory.path() / ".codex/other", home.log());
     });
-    step("a link", Route::denied, [&] {
+    step("a link", Route::failed, [&] {
         fs::rename(home.log(), home.directory.path() / ".codex/real");
         fs::create_symlink(home.directory.path() / ".codex/real", home.log());
     });
-    step("back", Route::streamed,
+    step("back", Route::whole,
          [&] { fs::rename(home.directory.path() / ".codex/real", home.log()); });
-    step("gone", Route::denied, [&] { fs::remove(home.log()); });
+    step("gone", Route::failed, [&] { fs::remove(home.log()); });
     step("a FIFO", Route::failed, [&] { ::mkfifo(home.log().c_str(), 0600); });
     step("a directory", Route::failed, [&] {
         fs::remove(home.log());
@@ -248,7 +242,7 @@ void checkChanges(SelfTest& test) {
 
 bool run() {
     return SelfTest::run("session parser budget",
-                         {checkRoutes, checkLimits, checkTails, checkGrowth, checkChanges});
+                         {checkLargeLogs, checkLimits, checkTails, checkGrowth, checkChanges});
 }
 
 }  // namespace vantry::SessionParserBudgetSelfTest

@@ -160,8 +160,8 @@ struct World {
         if (!hasFingerprints) return std::nullopt;
         const StatisticsContext& statistics = context.statistics;
         const std::string day = statistics.resolvedIdentifier() + statistics.currentDayKey();
-        return CodexRefreshSourceFingerprint::Value{
-            .digest = revision + std::hash<std::string>()(day), .indexedSessionSignatures = {}};
+        return CodexRefreshSourceFingerprint::Value{.digest =
+                                                        revision + std::hash<std::string>()(day)};
     }
 
     UsageStoreSources sources() {
@@ -200,7 +200,7 @@ struct World {
                         {.context = context, .appServer = {official(context.now, false), {}}});
                 },
             .readLocalUsage =
-                [this](const auto& context, const auto&) {
+                [this](const auto& context) {
                     begin(context, localReads);
                     return localUsage(context);
                 },

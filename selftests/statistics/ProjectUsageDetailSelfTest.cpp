@@ -103,53 +103,6 @@ void checkConversations(SelfTest& test) {
     test.expect(batch.detail().toolUsages == tools, "tools by calls, then by name");
 }
 
-void checkBreakdown(SelfTest& test) {
-    UsageDimensionBreakdownAccumulator accumulator;
-    const auto add = [&](const char* id, const char* name, std::int64_t calls,
-                         const char* thread = "t1", std::optional<std::int64_t> tokens = {},
-                         std::optional<Date> at = {}) {
-        accumulator.addTool({.id = "shell",
-                             .projectID = id,
-                             .projectName = name,
-                             .callCount = calls,
-                             .threadID = thread,
-                             .estimatedTokens = tokens,
-                             .at = at});
-    };
-    add("1", "beta", 2, "t1", {}, Date(20));
-    add("1", "renamed", 3, "t1", most, Date(10));
-    add("1", "renamed", 0, "t2", 7);
-    add("2", "alpha", 5);
-    add("3", "Alpha", 5);
-    add("4", "Beta", 5);
-    add("5", "zeta", 6);
-    add("0", "beta", 5);
-    for (int use = 0; use < 2; ++use) {
-        accumulator.addSkill(
-            {.id = "s", .projectID = "1", .projectName = "beta", .threadID = "t1"});
-    }
-    const UsageDimensionBreakdown breakdown = accumulator.makeBreakdown();
-    const UsageDimensionBreakdown expected{
-        .projectsByToolID = {{"shell",
-                              {{"5", "zeta", 6, 1, {}, {}},
-                               {"3", "Alpha", 5, 1, {}, {}},
-                               {"2", "alpha", 5, 1, {}, {}},
-                               {"4", "Beta", 5, 1, {}, {}},
-                               {"0", "beta", 5, 1, {}, {}},
-                               {"1", "beta", 5, 2, most, Date(20)}}}},
-        .projectsBySkillID = {{"s", {{"1", "beta", 2, 1, {}, {}}}}}};
-    test.expect(breakdown == expected, "by events, by name in any case, by name, by id");
-    UsageDimensionBreakdown merged =
-        merging(breakdown, {.projectsByToolID = {{"shell", {{"4", "else", most, 3, 4, Date(5)}}},
-                                                 {"view", {{"1", "beta", 1, 1, {}, {}}}}}});
-    auto& rows = merged.projectsByToolID["shell"];
-    test.expect(rows.size() == 6 &&
-                    rows[0] == UsageDimensionProject{"4", "Beta", most, 4, 4, Date(5)} &&
-                    rows[1].id == "5" && merged.projectsByToolID["view"].size() == 1 &&
-                    merged.projectsBySkillID == breakdown.projectsBySkillID,
-                "merged project by project, and ranked anew");
-}
-
 void checkBoard(SelfTest& test) {
     const Calendar calendar(*TimeZone::named("Asia/Shanghai"));
     const Date captured = *iso8601Date("2026-03-10T02:00:00Z");
@@ -275,8 +228,8 @@ void checkShares(SelfTest& test) {
 }  // namespace
 
 bool run() {
-    return SelfTest::run("project usage detail", {checkWindows, checkConversations, checkBreakdown,
-                                                  checkBoard, checkEstimate, checkShares});
+    return SelfTest::run("project usage detail", {checkWindows, checkConversations, checkBoard,
+                                                  checkEstimate, checkShares});
 }
 
 }  // namespace vantry::ProjectUsageDetailSelfTest

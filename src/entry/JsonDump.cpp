@@ -29,6 +29,7 @@ JsonValue distinct(const LocalModelUsage& usage, Key of) {
 }
 
 void addLocalDetail(JsonValue::Object& members, const LocalUsage& local) {
+    members["localGapCount"] = local.gaps.count();
     if (local.projectBoard) members["projectCount"] = count(local.projectBoard->allProjects.size());
     members["toolCount"] = count(local.toolUsages.size());
     members["skillCount"] = count(local.skillUsages.size());
@@ -50,6 +51,7 @@ JsonValue probeRuntimeSummaryJSONObject(const RuntimeUsageSnapshot& runtime, Dat
                               {"status", rawText(seen.status)},
                               {"quotaAvailable", seen.quotaRemainingPercent.has_value()},
                               {"localUsageAvailable", hasDetail},
+                              {"localGapCount", nullptr},
                               {"taskBoardAvailable", snapshot.taskBoard.has_value()},
                               {"taskCount", nullptr},
                               {"trendDayCount", nullptr},

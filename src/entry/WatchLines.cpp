@@ -54,6 +54,7 @@ class LineMaker {
         addTokens();
         addConversations();
         if (snapshot_.readerState.isLoading && !snapshot_.local) add(word(reading));
+        addGaps();
         addStaleMarks();
         addMessages();
         return std::move(parts_);
@@ -146,6 +147,13 @@ class LineMaker {
         if (isZh()) return add(fmt::format("{} 个活跃会话", text));
         const std::string_view ending = count == 1 ? "" : "s";
         add(fmt::format("{} active conversation{}", text, ending));
+    }
+
+    void addGaps() {
+        const std::int64_t count = showsLocal_ ? snapshot_.local->gaps.count() : 0;
+        if (count == 0) return;
+        if (isZh()) return add(fmt::format("{} 处缺口", count));
+        add(fmt::format("{} gap{}", count, count == 1 ? "" : "s"));
     }
 
     // Only of what the line rests on.

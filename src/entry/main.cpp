@@ -8,6 +8,7 @@
 #include "entry/ApplicationStart.h"
 #include "entry/JsonDump.h"
 #include "entry/Watch.h"
+#include "local/LocalUsageReader.h"
 #include "runtime/MultiRuntimeUsageReader.h"
 #include "selftests/SelfTestModes.h"
 
@@ -25,6 +26,24 @@ void openMissingStandardDescriptors() {
 
 MultiRuntimeUsageSnapshot readEverything() {
     return MultiRuntimeUsageReader().load(StatisticsTimeZonePreference::defaultValue(), {});
+}
+
+// Forgets what is kept of logs that are no longer there, those included that nothing has missed
+// yet.
+int forgetGone() {
+    const auto context =
+        RuntimeLoadContext::live(Date::now(), StatisticsTimeZonePreference::defaultValue());
+    ReaderCaches caches;
+    CodexUsageReader::readLocalUsage({.context = context, .userCodex = CodexFolders::ofUser()},
+                                     caches);
+    const auto count = CodexUsageReader::forgetGoneSessions(context.cacheDirectory);
+    if (!count) {
+        std::cerr << "vantry: what is kept of the logs cannot be changed" << std::endl;
+        return 1;
+    }
+    std::cout << "Forgot " << *count << (*count == 1 ? " log that is" : " logs that are") << " gone"
+              << std::endl;
+    return 0;
 }
 
 }  // namespace
@@ -52,6 +71,7 @@ int main(int argc, char** argv) {
         return 0;
     }
     if (isGiven("--watch")) return runWatch();
+    if (arguments.size() > 1 && arguments[1] == "forget-gone") return forgetGone();
     HeadlessPlatform platform;
     startApplication(arguments, platform);
     return 0;

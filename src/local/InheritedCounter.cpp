@@ -13,7 +13,6 @@ using Reading = SessionReadings::Reading;
 // The readings that the counter can have stood at when a log left its history, newest log first.
 struct AncestorReadings {
     std::vector<std::span<const Reading>> logs;
-    bool isKnown = false;  ///< every log of the history was there to be looked at
 
     const TokenBreakdown* last() const {
         const auto found = std::ranges::find_if(logs, [](const auto& log) { return !log.empty(); });
@@ -28,23 +27,24 @@ struct AncestorReadings {
 };
 
 AncestorReadings ancestorReadings(const LoadedSessionUsage& session,
-                                  const SessionsByThreadId& sessions, SessionDeltaMemo& memo) {
+                                  const SessionFamilies& families, SessionDeltaMemo& memo) {
     AncestorReadings result;
-    std::set<std::string> visited{session.source.threadId};
-    auto base = session.entry.lineage->historyBase;
+    std::set<std::string> visited;
+    auto base = session.lineage().historyBase;
     while (base) {
-        const auto found = sessions.find(base->threadId);
-        if (found == sessions.end() || !visited.insert(base->threadId).second) return result;
-        const LoadedSessionUsage& ancestor = *found->second;
-        const SessionReadings* readings = memo.readings(base->threadId, ancestor.entry);
-        if (readings == nullptr) return result;
-        result.logs.push_back(readings->before(base->endOrdinalExclusive));
+        const auto& versions = families.ofSegment(base->threadId);
+        if (versions.empty() || !visited.insert(base->threadId).second) return result;
+        // Several states of one log show the same readings as far as they go together.
+        for (const LoadedSessionUsage* version : versions) {
+            if (const SessionReadings* readings = memo.readings(version->entry)) {
+                result.logs.push_back(readings->before(base->endOrdinalExclusive));
+            }
+        }
         // Line numbers go on from the log before, so a history that ends inside it ends there too.
         const std::int64_t end = base->endOrdinalExclusive;
-        base = ancestor.entry.lineage ? ancestor.entry.lineage->historyBase : std::nullopt;
+        base = versions.front()->lineage().historyBase;
         if (base) base->endOrdinalExclusive = std::min(base->endOrdinalExclusive, end);
     }
-    result.isKnown = true;
     return result;
 }
 
@@ -64,29 +64,19 @@ std::optional<TokenBreakdown> startOf(const SessionFirstReading& first) {
 
 }  // namespace
 
-std::optional<TokenBreakdown> firstCost(const LoadedSessionUsage& session,
-                                        const SessionsByThreadId& sessions,
-                                        SessionDeltaMemo& memo) {
-    const SessionUsageCacheEntry& entry = session.entry;
-    const bool inherits = entry.lineage && entry.lineage->historyBase;
-    if (!entry.firstReading) {
-        if (inherits && entry.deltaCount() > 0) return std::nullopt;
-        return TokenBreakdown{};
-    }
-    const SessionFirstReading& first = *entry.firstReading;
-    if (!inherits) return first.total;
-    const AncestorReadings ancestors = ancestorReadings(session, sessions, memo);
-    if (!ancestors.isKnown) {
-        const auto start = startOf(first);
-        return start && start->isZero() ? std::optional(first.total) : std::nullopt;
-    }
+FirstCost firstCost(const LoadedSessionUsage& session, const SessionFamilies& families,
+                    SessionDeltaMemo& memo) {
+    if (!session.entry.firstReading) return {};
+    const SessionFirstReading& first = *session.entry.firstReading;
+    if (!session.lineage().historyBase) return {.tokens = first.total};
+    const AncestorReadings ancestors = ancestorReadings(session, families, memo);
     // The reading at the point of leaving decides; an older one only where that one does not fit.
     const TokenBreakdown* last = ancestors.last();
-    if (last != nullptr && first.total == *last) return TokenBreakdown{};
+    if (last != nullptr && first.total == *last) return {};
     const auto start = startOf(first);
-    if (start && (start->isZero() || ancestors.hold(*start))) return first.last;
-    if (ancestors.hold(first.total)) return TokenBreakdown{};
-    return std::nullopt;
+    if (start && (start->isZero() || ancestors.hold(*start))) return {.tokens = *first.last};
+    if (ancestors.hold(first.total)) return {};
+    return {.tokens = first.last.value_or(TokenBreakdown{}), .isProved = false};
 }
 
 }  // namespace vantry::InheritedCounter

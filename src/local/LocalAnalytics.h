@@ -25,6 +25,7 @@ struct LocalAnalytics {
     std::vector<SkillUsage> skillUsages;
     std::optional<LocalModelUsage> modelUsage;
     std::vector<LocalThread> recentThreads;  ///< newest first
+    LocalUsageGaps gaps;
 
     friend bool operator==(const LocalAnalytics&, const LocalAnalytics&) = default;
 };
@@ -43,7 +44,8 @@ struct RecordFields<LocalAnalytics> {
                                      field("toolUsages", &Analytics::toolUsages),
                                      field("skillUsages", &Analytics::skillUsages),
                                      field("modelUsage", &Analytics::modelUsage),
-                                     field("recentThreads", &Analytics::recentThreads)};
+                                     field("recentThreads", &Analytics::recentThreads),
+                                     field("gaps", &Analytics::gaps)};
 };
 
 /// A complete batch with the day, the zone and the sources that it was made from.

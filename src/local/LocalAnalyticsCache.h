@@ -20,8 +20,8 @@ struct LocalAnalyticsCache {
 
 namespace LocalAnalyticsCachePolicy {
 
-/// A batch that left future events out is not kept, so that they count as soon as their time has
-/// come.
+/// A batch that left events of the coming day out is not kept, so that they count as soon as their
+/// time has come. Those further ahead belong to another day's batch.
 constexpr bool mayStore(std::int64_t rejectedFutureTokenEventCount) {
     return rejectedFutureTokenEventCount == 0;
 }
@@ -31,7 +31,7 @@ constexpr bool mayStore(std::int64_t rejectedFutureTokenEventCount) {
 namespace CodexUsageReader {
 
 /// Raised whenever the analytics change their meaning; an entry of another version is not used.
-inline constexpr std::int64_t localAnalyticsCacheVersion = 32;
+inline constexpr std::int64_t localAnalyticsCacheVersion = 33;
 inline constexpr std::int64_t localAnalyticsCacheByteLimit = 8 * 1024 * 1024;
 
 /// The cache file below a directory of caches; an empty path, for no persistence, below none.

@@ -3,14 +3,16 @@
 #include <fmt/format.h>
 #include <optional>
 
+#include "diagnostics/DebugLog.h"
 #include "diagnostics/ReaderPerformanceTrace.h"
 #include "local/LocalAnalyticsMaking.h"
 #include "local/LocalAnalyticsRefusal.h"
 #include "local/SessionAggregation.h"
+#include "local/SessionKeeping.h"
 #include "local/SessionLineParser.h"
 #include "local/SessionUsageCacheFile.h"
-#include "local/SessionValidation.h"
 #include "local/SourceFingerprint.h"
+#include "platform/AtomicFile.h"
 
 namespace vantry::CodexUsageReader {
 
@@ -34,21 +36,29 @@ void loadCaches(const LocalAnalyticsRequest& request, ReaderCaches& caches) {
         caches.analytics.persistent =
             readPersistentLocalAnalyticsCache(localAnalyticsCacheURL(request.cacheDirectory));
     }
-    persistentSessionUsageCache(caches.sessions, sessionUsageCacheURL(request.cacheDirectory));
+    SessionUsageCache& sessions = caches.sessions;
+    loadKeptSessions(keptSessionsURL(request.cacheDirectory), sessions);
+    persistentSessionUsageCache(sessions, sessionUsageCacheURL(request.cacheDirectory));
 }
 
-void persistSessionCache(const LocalAnalyticsRequest& request, const Sources& sources,
-                         SessionUsageCache& cache) {
-    if (!request.persistCaches || !cache.hasChanges) return;
+void persistSessionCache(const LocalAnalyticsRequest& request, SessionUsageCache& cache) {
+    if (!request.persistCaches || request.cacheDirectory.empty()) return;
+    if (!cache.hasKeptChanges && !cache.hasChanges) return;
+    std::error_code error;
+    std::filesystem::create_directories(request.cacheDirectory, error);
+    // Two readers that write at once would each lose what the other has kept.
+    const FileDescriptor lock = lockBeside(keptSessionsURL(request.cacheDirectory));
+    if (!lock.isOpen()) return;
+    // First what is nowhere else: then the logs that went there may leave the cache.
+    if (!saveKeptSessions(keptSessionsURL(request.cacheDirectory), cache)) return;
+    if (!cache.hasChanges) return;
+    const std::string home = sessionHomeName(request.codexHome);
     std::set<std::string> activePaths;
-    for (const SessionUsageSource& source : sources) activePaths.insert(source.rolloutPath);
+    for (const auto& [path, entry] : cache.entries) {
+        if (entry.home == home) activePaths.insert(path);
+    }
     writePersistentSessionUsageCache(cache, {.file = sessionUsageCacheURL(request.cacheDirectory),
                                              .activePaths = std::move(activePaths),
-                                             .isAllowed =
-                                                 [&](const std::string& path) {
-                                                     return sessionRolloutAccessIsAllowed(
-                                                         path, request.homeDirectory);
-                                                 },
                                              .now = request.windows.now});
 }
 
@@ -60,27 +70,19 @@ void persistAnalytics(const LocalAnalyticsRequest& request, LocalAnalyticsCache&
     }
 }
 
-void persistPendingLocalUsageCaches(const LocalAnalyticsRequest& request, const Sources& sources,
-                                    ReaderCaches& caches) {
-    persistSessionCache(request, sources, caches.sessions);
+void persistPendingLocalUsageCaches(const LocalAnalyticsRequest& request, ReaderCaches& caches) {
+    persistSessionCache(request, caches.sessions);
     persistAnalytics(request, caches.analytics);
 }
 
-std::optional<LocalAnalyticsRefusal> refusalOf(const ValidatedSessions& validated) {
-    using Reason = LocalAnalyticsRefusal::Reason;
-    if (!validated.parentChainsAreSound) return LocalAnalyticsRefusal{Reason::parentChain};
-    const std::size_t unreadable = validated.loaded.unreadablePaths.size();
-    if (unreadable > 0) return LocalAnalyticsRefusal{Reason::unreadableLogs, unreadable};
-    return std::nullopt;
-}
-
-std::optional<LocalAnalyticsRefusal> refusalOf(const SessionBatchFailures& failures) {
-    using Reason = LocalAnalyticsRefusal::Reason;
-    if (failures.unresolvedParents > 0) {
-        return LocalAnalyticsRefusal{Reason::unresolvedParents, failures.unresolvedParents};
+// Each path is named once, however often it is read.
+void nameGaps(const LocalUsageGaps& gaps, SessionUsageCache& cache) {
+    for (const LocalUsageGap& gap : gaps.list) {
+        for (const std::string& path : gap.paths) {
+            std::string line = std::string(rawText(gap.kind)) + ": " + path;
+            if (cache.namedGaps.insert(line).second) debugLog("session logs: " + line);
+        }
     }
-    if (!failures.isNone()) return LocalAnalyticsRefusal{Reason::damagedCache};
-    return std::nullopt;
 }
 
 /// The entry that was made from exactly these sources, now in memory; null without one.
@@ -123,11 +125,7 @@ LocalAnalyticsReadResult readLocalAnalytics(const LocalAnalyticsRequest& request
     if (const auto* failure = std::get_if<SQLiteReadFailure>(&index)) {
         return {.capturedAt = now, .sqliteFailure = *failure};
     }
-    const Sources& sources = std::get<Sources>(index);
-    if (sources.empty()) {
-        messages.emplace_back("未找到 Codex session 日志");
-        return {.capturedAt = now};
-    }
+    const Sources& rows = std::get<Sources>(index);
     LocalAnalyticsSources made{
         .day = {.dayKey = request.statistics.dayKey(request.windows.todayStart),
                 .timeZoneIdentifier = request.statistics.resolvedIdentifier()},
@@ -137,26 +135,25 @@ LocalAnalyticsReadResult readLocalAnalytics(const LocalAnalyticsRequest& request
     loadCaches(request, caches);
     trace.checkpoint("cache-read");
 
-    const auto refuse = [&](const LocalAnalyticsRefusal& refusal) {
-        // What was read well need not be read again.
-        persistSessionCache(request, sources, caches.sessions);
-        auto result = fallbackResult(caches.analytics, made.day, now);
-        messages.push_back(refusal.message(result.isStale));
-        return result;
-    };
-    const SessionReadSetting setting{.homeDirectory = request.homeDirectory, .now = now};
-    const ValidatedSessions validated =
-        validateSessions({.sources = sources,
-                          .setting = setting,
-                          .requiredPaths = request.requiredSessionValidationPaths},
-                         caches.sessions);
+    const SessionReadSetting setting{.codexHome = request.codexHome, .now = now};
+    LoadedSessions loaded = loadSessions({.rows = rows, .setting = setting}, caches.sessions);
     trace.checkpoint("session-validation");
-    if (const auto refusal = refusalOf(validated)) return refuse(*refusal);
+    if (loaded.waitingLogs > 0) {
+        // What was read well need not be read again.
+        persistSessionCache(request, caches.sessions);
+        auto result = fallbackResult(caches.analytics, made.day, now);
+        messages.push_back(unreadableLogsMessage(loaded.waitingLogs, result.isStale));
+        return result;
+    }
+    loaded.gaps.settle();
+    if (rows.empty() && loaded.sessions.empty() && loaded.gaps.list.empty()) {
+        messages.emplace_back("未找到 Codex session 日志");
+        return {.capturedAt = now};
+    }
 
-    rememberSources(sources, now, caches.sessions);
-    made.sourceFingerprint = sessionSourcesFingerprint(validated.loaded.sessions);
+    made.sourceFingerprint = sessionSourcesFingerprint(loaded);
     if (const auto* entry = reusableEntry(made, caches.analytics, trace)) {
-        persistPendingLocalUsageCaches(request, sources, caches);
+        persistPendingLocalUsageCaches(request, caches);
         return {.analytics = entry->analytics,
                 .capturedAt = entry->capturedAt,
                 .readStatus = LocalUsageReadStatus::complete};
@@ -168,16 +165,18 @@ LocalAnalyticsReadResult readLocalAnalytics(const LocalAnalyticsRequest& request
          .acceptsEventsWrittenDuringLoad = request.acceptsEventsWrittenDuringLoad},
         request.statistics);
     SessionAggregation aggregation(request.statistics, request.windows, cutoff);
-    const SessionBatchFailures failures = visitEffectiveUsage(
-        validated.loaded, cutoff, [&](const VisitedSession& session) { aggregation.add(session); });
-    if (const auto refusal = refusalOf(failures)) return refuse(*refusal);
+    LocalUsageGaps gaps = loaded.gaps;
+    visitEffectiveUsage(loaded, cutoff, gaps,
+                        [&](const VisitedSession& session) { aggregation.add(session); });
+    gaps.settle();
+    nameGaps(gaps, caches.sessions);
     trace.checkpoint("aggregate");
     const std::int64_t rejected = aggregation.rejectedFutureEventCount();
     if (rejected > 0) {
         messages.push_back(fmt::format("已忽略 {} 条时间晚于本次刷新的 token 事件", rejected));
     }
 
-    persistSessionCache(request, sources, caches.sessions);
+    persistSessionCache(request, caches.sessions);
     trace.checkpoint("session-cache-write");
 
     auto skills = makeSkillUsages(aggregation.skills(),
@@ -186,13 +185,15 @@ LocalAnalyticsReadResult readLocalAnalytics(const LocalAnalyticsRequest& request
     trace.checkpoint("skill-metadata");
     LocalAnalyticsReadResult result{.capturedAt = now,
                                     .readStatus = LocalUsageReadStatus::complete};
-    if (aggregation.tokenEventCount() == 0) {
+    if (!aggregation.hasTokenEvents()) {
         messages.emplace_back("未找到 Codex token_count 事件");
+        result.analytics.gaps = std::move(gaps);
         return result;
     }
     result.analytics = makeLocalAnalytics(aggregation, request.statistics, request.windows);
+    result.analytics.gaps = std::move(gaps);
     result.analytics.skillUsages = std::move(skills);
-    if (LocalAnalyticsCachePolicy::mayStore(rejected)) {
+    if (LocalAnalyticsCachePolicy::mayStore(rejected - aggregation.setAsideEventCount())) {
         publish(made, result, caches.analytics);
         persistAnalytics(request, caches.analytics);
     }

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <filesystem>
-#include <set>
 #include <string>
 #include <vector>
 
@@ -14,19 +13,19 @@ namespace vantry::CodexUsageReader {
 
 struct LocalAnalyticsRequest {
     StateDatabase database;
-    std::filesystem::path homeDirectory;   ///< logs lie below its `.codex`
-    std::filesystem::path codexHome;       ///< Skills may lie below it
+    std::filesystem::path homeDirectory;   ///< Skills lie below it
+    std::filesystem::path codexHome;       ///< logs lie below it, and Skills may
     std::filesystem::path cacheDirectory;  ///< may be empty: nothing is kept on disk
     const StatisticsContext& statistics;
     const StatisticsWindows& windows;
     bool acceptsEventsWrittenDuringLoad = false;
     bool persistCaches = true;  ///< else what changed waits for the next read that may write
-    std::set<std::string> requiredSessionValidationPaths = {};
 };
 
-/// What the session logs say, all of them or none: a batch with one log that cannot be read, or
-/// one parent that cannot be checked, gives the last complete figures of the day, marked stale, or
-/// nothing. Messages for the user are appended. Blocks; one read at a time for each `caches`.
+/// What the session logs say. A log that cannot be read now, and may be readable soon, holds the
+/// batch back: the last complete figures of the day come back, marked stale, or nothing. What
+/// cannot be had at all is named in the gaps, and everything else is counted. Messages for the user
+/// are appended. Blocks; one read at a time for each `caches`.
 LocalAnalyticsReadResult readLocalAnalytics(const LocalAnalyticsRequest& request,
                                             ReaderCaches& caches,
                                             std::vector<std::string>& messages);

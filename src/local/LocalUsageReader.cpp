@@ -27,6 +27,13 @@ CodexProjectNameIndex readProjectNames(const fs::path& codexHome) {
     return CodexProjectNameIndex(bytes ? std::optional<std::string_view>(*bytes) : std::nullopt);
 }
 
+// What a link leads to: two homes behind one link are two homes.
+fs::path canonicalPath(const fs::path& path) {
+    std::error_code error;
+    fs::path canonical = fs::canonical(path, error);
+    return error ? path : canonical;
+}
+
 std::vector<ProjectUsage> named(const std::vector<ProjectUsage>& projects,
                                 const CodexProjectNameIndex& names) {
     return applyingCodexProjectNames(projects, names);
@@ -67,7 +74,8 @@ LocalUsage compose(const SQLiteLocalTotals& totals, LocalAnalytics analytics) {
                      .recentThreads = std::move(analytics.recentThreads),
                      .toolUsages = std::move(analytics.toolUsages),
                      .skillUsages = std::move(analytics.skillUsages),
-                     .modelUsage = std::move(analytics.modelUsage)};
+                     .modelUsage = std::move(analytics.modelUsage),
+                     .gaps = std::move(analytics.gaps)};
     if (!analytics.detailedUsage) return local;
     const DetailedUsage& detailed = *analytics.detailedUsage;
     local.lifetimeTokens = detailed.lifetime.tokens.visibleTotalTokens();
@@ -118,13 +126,12 @@ LocalUsageRead readLocalUsage(const LocalUsageRequest& request, ReaderCaches& ca
     auto analytics = readLocalAnalytics(
         {.database = *database,
          .homeDirectory = context.homeDirectory,
-         .codexHome = context.codex().home,
+         .codexHome = canonicalPath(context.codex().home),
          .cacheDirectory = context.cacheDirectory,
          .statistics = context.statistics,
          .windows = windows,
          .acceptsEventsWrittenDuringLoad = context.acceptsEventsWrittenDuringLoad,
-         .persistCaches = request.persistCaches,
-         .requiredSessionValidationPaths = request.requiredSessionValidationPaths},
+         .persistCaches = request.persistCaches},
         caches, read.messages);
     read.result = {.capturedAt = analytics.capturedAt,
                    .isStale = analytics.isStale,

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <set>
 #include <string>
 #include <vector>
 
@@ -15,7 +14,6 @@ struct LocalUsageRequest {
     /// Where the names of projects are kept: the user's own, whatever home is read.
     CodexFolders userCodex;
     bool persistCaches = true;
-    std::set<std::string> requiredSessionValidationPaths = {};
 };
 
 /// A read of the local records with the words for its user.

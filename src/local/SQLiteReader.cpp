@@ -64,7 +64,8 @@ BoundedProcessResult runUnlocked(const SQLiteQuery& query) {
 SQLiteAnswer askSQLite(const SQLiteQuery& query) {
     const BoundedProcessResult result = runUnlocked(query);
     if (result.kind != BoundedProcessResult::Kind::success) {
-        return {.isNoDatabase = complainsOf(result, "is not a database")};
+        return {.isNoDatabase =
+                    complainsOf(result, "is not a database") || complainsOf(result, "malformed")};
     }
     // Without rows the program prints nothing.
     const std::string& output = result.output.standardOutput;

@@ -18,7 +18,7 @@ constexpr double secondsPerDay = 86'400;
 
 // Codex moves the log of an archived conversation to a folder of its own.
 bool isArchived(const std::string& rolloutPath) {
-    return rolloutPath.find("/.codex/archived_sessions/") != std::string::npos;
+    return rolloutPath.find("/archived_sessions/") != std::string::npos;
 }
 
 }  // namespace
@@ -44,8 +44,12 @@ SessionAggregation::SessionAggregation(const StatisticsContext& statistics,
       models_(cutoff, calendar_) {}
 
 void SessionAggregation::add(const CodexUsageReader::VisitedSession& session) {
-    ++sessionCount_;
-    tokenEventCount_ = saturatingAdd(tokenEventCount_, session.entry.tokenEventCount);
+    if (!session.isBorrowed) {
+        ++sessionCount_;
+        tokenEventCount_ = saturatingAdd(tokenEventCount_, session.entry.tokenEventCount);
+        hasTokenEvents_ = hasTokenEvents_ || session.entry.hasTokenEvents;
+    }
+    setAsideEventCount_ = saturatingAdd(setAsideEventCount_, session.usage.setAsideDeltaCount);
     rejectedFutureEventCount_ =
         saturatingAdd(rejectedFutureEventCount_, session.usage.rejectedFutureDeltaCount);
     Project& home = project(session.source.cwd);
@@ -59,7 +63,7 @@ void SessionAggregation::add(const CodexUsageReader::VisitedSession& session) {
     home.rows.sevenDays.add(session.source.threadId, share.sevenDays);
     home.rows.all.add(session.source.threadId, share.all);
     addToolsAndSkills(session, home);
-    addRecentThread(session, share.all.tokens.visibleTotalTokens());
+    addThread(session, share.all.tokens.visibleTotalTokens());
 }
 
 SessionAggregation::Project& SessionAggregation::project(const std::string& workingDirectory) {
@@ -165,24 +169,33 @@ void SessionAggregation::addToolsAndSkills(const CodexUsageReader::VisitedSessio
     }
 }
 
-void SessionAggregation::addRecentThread(const CodexUsageReader::VisitedSession& session,
-                                         std::int64_t tokens) {
+void SessionAggregation::addThread(const CodexUsageReader::VisitedSession& session,
+                                   std::int64_t tokens) {
     const SessionUsageSource& source = session.source;
     if (source.isSubagent) return;
-    const auto isNewer = [](const LocalThread& a, const LocalThread& b) {
+    const auto [place, isNew] = threads_.try_emplace(source.threadId);
+    LocalThread& thread = place->second;
+    thread.tokens = saturatingAdd(thread.tokens, tokens);
+    if (!isNew && (session.isBorrowed || !(thread.updatedAt <= source.updatedAt))) return;
+    thread.id = source.threadId;
+    thread.title = CodexUsageReader::normalizedConversationTitle(source.title.value_or(""));
+    thread.updatedAt = source.updatedAt;
+    thread.model = source.model;
+    thread.cwd = source.cwd;
+    thread.archived = isArchived(source.rolloutPath);
+}
+
+std::vector<LocalThread> SessionAggregation::recentThreads() const {
+    std::vector<LocalThread> threads;
+    threads.reserve(threads_.size());
+    for (const auto& [id, thread] : threads_) threads.push_back(thread);
+    const std::size_t count = std::min(threads.size(), recentThreadLimit);
+    const auto end = threads.begin() + static_cast<std::ptrdiff_t>(count);
+    std::ranges::partial_sort(threads, end, [](const LocalThread& a, const LocalThread& b) {
         return a.updatedAt != b.updatedAt ? a.updatedAt > b.updatedAt : a.id < b.id;
-    };
-    LocalThread thread{
-        .id = source.threadId,
-        .title = CodexUsageReader::normalizedConversationTitle(source.title.value_or("")),
-        .tokens = tokens,
-        .updatedAt = source.updatedAt,
-        .model = source.model,
-        .cwd = source.cwd,
-        .archived = isArchived(source.rolloutPath)};
-    const auto place = std::ranges::upper_bound(recentThreads_, thread, isNewer);
-    recentThreads_.insert(place, std::move(thread));
-    if (recentThreads_.size() > recentThreadLimit) recentThreads_.pop_back();
+    });
+    threads.erase(end, threads.end());
+    return threads;
 }
 
 }  // namespace vantry

@@ -43,7 +43,9 @@ class SessionAggregation {
 
     std::int64_t sessionCount() const { return sessionCount_; }
     std::int64_t tokenEventCount() const { return tokenEventCount_; }  ///< repeats included
+    bool hasTokenEvents() const { return hasTokenEvents_; }
     std::int64_t rejectedFutureEventCount() const { return rejectedFutureEventCount_; }
+    std::int64_t setAsideEventCount() const { return setAsideEventCount_; }
 
     /// By day key, for the days of the trend.
     const std::map<std::string, PricedTokenUsage>& dailyUsage() const { return dailyUsage_; }
@@ -63,7 +65,7 @@ class SessionAggregation {
     std::optional<LocalModelUsage> modelUsage() const { return models_.makeUsage(); }
 
     /// Newest first, subagents left out.
-    const std::vector<LocalThread>& recentThreads() const { return recentThreads_; }
+    std::vector<LocalThread> recentThreads() const;
 
   private:
     struct Share;
@@ -72,7 +74,7 @@ class SessionAggregation {
     void addEvent(const SessionUsageDelta& delta, Share& share);
     void addDay(const SessionUsageDelta& delta, double costUSD);
     void addToolsAndSkills(const CodexUsageReader::VisitedSession& session, Project& project);
-    void addRecentThread(const CodexUsageReader::VisitedSession& session, std::int64_t tokens);
+    void addThread(const CodexUsageReader::VisitedSession& session, std::int64_t tokens);
     const ModelTokenPrice& price(const std::optional<std::string>& model);
 
     StatisticsWindows windows_;
@@ -80,7 +82,9 @@ class SessionAggregation {
     Totals totals_;
     std::int64_t sessionCount_ = 0;
     std::int64_t tokenEventCount_ = 0;
+    bool hasTokenEvents_ = false;
     std::int64_t rejectedFutureEventCount_ = 0;
+    std::int64_t setAsideEventCount_ = 0;
     std::map<std::string, PricedTokenUsage> dailyUsage_;
     HourlyUsageSeriesAccumulator hours_;
     LocalModelUsageAccumulator models_;
@@ -88,7 +92,7 @@ class SessionAggregation {
     std::map<std::string, Project> projects_;
     std::map<std::string, ToolUsageAccumulator> tools_;
     std::map<std::string, SkillUsageAccumulator> skills_;
-    std::vector<LocalThread> recentThreads_;
+    std::map<std::string, LocalThread> threads_;  ///< by id; a thread can have several logs
 
     // What the event before needed is mostly what the next one needs.
     std::optional<Date> lastDayStart_;

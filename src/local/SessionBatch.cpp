@@ -2,120 +2,316 @@
 
 #include <algorithm>
 #include <atomic>
+#include <numeric>
 #include <set>
 #include <system_error>
+#include <unordered_map>
+#include <unordered_set>
+#include <utility>
 
+#include "local/SessionKeeping.h"
+#include "local/SessionVersions.h"
 #include "platform/WorkQueue.h"
 
 namespace vantry::CodexUsageReader {
 
 namespace {
 
-const SessionUsageCacheEntry* cachedEntry(const SessionUsageCache& cache, const std::string& path) {
-    const auto found = cache.entries.find(path);
-    return found == cache.entries.end() ? nullptr : &found->second;
+namespace fs = std::filesystem;
+
+/// A log that may be there.
+struct Candidate {
+    std::string path;
+    std::string fallbackThreadId;
+    bool isInAllowedFolder = false;
+    SessionReadOutcome outcome;
+};
+
+LocalUsageGapKind gapKindOf(SessionLogTrouble trouble) {
+    switch (trouble) {
+        case SessionLogTrouble::notRegular:
+            return LocalUsageGapKind::notRegularFile;
+        case SessionLogTrouble::outside:
+            return LocalUsageGapKind::outsideFolders;
+        case SessionLogTrouble::damaged:
+            return LocalUsageGapKind::damagedLog;
+        case SessionLogTrouble::absent:
+            return LocalUsageGapKind::missingLog;
+        default:
+            return LocalUsageGapKind::unreadableLog;
+    }
 }
 
-// Reads the logs of those positions. The cache is only looked at meanwhile.
-std::vector<SessionReadOutcome> readAll(const SessionBatchRequest& request,
-                                        const std::vector<std::size_t>& positions,
-                                        const SessionUsageCache& cache) {
-    std::vector<SessionReadOutcome> outcomes(positions.size());
-    std::atomic<std::size_t> next = 0;
-    const auto readRest = [&] {
-        for (std::size_t i = next++; i < positions.size(); i = next++) {
-            const SessionUsageSource& source = request.sources[positions[i]];
-            outcomes[i] =
-                readSession(source, cachedEntry(cache, source.rolloutPath), request.setting);
+std::string unpackedPath(const std::string& path) {
+    return isCompressedSession(path) ? path.substr(0, path.rfind('.')) : path;
+}
+
+/// One run of loadSessions(), step by step.
+class BatchLoader {
+  public:
+    BatchLoader(const SessionBatchRequest& request, SessionUsageCache& cache)
+        : request_(request), cache_(cache) {}
+
+    LoadedSessions load() {
+        adoptSessionHome(request_.setting.codexHome, cache_);
+        if (!collect()) {
+            ++loaded_.waitingLogs;
+            return std::move(loaded_);
         }
-    };
-    try {
-        const std::size_t threads = std::max<std::size_t>(request.threadCount, 1);
-        WorkQueue queue(threads);
-        TaskGroup group(queue);
-        for (std::size_t thread = 0; thread < threads; ++thread) group.submit(readRest);
-        group.wait();
-    } catch (const std::system_error&) {
-        readRest();  // no thread could be had but this one
+        readAll();
+        keepOutcomes();
+        keepVanishedSessions({.codexHome = request_.setting.codexHome, .livePaths = livePaths_},
+                             cache_);
+        addLive();
+        dropCopies();
+        forgetReturned();
+        addGone();
+        addRowsWithoutLog();
+        dropCycles();
+        return std::move(loaded_);
     }
-    return outcomes;
-}
 
-std::map<std::string, std::vector<std::string>> parentsOf(
-    const std::vector<LoadedSessionUsage>& sessions) {
-    std::map<std::string, std::vector<std::string>> parents;
-    for (const LoadedSessionUsage& session : sessions) {
-        const auto& lineage = session.entry.lineage;
-        if (!lineage) continue;
-        auto& list = parents[session.source.threadId];
-        if (lineage->parentThreadId) list.push_back(*lineage->parentThreadId);
-        if (lineage->historyBase) list.push_back(lineage->historyBase->threadId);
+  private:
+    // False where what lies in the folders cannot be told now.
+    bool collect() {
+        const auto listing = sessionLogFiles(request_.setting.codexHome, cache_.folders);
+        for (const std::string& path : listing.strangers) {
+            loaded_.gaps.add(LocalUsageGapKind::notRegularFile, path);
+        }
+        for (const std::string& path : listing.closed) {
+            loaded_.gaps.add(LocalUsageGapKind::unreadableLog, path);
+        }
+        std::unordered_set<std::string> stems;
+        std::unordered_set<std::string> paths;
+        std::unordered_map<std::string, bool> folders;
+        for (const std::string& path : listing.logs) {
+            const std::string folder = path.substr(0, path.rfind('/'));
+            const auto [known, isNew] = folders.try_emplace(folder);
+            if (isNew) {
+                known->second = sessionRolloutAccessIsAllowed(folder, request_.setting.codexHome);
+            }
+            stems.insert(sessionFileStem(path));
+            candidates_.push_back({.path = path,
+                                   .fallbackThreadId = sessionThreadIdOfFile(path),
+                                   .isInAllowedFolder = known->second});
+        }
+        for (const SessionUsageSource& row : request_.rows) {
+            // The home's own folders come first: the row of a home that was moved names another
+            // place.
+            rowsById_.emplace(row.threadId, &row);
+            if (stems.contains(sessionFileStem(row.rolloutPath))) continue;
+            if (!paths.insert(row.rolloutPath).second) continue;
+            candidates_.push_back({.path = row.rolloutPath, .fallbackThreadId = row.threadId});
+        }
+        return listing.isWhole;
     }
-    return parents;
-}
+
+    void read(Candidate& candidate) const {
+        const auto cached = cache_.entries.find(candidate.path);
+        const auto trouble = cache_.kept.troubles.find(candidate.path);
+        candidate.outcome = readSession(
+            {.path = candidate.path,
+             .fallbackThreadId = candidate.fallbackThreadId,
+             .isInAllowedFolder = candidate.isInAllowedFolder,
+             .cached = cached == cache_.entries.end() ? nullptr : &cached->second,
+             .knownTrouble = trouble == cache_.kept.troubles.end() ? nullptr : &trouble->second},
+            request_.setting);
+    }
+
+    // The cache is only looked at meanwhile.
+    void readAll() {
+        std::atomic<std::size_t> next = 0;
+        const auto readRest = [&] {
+            for (std::size_t i = next++; i < candidates_.size(); i = next++) read(candidates_[i]);
+        };
+        try {
+            const std::size_t threads = std::max<std::size_t>(request_.threadCount, 1);
+            WorkQueue queue(threads);
+            TaskGroup group(queue);
+            for (std::size_t thread = 0; thread < threads; ++thread) group.submit(readRest);
+            group.wait();
+        } catch (const std::system_error&) {
+            readRest();  // no thread could be had but this one
+        }
+    }
+
+    void keepOutcomes() {
+        std::unordered_set<std::string> readable;
+        for (const Candidate& candidate : candidates_) {
+            if (candidate.outcome.isKnown()) readable.insert(unpackedPath(candidate.path));
+        }
+        for (Candidate& candidate : candidates_) {
+            SessionReadOutcome& outcome = candidate.outcome;
+            const bool isKnown = outcome.isKnown();
+            if (outcome.trouble != SessionLogTrouble::absent) livePaths_.insert(candidate.path);
+            if (!isKnown && outcome.trouble != SessionLogTrouble::absent &&
+                // A log that is being packed or unpacked lies there twice.
+                !readable.contains(unpackedPath(candidate.path))) {
+                addTrouble(candidate);
+            }
+            if (isKnown) forgetSessionTrouble(candidate.path, cache_);
+            keepOutcome({.path = candidate.path,
+                         .outcome = std::move(outcome),
+                         .now = request_.setting.now},
+                        cache_);
+        }
+    }
+
+    void addTrouble(const Candidate& candidate) {
+        troubledStems_.insert(sessionFileStem(candidate.path));
+        const SessionReadOutcome& outcome = candidate.outcome;
+        const bool mustWait = rememberSessionTrouble({.path = candidate.path,
+                                                      .trouble = outcome.trouble,
+                                                      .file = outcome.file,
+                                                      .now = request_.setting.now},
+                                                     cache_);
+        if (mustWait) {
+            ++loaded_.waitingLogs;
+        } else {
+            loaded_.gaps.add(gapKindOf(outcome.trouble), candidate.path);
+        }
+    }
+
+    SessionUsageSource sourceOf(const std::string& path,
+                                const SessionUsageCacheEntry& entry) const {
+        const SessionUsageLineage& lineage = *entry.lineage;
+        const auto row = rowsById_.find(lineage.threadId);
+        SessionUsageSource source;
+        if (row != rowsById_.end()) {
+            source = *row->second;
+        } else {
+            source = {.threadId = lineage.threadId,
+                      .cwd = lineage.cwd.value_or(""),
+                      .updatedAt = entry.modificationDate,
+                      .isSubagent = lineage.isSubagent.value_or(false),
+                      .allowsMissingParentLineage = lineage.allowsMissingParent.value_or(false)};
+        }
+        source.rolloutPath = path;
+        return source;
+    }
+
+    void add(const std::string& path, const SessionUsageCacheEntry& entry, bool isGone) {
+        const SessionUsageSource& source = loaded_.sources.emplace_back(sourceOf(path, entry));
+        loaded_.sessions.push_back({.source = source,
+                                    .entry = entry,
+                                    .segmentId = sessionSegmentId(path, source.threadId),
+                                    .isGone = isGone});
+    }
+
+    void addLive() {
+        for (const Candidate& candidate : candidates_) {
+            const auto entry = cache_.entries.find(candidate.path);
+            if (entry == cache_.entries.end()) continue;
+            add(entry->first, entry->second, false);
+        }
+        sortFrom(0);
+    }
+
+    void sortFrom(std::size_t first) {
+        std::vector<std::size_t> order(loaded_.sessions.size());
+        std::iota(order.begin(), order.end(), std::size_t{0});
+        std::sort(order.begin() + static_cast<std::ptrdiff_t>(first), order.end(),
+                  [&](std::size_t a, std::size_t b) {
+                      const SessionUsageSource& one = loaded_.sessions[a].source;
+                      const SessionUsageSource& other = loaded_.sessions[b].source;
+                      return one.updatedAt != other.updatedAt ? one.updatedAt < other.updatedAt
+                                                              : one.rolloutPath < other.rolloutPath;
+                  });
+        std::vector<LoadedSessionUsage> sorted;
+        sorted.reserve(order.size());
+        for (const std::size_t i : order) sorted.push_back(std::move(loaded_.sessions[i]));
+        loaded_.sessions.swap(sorted);
+    }
+
+    // Of the copies of one segment the longest counts.
+    void dropCopies() {
+        std::unordered_map<std::string, std::size_t> first;
+        std::set<std::size_t> dropped;
+        for (std::size_t i = 0; i < loaded_.sessions.size(); ++i) {
+            const auto [known, isNew] = first.try_emplace(loaded_.sessions[i].segmentId, i);
+            if (isNew) continue;
+            const auto choice = SessionVersions::longer(loaded_.sessions[known->second].entry,
+                                                        loaded_.sessions[i].entry);
+            const std::size_t loser = choice.isSecond ? known->second : i;
+            if (choice.isSecond) known->second = i;
+            dropped.insert(loser);
+            if (!choice.partsFromOther) continue;
+            const std::string& path = loaded_.sessions[loser].source.rolloutPath;
+            loaded_.gaps.add(LocalUsageGapKind::divergentCopy, path);
+            // What was counted once stays counted.
+            SessionUsageCacheEntry& entry = cache_.entries.at(path);
+            if (std::exchange(entry.isCounted, false)) keepSession(path, entry, cache_);
+        }
+        remove(dropped);
+        for (const LoadedSessionUsage& session : loaded_.sessions) {
+            SessionUsageCacheEntry& entry = cache_.entries.at(session.source.rolloutPath);
+            if (!std::exchange(entry.isCounted, true)) cache_.hasChanges = true;
+        }
+    }
+
+    void forgetReturned() {
+        if (cache_.kept.gone.empty()) return;
+        for (const LoadedSessionUsage& session : loaded_.sessions) {
+            forgetReturnedSession(session.source.rolloutPath, session.entry, cache_);
+        }
+    }
+
+    void remove(const std::set<std::size_t>& positions) {
+        if (positions.empty()) return;
+        std::vector<LoadedSessionUsage> left;
+        for (std::size_t i = 0; i < loaded_.sessions.size(); ++i) {
+            if (!positions.contains(i)) left.push_back(loaded_.sessions[i]);
+        }
+        loaded_.sessions.swap(left);
+    }
+
+    void addGone() {
+        const std::size_t first = loaded_.sessions.size();
+        const std::string home = sessionHomeName(request_.setting.codexHome);
+        for (const auto& [key, versions] : cache_.kept.gone) {
+            for (const KeptSession& kept : versions) {
+                if (kept.entry.home != home) break;
+                add(kept.path, kept.entry, true);
+                loaded_.gaps.add(LocalUsageGapKind::goneLog, kept.path);
+            }
+        }
+        sortFrom(first);
+    }
+
+    void addRowsWithoutLog() {
+        std::unordered_set<std::string> segments;
+        for (const LoadedSessionUsage& session : loaded_.sessions) {
+            segments.insert(session.segmentId);
+        }
+        for (const SessionUsageSource& row : request_.rows) {
+            if (segments.contains(sessionSegmentId(row.rolloutPath, row.threadId))) continue;
+            if (troubledStems_.contains(sessionFileStem(row.rolloutPath))) continue;
+            loaded_.gaps.add(LocalUsageGapKind::missingLog, row.rolloutPath);
+        }
+    }
+
+    void dropCycles() {
+        const auto inCycle = sessionsInParentCycles(loaded_.sessions);
+        for (const std::size_t i : inCycle) {
+            loaded_.gaps.add(LocalUsageGapKind::parentCycle,
+                             loaded_.sessions[i].source.rolloutPath);
+        }
+        remove(inCycle);
+    }
+
+    const SessionBatchRequest& request_;
+    SessionUsageCache& cache_;
+    std::vector<Candidate> candidates_;
+    std::unordered_map<std::string, const SessionUsageSource*> rowsById_;
+    std::set<std::string> livePaths_;
+    std::unordered_set<std::string> troubledStems_;
+    LoadedSessions loaded_;
+};
 
 }  // namespace
 
 LoadedSessions loadSessions(const SessionBatchRequest& request, SessionUsageCache& cache) {
-    const std::set<std::string> validated(request.pathsToValidate.begin(),
-                                          request.pathsToValidate.end());
-    std::vector<std::size_t> positions;
-    for (std::size_t i = 0; i < request.sources.size(); ++i) {
-        if (validated.contains(request.sources[i].rolloutPath)) positions.push_back(i);
-    }
-    LoadedSessions loaded;
-    auto outcomes = readAll(request, positions, cache);
-    for (std::size_t i = 0; i < positions.size(); ++i) {
-        const std::string& path = request.sources[positions[i]].rolloutPath;
-        if (!outcomes[i].isKnown()) loaded.unreadablePaths.insert(path);
-        keepOutcome({.source = request.sources[positions[i]],
-                     .outcome = std::move(outcomes[i]),
-                     .now = request.setting.now},
-                    cache);
-    }
-    loaded.sessions.reserve(request.sources.size());
-    for (const SessionUsageSource& source : request.sources) {
-        const SessionUsageCacheEntry* entry = cachedEntry(cache, source.rolloutPath);
-        if (entry == nullptr) {
-            loaded.unreadablePaths.insert(source.rolloutPath);
-        } else if (!loaded.unreadablePaths.contains(source.rolloutPath)) {
-            loaded.sessions.push_back({.source = source, .entry = *entry});
-        }
-    }
-    return loaded;
-}
-
-SessionBatchFailures visitEffectiveUsage(const LoadedSessions& loaded, Date cutoff,
-                                         const std::function<void(const VisitedSession&)>& visit) {
-    SessionBatchFailures failures{.unreadableLogs = loaded.unreadablePaths.size()};
-    if (!failures.isNone()) return failures;
-    SessionsByThreadId byId;
-    std::vector<std::string> order;
-    for (const LoadedSessionUsage& session : loaded.sessions) {
-        // Two logs under one name could not be told apart.
-        if (!byId.emplace(session.source.threadId, &session).second) ++failures.damagedEntries;
-        order.push_back(session.source.threadId);
-    }
-    const auto releases =
-        SessionUsageAncestorReleasePlan::releases(order, parentsOf(loaded.sessions));
-    SessionDeltaMemo memo(cutoff);
-    for (std::size_t i = 0; i < loaded.sessions.size(); ++i) {
-        const auto usage = effectiveSessionUsage(loaded.sessions[i], byId, memo);
-        if (!usage) {
-            ++failures.damagedEntries;
-        } else if (usage->unresolvedParent) {
-            ++failures.unresolvedParents;
-        } else if (failures.isNone()) {
-            visit({.source = loaded.sessions[i].source,
-                   .entry = loaded.sessions[i].entry,
-                   .usage = *usage,
-                   .root = rootConversationSource(loaded.sessions[i], byId)});
-        }
-        const auto released = releases.find(i);
-        if (released == releases.end()) continue;
-        for (const std::string& thread : released->second) memo.release(thread);
-    }
-    return failures;
+    return BatchLoader(request, cache).load();
 }
 
 }  // namespace vantry::CodexUsageReader

@@ -1,57 +1,53 @@
 #pragma once
 
 #include <cstddef>
+#include <deque>
 #include <functional>
-#include <set>
-#include <string>
 #include <vector>
 
+#include "local/ReaderCaches.h"
+#include "local/SessionFamilies.h"
 #include "local/SessionLogReader.h"
 #include "local/SessionUsageDeduplicator.h"
+#include "records/LocalUsageGaps.h"
 
 namespace vantry::CodexUsageReader {
 
-/// The logs of a thread index, read and counted once.
+/// The logs of a home, read and counted once.
 struct SessionBatchRequest {
-    const std::vector<SessionUsageSource>& sources;
-    /// The paths that have to be looked at; the others are taken from the cache.
-    const std::vector<std::string>& pathsToValidate;
+    const std::vector<SessionUsageSource>& rows;  ///< of the thread index
     const SessionReadSetting& setting;
     std::size_t threadCount = 2;  ///< logs that are read at the same time
 };
 
-/// Why a batch is not complete.
-struct SessionBatchFailures {
-    std::size_t unreadableLogs = 0;
-    std::size_t unresolvedParents = 0;
-    std::size_t damagedEntries = 0;  ///< undecodable, or in a circle of parents
-
-    bool isNone() const { return unreadableLogs + unresolvedParents + damagedEntries == 0; }
-
-    friend bool operator==(const SessionBatchFailures&, const SessionBatchFailures&) = default;
-};
-
 struct LoadedSessions {
-    std::vector<LoadedSessionUsage> sessions;  ///< in the order of the sources
-    std::set<std::string> unreadablePaths;     ///< of the sources that are not among them
+    std::deque<SessionUsageSource> sources;  ///< what the sessions refer to
+    std::vector<LoadedSessionUsage>
+        sessions;         ///< oldest first, and behind them those that are gone
+    LocalUsageGaps gaps;  ///< what reading found; counting finds more
+    /// Logs that cannot be read now and may be readable soon: the batch has to wait for them.
+    std::size_t waitingLogs = 0;
 };
 
-/// Brings the cache up to date and gives every readable thread's entry, in the order of the
-/// sources, as it lies in the cache. The results, and what is kept in the cache, are the same as if
-/// the logs were read one by one. Blocks.
+/// Brings the cache up to date with all logs that the index names or that lie in Codex's folders,
+/// and gives every log's entry, as it lies in the cache. What the cache counted and the home no
+/// longer holds is kept. The results are the same as if the logs were read one by one. Blocks.
 LoadedSessions loadSessions(const SessionBatchRequest& request, SessionUsageCache& cache);
 
-/// One thread of a batch as it is counted.
+/// What one log adds to the figures.
 struct VisitedSession {
     const SessionUsageSource& source;
     const SessionUsageCacheEntry& entry;
     const EffectiveSessionUsage& usage;
     const SessionUsageSource& root;  ///< the conversation that it belongs to
+    /// Requests of another thread, whose own log does not tell of them. The log itself comes in a
+    /// visit of its own.
+    bool isBorrowed = false;
 };
 
-/// Hands over what each thread itself used, in order, up to the first failure: a caller that sees
-/// one throws away what it has. Events after `cutoff` are left out.
-SessionBatchFailures visitEffectiveUsage(const LoadedSessions& loaded, Date cutoff,
-                                         const std::function<void(const VisitedSession&)>& visit);
+/// Hands over what each log itself tells, in order. Events after `cutoff` are left out. What could
+/// not be told is added to the gaps.
+void visitEffectiveUsage(const LoadedSessions& loaded, Date cutoff, LocalUsageGaps& gaps,
+                         const std::function<void(const VisitedSession&)>& visit);
 
 }  // namespace vantry::CodexUsageReader

@@ -10,23 +10,18 @@ std::span<const SessionReadings::Reading> SessionReadings::before(
     return {readings.begin(), end};
 }
 
-std::optional<SessionDeltaMemo::Accepted> SessionDeltaMemo::accepted(
-    const std::string& threadId, const SessionUsageCacheEntry& entry) {
-    const auto known = accepted_.find(threadId);
-    if (known != accepted_.end()) return known->second;
+SessionDeltaMemo::Deltas SessionDeltaMemo::deltas(const SessionUsageCacheEntry& entry) {
+    const auto known = deltas_.find(&entry);
+    if (known != deltas_.end()) return known->second;
     auto decoding = entry.deltaStorage.decoded();
-    if (!decoding.deltas) return std::nullopt;
-    auto kept = SessionUsageEventTimePolicy::acceptedDeltas(*std::move(decoding.deltas), now_);
-    Accepted result{
-        .deltas = std::make_shared<const std::vector<SessionUsageDelta>>(std::move(kept.deltas)),
-        .rejectedCount = kept.rejectedCount};
-    accepted_.emplace(threadId, result);
-    return result;
+    if (!decoding.deltas) return nullptr;
+    auto deltas =
+        std::make_shared<const std::vector<SessionUsageDelta>>(*std::move(decoding.deltas));
+    return deltas_.emplace(&entry, std::move(deltas)).first->second;
 }
 
-const SessionReadings* SessionDeltaMemo::readings(const std::string& threadId,
-                                                  const SessionUsageCacheEntry& entry) {
-    const auto known = readings_.find(threadId);
+const SessionReadings* SessionDeltaMemo::readings(const SessionUsageCacheEntry& entry) {
+    const auto known = readings_.find(&entry);
     if (known != readings_.end()) return &known->second;
     const auto decoding = entry.deltaStorage.decoded();
     const auto trail = entry.readingTrail.decoded(entry.deltaStorage.count);
@@ -48,12 +43,13 @@ const SessionReadings* SessionDeltaMemo::readings(const std::string& threadId,
             result.readings.push_back({.ordinal = correction->ordinal, .total = total});
         }
     }
-    return &readings_.emplace(threadId, std::move(result)).first->second;
+    return &readings_.emplace(&entry, std::move(result)).first->second;
 }
 
-void SessionDeltaMemo::release(const std::string& threadId) {
-    accepted_.erase(threadId);
-    readings_.erase(threadId);
+void SessionDeltaMemo::release(const SessionUsageCacheEntry& entry) {
+    deltas_.erase(&entry);
+    histories_.erase(&entry);
+    readings_.erase(&entry);
 }
 
 }  // namespace vantry

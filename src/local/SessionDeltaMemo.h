@@ -29,29 +29,24 @@ struct SessionReadings {
 /// once. Belongs to one batch and one thread.
 class SessionDeltaMemo {
   public:
-    /// Events after `now` are left out of accepted deltas; all stay without a `now`.
-    explicit SessionDeltaMemo(std::optional<Date> now) : now_(now) {}
+    using Deltas = std::shared_ptr<const std::vector<SessionUsageDelta>>;
 
-    struct Accepted {
-        std::shared_ptr<const std::vector<SessionUsageDelta>> deltas;
-        std::int64_t rejectedCount = 0;
-    };
+    /// The deltas of an entry, which stays where it is; null for a damaged entry.
+    Deltas deltas(const SessionUsageCacheEntry& entry);
 
-    /// The accepted deltas of a thread's entry; nothing for a damaged entry.
-    std::optional<Accepted> accepted(const std::string& threadId,
-                                     const SessionUsageCacheEntry& entry);
+    /// The readings of an entry; null for a damaged entry.
+    const SessionReadings* readings(const SessionUsageCacheEntry& entry);
 
-    /// The readings of a thread's entry; null for a damaged entry.
-    const SessionReadings* readings(const std::string& threadId,
-                                    const SessionUsageCacheEntry& entry);
+    /// What somebody found that a copy of this entry's log can hold; null until it is told.
+    Deltas& history(const SessionUsageCacheEntry& entry) { return histories_[&entry]; }
 
-    /// Forgets a thread. What somebody still holds lives on.
-    void release(const std::string& threadId);
+    /// Forgets an entry. What somebody still holds lives on.
+    void release(const SessionUsageCacheEntry& entry);
 
   private:
-    std::optional<Date> now_;
-    std::map<std::string, Accepted> accepted_;
-    std::map<std::string, SessionReadings> readings_;
+    std::map<const SessionUsageCacheEntry*, Deltas> deltas_;
+    std::map<const SessionUsageCacheEntry*, Deltas> histories_;
+    std::map<const SessionUsageCacheEntry*, SessionReadings> readings_;
 };
 
 }  // namespace vantry

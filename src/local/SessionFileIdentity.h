@@ -7,6 +7,7 @@
 
 #include "local/SessionUsageCacheEntry.h"
 #include "platform/FileDescriptor.h"
+#include "platform/RecordFields.h"
 
 namespace vantry {
 
@@ -16,8 +17,13 @@ struct SessionFileSnapshot {
     /// Since 1970; a time that 64 bits do not reach wraps, and still differs from its neighbours.
     std::optional<std::int64_t> modificationTimeNanoseconds;
     std::optional<std::uint64_t> fileIdentifier;  ///< the file's number (inode)
+    /// When anything about the file changed, and its permissions: they tell whether a log that gave
+    /// trouble is worth another look.
+    std::int64_t changeTimeNanoseconds = 0;
+    std::int64_t mode = 0;
 
-    /// What stands at the path itself: nothing for a symbolic link or anything but a regular file.
+    /// What stands at the path itself: nothing for a symbolic link or anything but a regular file,
+    /// with errno 0 then, or what the system said.
     static std::optional<SessionFileSnapshot> of(const std::filesystem::path& path);
 
     std::optional<Date> modificationDate() const;
@@ -26,6 +32,17 @@ struct SessionFileSnapshot {
     void describe(SessionUsageCacheEntry& entry) const;
 
     friend bool operator==(const SessionFileSnapshot&, const SessionFileSnapshot&) = default;
+};
+
+template <>
+struct RecordFields<SessionFileSnapshot> {
+    using Snapshot = SessionFileSnapshot;
+    static constexpr std::tuple list{
+        field("fileSize", &Snapshot::fileSize),
+        field("modificationTimeNanoseconds", &Snapshot::modificationTimeNanoseconds),
+        FileNumberField<Snapshot>{"fileIdentifier", &Snapshot::fileIdentifier},
+        field("changeTimeNanoseconds", &Snapshot::changeTimeNanoseconds),
+        field("mode", &Snapshot::mode)};
 };
 
 /// Whether a log is still the one that was read. Functions look at the file system once, block no
@@ -37,19 +54,9 @@ namespace CodexUsageReader {
 bool sameSessionFileIdentity(const SessionUsageCacheEntry& entry,
                              const SessionFileSnapshot& snapshot);
 
-/// Whether the file at the path has not changed since.
-bool sessionFileMatchesSnapshot(const std::filesystem::path& path,
-                                const SessionFileSnapshot& snapshot);
-
 /// Whether the file at the path is the same and may have grown since.
 bool sessionFileContainsSnapshotPrefix(const std::filesystem::path& path,
                                        const SessionFileSnapshot& snapshot);
-
-/// How far the file of the snapshot is made of whole lines: its size, or the start of a last line
-/// that has no end and is no JSON. Looks at the last 256 KiB only; nothing if that does not tell,
-/// or if the file is another one or shorter.
-std::optional<std::int64_t> parsedSessionByteOffset(const std::filesystem::path& path,
-                                                    const SessionFileSnapshot& snapshot);
 
 /// A hash of the first bytes of an open log and of the last ones before the offset; nothing if they
 /// cannot be read.

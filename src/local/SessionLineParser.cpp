@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cstring>
+#include <span>
+#include <string>
 #include <utility>
 
 #include "local/SkillLoadPaths.h"
@@ -17,15 +19,23 @@ namespace {
 
 constexpr std::string_view typeNeedle = "\"type\"";
 
-// The needles share "_c", which is looked for first: underscores are rarer than quotes.
-constexpr std::string_view needles[] = {"\"token_count\"", "\"function_call\"",
-                                        "\"custom_tool_call\"", "\"turn_context\""};
+// A needle and where its first underscore stands, which is looked for first: underscores are rarer
+// than quotes.
+struct Needle {
+    std::string_view text;
+    std::size_t underscore = text.find('_');
+};
+constexpr Needle needles[] = {{"\"token_count\""},
+                              {"\"token_usage_record\""},
+                              {"\"function_call\""},
+                              {"\"custom_tool_call\""},
+                              {"\"turn_context\""}};
 
-// Whether a needle stands around the "_c" at `at`.
+// Whether a needle's first underscore is the one at `at`.
 bool isNeedleAt(std::string_view bytes, std::size_t at) {
-    return std::ranges::any_of(needles, [&](std::string_view needle) {
-        const std::size_t before = needle.find("_c");
-        return at >= before && bytes.substr(at - before, needle.size()) == needle;
+    return std::ranges::any_of(needles, [&](const Needle& needle) {
+        return at >= needle.underscore &&
+               bytes.substr(at - needle.underscore, needle.text.size()) == needle.text;
     });
 }
 
@@ -37,7 +47,9 @@ bool holdsNeedle(std::string_view bytes) {
             static_cast<const char*>(std::memchr(from, '_', static_cast<std::size_t>(end - from)));
         if (found == nullptr) return false;
         from = found + 1;
-        if (from < end && *from == 'c' &&
+        // What follows the underscore tells most words of a log from all needles.
+        const char next = from < end ? *from : '\0';
+        if ((next == 'c' || next == 'u' || next == 't') &&
             isNeedleAt(bytes, static_cast<std::size_t>(found - bytes.data()))) {
             return true;
         }
@@ -54,24 +66,59 @@ void countUp(std::int64_t& count) {
     count = saturatingAdd(count, 1);
 }
 
-// The reading after a delta is told by the one before, unless the counter started anew or its parts
-// did not add up.
-void trace(ParsedSessionUsage& usage, const TokenBreakdown& before, const SessionUsageDelta* delta,
-           JsonView root) {
-    std::vector<std::int64_t>& ordinals = usage.trail.ordinals;
-    TokenBreakdown expected = before;
+std::int64_t ordinalOf(JsonView root, const ParsedSessionUsage& usage) {
+    const auto& ordinals = usage.trail.ordinals;
     const std::int64_t last = ordinals.empty() ? 0 : ordinals.back();
-    const std::int64_t ordinal = std::max(last, root["ordinal"].integer().value_or(last));
-    if (delta != nullptr) {
-        ordinals.push_back(ordinal);
-        expected.add(delta->tokens);
+    return std::max(last, root["ordinal"].integer().value_or(last));
+}
+
+// What the records since the last reading say that the counter should show by now.
+TokenBreakdown expectedReading(const ParsedSessionUsage& usage) {
+    TokenBreakdown expected = usage.lastTokenUsage;
+    for (const SessionPendingRecord& record : usage.pendingRecords) {
+        if (!record.isBehindReading) expected.add(record.tokens);
     }
-    if (expected != usage.lastTokenUsage) {
-        usage.trail.corrections.push_back(
-            {.deltaIndex = static_cast<std::int64_t>(ordinals.size()) - 1,
-             .total = usage.lastTokenUsage,
-             .ordinal = ordinal});
+    return expected;
+}
+
+// The reading of a record comes right behind it. After anything else a crash has torn it, and the
+// next growth may be another request's.
+void expectNoReading(ParsedSessionUsage& usage) {
+    for (SessionPendingRecord& record : usage.pendingRecords) record.isOverdue = true;
+}
+
+// Whether the latest of the records, one or more of them, add up to the growth.
+bool addUpTo(const TokenBreakdown& growth, std::span<const SessionPendingRecord> records) {
+    TokenBreakdown sum;
+    for (std::size_t i = records.size(); i-- > 0;) {
+        sum.add(records[i].tokens);
+        if (sum == growth) return true;
     }
+    return false;
+}
+
+// Whether the growth of a reading is that of records before it. Those that came since the last
+// reading always account for it, and win where the two disagree; a crash can have torn the reading
+// of one, so that older ones do only if they fit.
+bool isRecorded(const TokenBreakdown& growth, bool startIsKnown,
+                const std::optional<TokenBreakdown>& last, ParsedSessionUsage& usage) {
+    const std::span<const SessionPendingRecord> pending = usage.pendingRecords;
+    const bool fits =
+        addUpTo(growth, pending) || (!startIsKnown && last && addUpTo(*last, pending));
+    const bool hasFresh =
+        std::ranges::any_of(pending, [](const auto& record) { return !record.isOverdue; });
+    if (hasFresh && !fits) countUp(usage.lines.disagreeing);
+    return fits || hasFresh;
+}
+
+// The reading after a delta is told by the one before, unless the counter started anew, its parts
+// did not add up, or records account for something else than its growth.
+void trace(ParsedSessionUsage& usage, const TokenBreakdown& expected, std::int64_t ordinal) {
+    if (expected == usage.lastTokenUsage) return;
+    usage.trail.corrections.push_back(
+        {.deltaIndex = static_cast<std::int64_t>(usage.trail.ordinals.size()) - 1,
+         .total = usage.lastTokenUsage,
+         .ordinal = ordinal});
 }
 
 bool processTokenEvent(JsonView root, JsonView payload, ParsedSessionUsage& usage) {
@@ -82,22 +129,82 @@ bool processTokenEvent(JsonView root, JsonView payload, ParsedSessionUsage& usag
     const auto date = dateOf(root);
     const auto reading = parseTokenReading(info["total_token_usage"]);
     if (!date || !reading) return false;
+    const auto last = parseTokenReading(info["last_token_usage"]);
+    const bool startIsKnown = usage.firstReading.has_value();
     // A counter that shows nothing yet does not say where it starts.
-    if (!usage.firstReading && !reading->isZero()) {
-        usage.firstReading = {.total = *reading,
-                              .last = parseTokenReading(info["last_token_usage"])};
-    }
+    if (!startIsKnown && !reading->isZero()) usage.firstReading = {.total = *reading, .last = last};
     usage.hasTokenEvents = true;
     countUp(usage.tokenEventCount);
-    const TokenBreakdown before = std::exchange(usage.lastTokenUsage, *reading);
-    const TokenBreakdown growth = reading->delta(before);
+    TokenBreakdown expected = expectedReading(usage);
+    const TokenBreakdown growth = reading->delta(std::exchange(usage.lastTokenUsage, *reading));
+    const std::int64_t ordinal = ordinalOf(root, usage);
     if (growth.isZero()) {
-        trace(usage, before, nullptr, root);
-        return true;
+        expectNoReading(usage);
+    } else if (isRecorded(growth, startIsKnown, last, usage)) {
+        usage.pendingRecords.clear();
+    } else {
+        if (!startIsKnown) {
+            usage.firstReading->deltaIndex = static_cast<std::int64_t>(usage.deltas.size());
+        }
+        usage.deltas.push_back({.date = *date,
+                                .tokens = growth,
+                                .model = usage.lastModel,
+                                .turnOrigin = usage.turnOrigin});
+        usage.trail.ordinals.push_back(ordinal);
+        expected.add(growth);
+        usage.pendingRecords.clear();
     }
-    usage.deltas.push_back({.date = *date, .tokens = growth, .model = usage.lastModel});
-    trace(usage, before, &usage.deltas.back(), root);
+    trace(usage, expected, ordinal);
+    for (SessionPendingRecord& record : usage.pendingRecords) record.isBehindReading = true;
     return true;
+}
+
+// Ids of this form sort by the time at which they were given.
+bool isTimedId(std::string_view id) {
+    constexpr std::size_t size = 36;
+    constexpr std::size_t versionAt = 14;
+    return id.size() == size && id[versionAt] == '7';
+}
+
+SessionTurnOrigin originOf(std::string_view turnId, std::string_view threadId) {
+    if (!isTimedId(turnId) || !isTimedId(threadId)) return SessionTurnOrigin::unknown;
+    constexpr std::size_t timeSize = 13;  // milliseconds, and the mark between their two parts
+    return turnId.substr(0, timeSize) < threadId.substr(0, timeSize) ? SessionTurnOrigin::copied
+                                                                     : SessionTurnOrigin::own;
+}
+
+std::string numbersOf(const TokenBreakdown& tokens) {
+    std::string text;
+    for (const std::int64_t number : {tokens.inputTokens, tokens.cachedInputTokens,
+                                      tokens.outputTokens, tokens.reasoningOutputTokens}) {
+        text.append(std::to_string(number)).push_back(' ');
+    }
+    return text;
+}
+
+// A record that does not tell what was used, or when, is none: the counter behind it counts.
+void processUsageRecord(JsonView root, JsonView payload, ParsedSessionUsage& usage) {
+    const auto date = dateOf(root);
+    const auto tokens = parseTokenReading(payload["usage"]);
+    const auto turnTokens = parseTokenReading(payload["turn_token_usage"]);
+    if (!date || !tokens || tokens->isZero()) return;
+    const std::string_view thread = payload["thread_id"].text().value_or(usage.threadId);
+    SessionUsageDelta delta{
+        .date = *date,
+        .tokens = *tokens,
+        .model = usage.lastModel,
+        .recordKey = sessionTextHash({payload["response_id"].text().value_or(""),
+                                      payload["turn_id"].text().value_or(""), numbersOf(*tokens),
+                                      turnTokens ? numbersOf(*turnTokens) : std::string()}),
+        .cacheWriteInputTokens = std::clamp<std::int64_t>(
+            int64Value(payload["usage"]["cache_write_input_tokens"]).value_or(0), 0,
+            tokens->inputTokens),
+        .turnOrigin = usage.turnOrigin};
+    if (thread != usage.threadId) delta.recordThread = std::string(thread);
+    usage.hasTokenEvents = true;
+    usage.trail.ordinals.push_back(ordinalOf(root, usage));
+    usage.deltas.push_back(std::move(delta));
+    usage.pendingRecords.push_back({.tokens = *tokens});
 }
 
 // Counts the call. Who it is; nothing where it does not say.
@@ -140,37 +247,46 @@ std::optional<TokenBreakdown> parseTokenReading(JsonView usage) {
     const auto output = int64Value(usage["output_tokens"]);
     const auto total = int64Value(usage["total_tokens"]);
     if (!input || !cached || !output || !total) return std::nullopt;
-    const TokenBreakdown reading{
+    TokenBreakdown reading{
         .inputTokens = *input,
         .cachedInputTokens = *cached,
         .outputTokens = *output,
         .reasoningOutputTokens = int64Value(usage["reasoning_output_tokens"]).value_or(0),
         .totalTokens = *total};
-    std::int64_t sum = 0;
     if (reading.hasNegativeValue() || reading.inputTokens < reading.cachedInputTokens ||
         reading.outputTokens < reading.reasoningOutputTokens ||
-        __builtin_add_overflow(*input, *output, &sum) || sum != *total) {
+        __builtin_add_overflow(*input, *output, &reading.totalTokens)) {
         return std::nullopt;
     }
     return reading;
 }
 
-bool processSessionLine(std::string_view line, ParsedSessionUsage& usage, JsonParser& parser) {
-    if (!mayBeRelevant(line)) return true;
+SessionLineOutcome processSessionLine(std::string_view line, ParsedSessionUsage& usage,
+                                      JsonParser& parser) {
+    if (!mayBeRelevant(line)) return SessionLineOutcome::taken;
+    countUp(usage.lines.relevant);
     const auto root = parser.parsePadded(line);
-    if (!root || !root->isObject()) return false;
-    const JsonView payload = (*root)["payload"];
-    if ((*root)["type"].text() == "turn_context") {
-        if (!payload.isObject()) return false;
-        usage.lastModel = LocalModelUsageAccumulator::normalizedModel(payload["model"].text());
-        return true;
+    if (!root) {
+        expectNoReading(usage);
+        countUp(usage.lines.unreadable);
+        return SessionLineOutcome::unreadable;
     }
-    const auto kind = payload["type"].text();
-    if (kind == "token_count") return processTokenEvent(*root, payload, usage);
-    if (kind == "function_call" || kind == "custom_tool_call") {
+    bool isSound = root->isObject();
+    const JsonView payload = (*root)["payload"];
+    const auto type = (*root)["type"].text();
+    if (type == "turn_context") {
+        isSound = payload.isObject();
+        expectNoReading(usage);
+        usage.lastModel = LocalModelUsageAccumulator::normalizedModel(payload["model"].text());
+        usage.turnOrigin = originOf(payload["turn_id"].text().value_or(""), usage.threadId);
+    } else if (type == "token_usage_record") {
+        processUsageRecord(*root, payload, usage);
+    } else if (const auto kind = payload["type"].text(); kind == "token_count") {
+        isSound = processTokenEvent(*root, payload, usage);
+    } else if (kind == "function_call" || kind == "custom_tool_call") {
         processToolCall(*root, line, usage);
     }
-    return true;
+    return isSound ? SessionLineOutcome::taken : SessionLineOutcome::invalid;
 }
 
 }  // namespace CodexUsageReader
@@ -179,9 +295,13 @@ SessionUsageEventTimePolicy::AcceptedDeltas SessionUsageEventTimePolicy::accepte
     std::vector<SessionUsageDelta> deltas, std::optional<Date> now) {
     AcceptedDeltas accepted{.deltas = std::move(deltas)};
     if (!now) return accepted;
-    const auto rejected =
-        std::erase_if(accepted.deltas, [&](const auto& delta) { return !(delta.date <= *now); });
-    accepted.rejectedCount = static_cast<std::int64_t>(rejected);
+    const Date tomorrow = *now + 86'400.0;
+    std::erase_if(accepted.deltas, [&](const auto& delta) {
+        if (delta.date <= *now) return false;
+        ++accepted.rejectedCount;
+        if (!(delta.date <= tomorrow)) ++accepted.setAsideCount;
+        return true;
+    });
     return accepted;
 }
 

@@ -13,21 +13,31 @@ namespace vantry {
 
 namespace CodexUsageReader {
 
-/// Takes one line of a rollout log, without its line end, into `usage`, which goes on where the
-/// lines before left it: deltas are the growth of the counter since `usage.lastTokenUsage`, under
-/// the model of `usage.lastModel`.
+/// What became of a line.
+enum class SessionLineOutcome : std::uint8_t {
+    taken,       ///< or of no interest
+    unreadable,  ///< no JSON: passed over and counted
+    invalid,     ///< JSON that says what cannot be: the whole log is refused
+};
+
+/// Takes one finished line of a rollout log, without its line end, into `usage`, which goes on
+/// where the lines before left it.
 ///
-/// True if the line is fine or of no interest. False if it is damaged: the whole log is then
-/// refused, and `usage` is not used any more. JsonParser::padding bytes behind the line must be
-/// readable. A line of no interest costs a search and no allocation. One thread per `usage` and
-/// `parser`.
-bool processSessionLine(std::string_view line, ParsedSessionUsage& usage, JsonParser& parser);
+/// A record of a request counts by itself. The growth of the counter since `usage.lastTokenUsage`
+/// counts where no record since the last reading accounts for it. Both go under the model of
+/// `usage.lastModel`. After an invalid line `usage` is not used any more.
+///
+/// JsonParser::padding bytes behind the line must be readable. A line of no interest costs a search
+/// and no allocation. One thread per `usage` and `parser`.
+SessionLineOutcome processSessionLine(std::string_view line, ParsedSessionUsage& usage,
+                                      JsonParser& parser);
 
 /// Whether a line may be of interest: a test on its bytes, true for every line that is.
 bool mayBeRelevant(std::string_view bytes);
 
-/// A counter's reading; nothing for one that breaks the counter's own rules: no negative value,
-/// cached tokens within the input, reasoning within the output, and input plus output is the total.
+/// The tokens of a reading or a record, which are their parts: the total is input plus output,
+/// whatever is stated beside them. Nothing where a part is missing or negative, cached tokens are
+/// more than the input, or reasoning is more than the output.
 std::optional<TokenBreakdown> parseTokenReading(JsonView usage);
 
 }  // namespace CodexUsageReader
@@ -38,7 +48,8 @@ namespace SessionUsageEventTimePolicy {
 
 struct AcceptedDeltas {
     std::vector<SessionUsageDelta> deltas;
-    std::int64_t rejectedCount = 0;
+    std::int64_t rejectedCount = 0;  ///< all that lie ahead
+    std::int64_t setAsideCount = 0;  ///< of these, those more than a day ahead
 };
 
 /// The deltas dated at or before `now`, in order; all of them without a `now`.

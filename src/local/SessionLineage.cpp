@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <string>
 
-#include "io/RegularFileReader.h"
+#include "local/SessionLogStream.h"
 #include "platform/Iso8601.h"
 #include "platform/JsonReader.h"
 
@@ -31,29 +31,42 @@ std::optional<SessionHistoryBase> historyBaseOf(JsonView payload) {
     return SessionHistoryBase{.threadId = *thread, .endOrdinalExclusive = *end};
 }
 
-std::optional<SessionUsageLineage> lineageOf(std::string_view line, std::string_view threadId,
-                                             JsonParser& parser) {
-    if (line.find("session_meta") == std::string_view::npos) return std::nullopt;
+// The header's answer, or that the line is another one.
+struct HeaderLine {
+    bool isHeader = false;
+    std::optional<SessionUsageLineage> lineage;
+};
+
+HeaderLine headerOf(std::string_view line, JsonParser& parser) {
+    if (line.find("session_meta") == std::string_view::npos) return {};
     const auto root = parser.parse(line);
-    if (!root || (*root)["type"].text() != "session_meta") return std::nullopt;
+    // A header that a crash tore is still the first one: the next is of a copied thread.
+    if (!root) return {.isHeader = true};
+    if ((*root)["type"].text() != "session_meta") return {};
     const JsonView payload = (*root)["payload"];
-    if (payload["id"].text() != threadId) return std::nullopt;
-    SessionUsageLineage lineage{.threadId = std::string(threadId),
-                                .parentThreadId = parentOf(payload),
-                                .historyBase = historyBaseOf(payload)};
-    if (lineage.parentThreadId == threadId) lineage.parentThreadId.reset();
+    const auto id = ownedText(payload["id"]);
+    if (!id || id->empty()) return {.isHeader = true};
+    const JsonView subagent = payload["source"]["subagent"];
+    SessionUsageLineage lineage{
+        .threadId = *id,
+        .parentThreadId = parentOf(payload),
+        .historyBase = historyBaseOf(payload),
+        .ownFromOrdinal = payload["subagent_history_start_ordinal"].integer(),
+        .cwd = ownedText(payload["cwd"]),
+        .isSubagent = subagent.isObject() || payload["thread_source"].text() == "subagent",
+        .allowsMissingParent = subagent["other"].text() == "guardian"};
+    if (lineage.parentThreadId == *id) lineage.parentThreadId.reset();
     if (const auto time = (*root)["timestamp"].text()) lineage.spawnedAt = iso8601Date(*time);
-    return lineage;
+    return {.isHeader = true, .lineage = std::move(lineage)};
 }
 
 }  // namespace
 
-std::optional<SessionUsageLineage> readSessionUsageLineage(const SessionHeaderRequest& request) {
+std::optional<SessionUsageLineage> readSessionUsageLineage(const FileDescriptor& log,
+                                                           bool isCompressed) {
     constexpr std::size_t chunkBytes = 65'536;
     constexpr std::size_t headBytes = 2'097'152;
-    const auto file = RegularFileReader::open(
-        {.path = request.log, .expectedFileIdentifier = request.expectedFileIdentifier});
-    if (!file) return std::nullopt;
+    SessionLogBytes bytes(log, isCompressed);
     JsonParser parser;
     std::string head;
     std::size_t consumed = 0;
@@ -61,14 +74,14 @@ std::optional<SessionUsageLineage> readSessionUsageLineage(const SessionHeaderRe
     while (head.size() < headBytes) {
         const std::size_t before = head.size();
         head.resize(before + std::min(chunkBytes, headBytes - before));
-        const auto count =
-            RegularFileReader::read(*file, {head.data() + before, head.size() - before});
+        const auto count = bytes.read({head.data() + before, head.size() - before});
         if (!count || *count == 0) return std::nullopt;
         head.resize(before + *count);
         for (std::size_t end = head.find('\n', scanned); end != std::string::npos;
              end = head.find('\n', scanned)) {
-            const std::string_view line(head.data() + consumed, end - consumed);
-            if (auto lineage = lineageOf(line, request.expectedThreadId, parser)) return lineage;
+            HeaderLine header =
+                headerOf(std::string_view(head).substr(consumed, end - consumed), parser);
+            if (header.isHeader) return std::move(header.lineage);
             consumed = scanned = end + 1;
         }
         scanned = head.size();

@@ -1,21 +1,16 @@
 #pragma once
 
-#include <cstdint>
-#include <filesystem>
 #include <optional>
-#include <string_view>
 
 #include "local/SessionUsage.h"
+#include "platform/FileDescriptor.h"
 
 namespace vantry::CodexUsageReader {
 
-/// Where a log's thread comes from, by the header with the thread's own id in the first 2 MiB of
-/// the log. Nothing for a log without such a header. Reads the file; any thread.
-struct SessionHeaderRequest {
-    const std::filesystem::path& log;
-    std::optional<std::uint64_t> expectedFileIdentifier;  ///< of the file that was listed
-    std::string_view expectedThreadId;
-};
-std::optional<SessionUsageLineage> readSessionUsageLineage(const SessionHeaderRequest& request);
+/// What the first header of a log says: a file is its thread, and any later header was copied into
+/// it. Nothing for a log without one in its first 2 MiB, or that says no id. Reads the file from
+/// its descriptor's position on; any thread.
+std::optional<SessionUsageLineage> readSessionUsageLineage(const FileDescriptor& log,
+                                                           bool isCompressed);
 
 }  // namespace vantry::CodexUsageReader

@@ -1,16 +1,16 @@
 #include "local/SessionLogReader.h"
 
 #include <algorithm>
+#include <cctype>
+#include <cerrno>
 #include <unistd.h>
 #include <utility>
 
-#include "io/BoundedProcessRunner.h"
 #include "io/LocalFileAccess.h"
 #include "io/RegularFileReader.h"
-#include "local/SessionFileIdentity.h"
 #include "local/SessionLineParser.h"
 #include "local/SessionLineage.h"
-#include "local/SessionLogStream.h"
+#include "platform/Text.h"
 
 namespace vantry::CodexUsageReader {
 
@@ -18,20 +18,15 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr const char* relevantLines =
-    "\"type\"[[:space:]]*:[[:space:]]*\"(token_count|function_call|custom_tool_call|turn_context)"
-    "\"";
-
-// An unfinished last line of a known log is looked at again up to this length.
-constexpr std::int64_t longestTail = 2'097'152;
-
 /// One log as it stood when the read began.
 struct Snapshot {
     const fs::path path;
     const SessionFileSnapshot file;
+    const bool isCompressed;
 };
 
 std::optional<FileDescriptor> openFrom(const Snapshot& log, std::int64_t offset) {
+    errno = 0;
     auto file = RegularFileReader::open({.path = log.path,
                                          .expectedFileIdentifier = log.file.fileIdentifier,
                                          .minimumSize = log.file.fileSize});
@@ -39,46 +34,49 @@ std::optional<FileDescriptor> openFrom(const Snapshot& log, std::int64_t offset)
     return file;
 }
 
-bool isExecutable(const fs::path& program) {
-    std::error_code error;
-    return fs::is_regular_file(program, error) && ::access(program.c_str(), X_OK) == 0;
+SessionLogTrouble troubleOfOpening() {
+    switch (errno) {
+        case 0:
+            return SessionLogTrouble::changed;
+        case ENOENT:
+        case ENOTDIR:
+            return SessionLogTrouble::absent;
+        case EMFILE:
+        case ENFILE:
+        case ENOMEM:
+            return SessionLogTrouble::outOfResources;
+        default:
+            return SessionLogTrouble::unreadable;
+    }
 }
 
-SessionUsageCacheEntry entryOf(const Snapshot& log, const ParsedSessionUsage& usage, Date now) {
-    SessionUsageCacheEntry entry{.hasTokenEvents = usage.hasTokenEvents,
+SessionUsageCacheEntry entryOf(const Snapshot& log, ParsedSessionUsage&& usage,
+                               const SessionReadSetting& setting) {
+    SessionUsageCacheEntry entry{.home = validUtf8(setting.codexHome.native()),
+                                 .hasTokenEvents = usage.hasTokenEvents,
                                  .tokenEventCount = usage.tokenEventCount,
                                  .deltaStorage = SessionUsageDeltaStorage::encoding(usage.deltas),
-                                 .toolCalls = usage.toolCalls,
-                                 .toolCallProofs = usage.toolCallProofs,
-                                 .skillLoads = usage.skillLoads,
+                                 .toolCalls = std::move(usage.toolCalls),
+                                 .toolCallProofs = std::move(usage.toolCallProofs),
+                                 .skillLoads = std::move(usage.skillLoads),
                                  .lastTokenUsage = usage.lastTokenUsage,
-                                 .lastModel = usage.lastModel,
-                                 .lastAccessedAt = now,
+                                 .lastModel = std::move(usage.lastModel),
+                                 .lastAccessedAt = setting.now,
                                  .firstReading = usage.firstReading,
-                                 .readingTrail = SessionReadingTrailStorage::encoding(usage.trail)};
+                                 .readingTrail = SessionReadingTrailStorage::encoding(usage.trail),
+                                 .pendingRecords = std::move(usage.pendingRecords),
+                                 .lines = usage.lines,
+                                 .lastTurnOrigin = static_cast<std::int64_t>(usage.turnOrigin),
+                                 .isCurrent = true};
     log.file.describe(entry);
     return entry;
 }
 
-// Up to where an entry has parsed its log, with the proof by which the log is known again.
-void parsedUpTo(std::optional<std::int64_t> offset, const FileDescriptor& file,
-                SessionUsageCacheEntry& entry) {
-    entry.parsedByteOffset = offset;
-    if (offset) entry.prefixProof = sessionPrefixProof(file, *offset);
-}
-
-// Whether an unchanged log needs no look: it was read to its end, or what stands behind cannot
-// matter.
+// Whether an unchanged log needs no look: what stands behind its last finished line does not count.
 bool isUnchanged(const Snapshot& log, const SessionUsageCacheEntry& cached) {
-    if (!sameSessionFileIdentity(cached, log.file) || !cached.parsedByteOffset) return false;
-    const std::int64_t tail = log.file.fileSize - *cached.parsedByteOffset;
-    if (*cached.parsedByteOffset < 0 || tail < 0 || tail > longestTail) return false;
-    if (tail == 0) return true;
-    const auto file = openFrom(log, *cached.parsedByteOffset);
-    if (!file) return false;
-    std::string bytes(static_cast<std::size_t>(tail), '\0');
-    if (!RegularFileReader::readExactly(*file, bytes)) return false;
-    return !mayBeRelevant(bytes);
+    return cached.isCurrent && sameSessionFileIdentity(cached, log.file) &&
+           cached.parsedByteOffset && *cached.parsedByteOffset >= 0 &&
+           *cached.parsedByteOffset <= log.file.fileSize;
 }
 
 // The state from which a log that has grown is read on.
@@ -95,170 +93,154 @@ std::optional<ParsedSessionUsage> resumed(const SessionUsageCacheEntry& cached) 
                               .lastTokenUsage = *cached.lastTokenUsage,
                               .lastModel = cached.lastModel,
                               .firstReading = cached.firstReading,
-                              .trail = *std::move(trail)};
+                              .trail = *std::move(trail),
+                              .turnOrigin = static_cast<SessionTurnOrigin>(cached.lastTurnOrigin),
+                              .pendingRecords = cached.pendingRecords,
+                              .lines = cached.lines};
 }
 
-std::optional<SessionUsageCacheEntry> incrementallyUpdatedSessionUsage(
-    const Snapshot& log, const SessionUsageCacheEntry& cached, const SessionReadSetting& setting) {
-    if (!cached.parsedByteOffset || !cached.lastTokenUsage || !cached.fileIdentifier ||
-        cached.fileIdentifier != log.file.fileIdentifier || log.file.fileSize <= cached.fileSize ||
-        *cached.parsedByteOffset < 0 || *cached.parsedByteOffset > cached.fileSize) {
+bool canGoOn(const Snapshot& log, const SessionUsageCacheEntry& cached) {
+    return cached.isCurrent && !log.isCompressed && cached.parsedByteOffset &&
+           cached.lastTokenUsage && cached.fileIdentifier && cached.prefixProof &&
+           cached.fileIdentifier == log.file.fileIdentifier &&
+           log.file.fileSize > cached.fileSize && *cached.parsedByteOffset >= 0 &&
+           *cached.parsedByteOffset <= cached.fileSize;
+}
+
+/// Reads from `offset` on into `usage`.
+SessionReadOutcome readFrom(const Snapshot& log, std::int64_t offset, ParsedSessionUsage usage,
+                            const SessionReadSetting& setting) {
+    // An appended stretch is never the whole of a large file.
+    const bool isLarge =
+        offset == 0 &&
+        (log.isCompressed || log.file.fileSize > setting.limits.largeFileThresholdBytes);
+    const SessionParserBudget budget(isLarge ? setting.limits.forLargeFile() : setting.limits,
+                                     setting.uptime);
+    const auto file = openFrom(log, offset);
+    if (!file) return {.trouble = troubleOfOpening()};
+    const auto reading = streamSessionLines(
+        {.file = *file, .byteCount = log.file.fileSize - offset, .isCompressed = log.isCompressed},
+        budget, usage);
+    if (reading.trouble != SessionLogTrouble::none) return {.trouble = reading.trouble};
+    if (!sessionFileContainsSnapshotPrefix(log.path, log.file)) {
+        return {.trouble = SessionLogTrouble::changed};
+    }
+    SessionReadOutcome outcome{.route = offset > 0 ? SessionReadRoute::appended
+                                                   : SessionReadRoute::whole};
+    SessionUsageCacheEntry& entry = outcome.entry.emplace(entryOf(log, std::move(usage), setting));
+    entry.logSize = offset + reading.consumed;
+    entry.parsedByteOffset = log.isCompressed ? log.file.fileSize : entry.logSize;
+    if (!log.isCompressed) entry.prefixProof = sessionPrefixProof(*file, entry.logSize);
+    if (!budget.isInTime()) return {.trouble = SessionLogTrouble::timeRanOut};
+    return outcome;
+}
+
+// Time can be had another time, but a log that took too much of it twice is left alone too.
+bool isKnownToFail(const KnownSessionTrouble* known, const SessionFileSnapshot& file, Date now) {
+    constexpr double patience = 600;  // seconds
+    if (known == nullptr || known->file != file) return false;
+    switch (known->trouble) {
+        case SessionLogTrouble::damaged:
+        case SessionLogTrouble::tooLarge:
+        case SessionLogTrouble::unreadable:
+            return true;
+        case SessionLogTrouble::timeRanOut:
+            return !(now - known->firstSeenAt <= patience);
+        default:
+            return false;
+    }
+}
+
+std::optional<SessionReadOutcome> readAppended(const Snapshot& log,
+                                               const SessionUsageCacheEntry& cached,
+                                               const std::string& threadId,
+                                               const SessionReadSetting& setting) {
+    if (!canGoOn(log, cached) || !cached.lineage || cached.lineage->threadId != threadId) {
         return std::nullopt;
     }
-    const SessionParserBudget budget(setting.limits, setting.uptime);
-    if (!budget.isInTime()) return std::nullopt;
-    const auto file = openFrom(log, *cached.parsedByteOffset);
-    if (!file || !cached.prefixProof ||
-        sessionPrefixProof(*file, *cached.parsedByteOffset) != cached.prefixProof) {
+    const auto file = openFrom(log, 0);
+    if (!file || sessionPrefixProof(*file, *cached.parsedByteOffset) != cached.prefixProof) {
         return std::nullopt;
     }
     auto usage = resumed(cached);
     if (!usage) return std::nullopt;
-    const auto consumed = streamSessionLines(
-        {.file = *file, .byteCount = log.file.fileSize - *cached.parsedByteOffset}, budget, *usage);
-    if (!consumed || !sessionFileContainsSnapshotPrefix(log.path, log.file)) return std::nullopt;
-    SessionUsageCacheEntry entry = entryOf(log, *usage, setting.now);
-    parsedUpTo(*cached.parsedByteOffset + *consumed, *file, entry);
-    if (!budget.isInTime()) return std::nullopt;
-    return entry;
-}
-
-// Takes the lines that the filter let through. The text has padding behind its end.
-bool takeFilteredLines(std::string_view text, ParsedSessionUsage& usage) {
-    JsonParser parser;
-    while (!text.empty()) {
-        const std::size_t end = text.find('\n');
-        const std::string_view line = text.substr(0, end);
-        if (end == std::string_view::npos && !parser.parsePadded(line)) return false;
-        if (!processSessionLine(line, usage, parser)) return false;
-        text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
-    }
-    return true;
-}
-
-std::optional<SessionUsageCacheEntry> filteredSessionUsage(const Snapshot& log,
-                                                           const SessionReadSetting& setting) {
-    const auto file = openFrom(log, 0);
-    if (!file) return std::nullopt;
-    BoundedProcessResult result =
-        BoundedProcessRunner::run({.executableURL = setting.grepExecutablePath,
-                                   .arguments = {"-a", "-E", relevantLines},
-                                   .environment = {{"LC_ALL", "C"}},
-                                   .timeout = setting.limits.timeout,
-                                   .maxOutputBytes = setting.limits.maxGrepOutputBytes,
-                                   .allowedExitCodes = {0, 1},
-                                   .standardInput = &*file});
-    if (result.kind != BoundedProcessResult::Kind::success) return std::nullopt;
-    std::string& lines = result.output.standardOutput;
-    const std::size_t size = lines.size();
-    lines.append(JsonParser::padding, '\0');
-    ParsedSessionUsage usage;
-    if (!takeFilteredLines(std::string_view(lines).substr(0, size), usage) ||
-        !sessionFileMatchesSnapshot(log.path, log.file)) {
-        return std::nullopt;
-    }
-    SessionUsageCacheEntry entry = entryOf(log, usage, setting.now);
-    parsedUpTo(parsedSessionByteOffset(log.path, log.file), *file, entry);
-    return entry;
-}
-
-std::optional<SessionUsageCacheEntry> streamedSessionUsage(const Snapshot& log,
-                                                           const SessionParserLimits& limits,
-                                                           const SessionReadSetting& setting) {
-    const SessionParserBudget budget(limits, setting.uptime);
-    if (!budget.isInTime()) return std::nullopt;
-    const auto file = openFrom(log, 0);
-    if (!file) return std::nullopt;
-    ParsedSessionUsage usage;
-    const auto consumed =
-        streamSessionLines({.file = *file, .byteCount = log.file.fileSize}, budget, usage);
-    if (!consumed || !sessionFileContainsSnapshotPrefix(log.path, log.file)) return std::nullopt;
-    SessionUsageCacheEntry entry = entryOf(log, usage, setting.now);
-    parsedUpTo(consumed, *file, entry);
-    if (!budget.isInTime()) return std::nullopt;
-    return entry;
-}
-
-SessionReadOutcome readWhole(const Snapshot& log, const SessionReadSetting& setting) {
-    SessionReadOutcome outcome;
-    if (log.file.fileSize > setting.limits.largeFileThresholdBytes) {
-        outcome = {.route = SessionReadRoute::streamed,
-                   .entry = streamedSessionUsage(log, setting.limits.forLargeFile(), setting)};
-    } else if (isExecutable(setting.grepExecutablePath)) {
-        outcome = {.route = SessionReadRoute::filtered,
-                   .entry = filteredSessionUsage(log, setting)};
-    } else {
-        outcome = {.route = SessionReadRoute::streamed,
-                   .entry = streamedSessionUsage(log, setting.limits, setting)};
-    }
-    if (!outcome.entry) outcome.route = SessionReadRoute::failed;
+    usage->threadId = threadId;
+    auto outcome = readFrom(log, *cached.parsedByteOffset, *std::move(usage), setting);
+    if (!outcome.isKnown()) return std::nullopt;
     return outcome;
 }
 
 }  // namespace
 
-fs::path SessionReadSetting::defaultGrepPath() {
-    return isExecutable("/usr/bin/grep") ? "/usr/bin/grep" : "/bin/grep";
-}
-
-bool sessionRolloutAccessIsAllowed(const fs::path& path, const fs::path& homeDirectory) {
+bool sessionRolloutAccessIsAllowed(const fs::path& path, const fs::path& codexHome) {
     std::error_code error;
     const fs::path temporary = fs::temp_directory_path(error);
-    std::vector<LocalFileRoot> roots{{.path = homeDirectory / ".codex"}};
+    std::vector<LocalFileRoot> roots{{.path = codexHome}};
     if (!error) roots.push_back({.path = temporary});
     return localFileAccessIsAllowed(path, roots);
 }
 
-SessionReadOutcome readSession(const SessionUsageSource& source,
-                               const SessionUsageCacheEntry* cached,
+bool isCompressedSession(const std::string& path) {
+    return path.ends_with(".zst");
+}
+
+std::string sessionFileStem(const std::string& path) {
+    std::string name = path.substr(path.rfind('/') + 1);
+    for (const std::string_view ending : {".zst", ".jsonl"}) {
+        if (name.ends_with(ending)) name.resize(name.size() - ending.size());
+    }
+    return name;
+}
+
+std::string sessionSegmentId(const std::string& path, const std::string& threadId) {
+    constexpr std::size_t idSize = 36;
+    const std::string stem = sessionFileStem(path);
+    const std::size_t at = stem.find(threadId + "_");
+    if (threadId.empty() || at == std::string::npos) return threadId;
+    // A copy may have got something behind its name.
+    std::string id = stem.substr(at + threadId.size() + 1, idSize);
+    const bool isId = id.size() == idSize && std::ranges::all_of(id, [](unsigned char byte) {
+                          return std::isxdigit(byte) != 0 || byte == '-';
+                      });
+    return isId ? id : threadId;
+}
+
+SessionReadOutcome readSession(const SessionLogRequest& request,
                                const SessionReadSetting& setting) {
-    if (!sessionRolloutAccessIsAllowed(source.rolloutPath, setting.homeDirectory)) {
-        return {.route = SessionReadRoute::denied, .entry = std::nullopt};
+    errno = 0;
+    const auto file = SessionFileSnapshot::of(request.path);
+    if (!file) {
+        const SessionLogTrouble trouble = troubleOfOpening();
+        return {.trouble = trouble == SessionLogTrouble::changed ? SessionLogTrouble::notRegular
+                                                                 : trouble};
     }
-    const auto file = SessionFileSnapshot::of(source.rolloutPath);
-    if (!file) return {};
-    const Snapshot log{.path = source.rolloutPath, .file = *file};
-    // Of a log that is known only what its own thread's header said still holds.
-    const bool isKnownThread =
-        cached != nullptr && (!cached->lineage || cached->lineage->threadId == source.threadId);
-    if (isKnownThread && isUnchanged(log, *cached)) {
-        return {.route = SessionReadRoute::hit, .fileIdentifier = log.file.fileIdentifier};
+    const auto failed = [&](SessionLogTrouble trouble) {
+        return SessionReadOutcome{.trouble = trouble, .file = file};
+    };
+    if (!request.isInAllowedFolder &&
+        !sessionRolloutAccessIsAllowed(request.path, setting.codexHome)) {
+        return failed(SessionLogTrouble::outside);
     }
-    const auto lineage = readSessionUsageLineage({.log = log.path,
-                                                  .expectedFileIdentifier = log.file.fileIdentifier,
-                                                  .expectedThreadId = source.threadId});
-    SessionReadOutcome outcome{.route = SessionReadRoute::appended};
-    if (cached != nullptr) outcome.entry = incrementallyUpdatedSessionUsage(log, *cached, setting);
-    if (!outcome.entry) outcome = readWhole(log, setting);
-    if (outcome.entry) outcome.entry->lineage = lineage;
-    return outcome;
-}
-
-void keepOutcome(SessionReadKeeping keeping, SessionUsageCache& cache) {
-    const std::string& path = keeping.source.rolloutPath;
-    SessionReadOutcome& outcome = keeping.outcome;
-    if (outcome.route == SessionReadRoute::denied && cache.entries.erase(path) > 0) {
-        cache.hasChanges = true;
+    const Snapshot log{
+        .path = request.path, .file = *file, .isCompressed = isCompressedSession(request.path)};
+    if (request.cached != nullptr && isUnchanged(log, *request.cached)) {
+        return {.route = SessionReadRoute::hit, .file = file};
     }
-    const auto known = cache.entries.find(path);
-    if (outcome.route == SessionReadRoute::hit && known != cache.entries.end()) {
-        known->second.touch(outcome.fileIdentifier, keeping.now);
+    if (isKnownToFail(request.knownTrouble, *file, setting.now)) {
+        return failed(request.knownTrouble->trouble);
     }
-    if (!outcome.entry) return;
-    cache.entries.insert_or_assign(path, *std::move(outcome.entry));
-    cache.hasChanges = true;
-}
-
-std::optional<SessionUsageCacheEntry> cachedSessionUsage(const SessionUsageSource& source,
-                                                         SessionUsageCache& cache,
-                                                         const SessionReadSetting& setting) {
-    const auto known = cache.entries.find(source.rolloutPath);
-    SessionReadOutcome outcome =
-        readSession(source, known == cache.entries.end() ? nullptr : &known->second, setting);
-    const bool isKnown = outcome.isKnown();
-    keepOutcome({.source = source, .outcome = std::move(outcome), .now = setting.now}, cache);
-    if (!isKnown) return std::nullopt;
-    return cache.entries.at(source.rolloutPath);
+    const auto header = openFrom(log, 0);
+    if (!header) return failed(troubleOfOpening());
+    auto lineage = readSessionUsageLineage(*header, log.isCompressed);
+    if (!lineage) lineage = SessionUsageLineage{.threadId = request.fallbackThreadId};
+    std::optional<SessionReadOutcome> outcome;
+    if (request.cached != nullptr) {
+        outcome = readAppended(log, *request.cached, lineage->threadId, setting);
+    }
+    if (!outcome) outcome = readFrom(log, 0, {.threadId = lineage->threadId}, setting);
+    if (outcome->entry) outcome->entry->lineage = std::move(lineage);
+    outcome->file = file;
+    return *std::move(outcome);
 }
 
 }  // namespace vantry::CodexUsageReader

@@ -2,65 +2,68 @@
 
 #include <filesystem>
 #include <optional>
+#include <string>
 
-#include "local/ReaderCaches.h"
+#include "local/KeptSessions.h"
+#include "local/SessionFileIdentity.h"
+#include "local/SessionLogStream.h"
 #include "local/SessionReadLimits.h"
-#include "local/ThreadIndex.h"
+#include "local/SessionUsageCacheEntry.h"
 
 namespace vantry::CodexUsageReader {
 
 /// What is the same for every log of a batch.
 struct SessionReadSetting {
-    std::filesystem::path homeDirectory;  ///< logs lie below its `.codex`
+    std::filesystem::path codexHome;  ///< logs lie below it
     Date now;
     SessionParserLimits limits;
-    std::filesystem::path grepExecutablePath = defaultGrepPath();
     MonotonicUptime uptime = systemUptime;
-
-    /// /usr/bin/grep, or /bin/grep where that is missing.
-    static std::filesystem::path defaultGrepPath();
 };
 
 /// How an answer about a log was come by.
-enum class SessionReadRoute { denied, failed, hit, appended, filtered, streamed };
+enum class SessionReadRoute : std::uint8_t { failed, hit, appended, whole };
 
 struct SessionReadOutcome {
     SessionReadRoute route = SessionReadRoute::failed;
     /// What was read. Absent after a hit, where what is known still holds.
     std::optional<SessionUsageCacheEntry> entry;
-    std::optional<std::uint64_t> fileIdentifier;  ///< of a hit
+    SessionLogTrouble trouble = SessionLogTrouble::none;
+    /// The file as it stood when the read began; absent where there is none to be looked at.
+    std::optional<SessionFileSnapshot> file;
 
     /// Whether the log's contents are known.
-    bool isKnown() const { return entry || route == SessionReadRoute::hit; }
+    bool isKnown() const { return route != SessionReadRoute::failed; }
 };
 
-/// What a thread's log contributes, given what is known of it from before: nothing new where the
-/// log is unchanged, the appended bytes where it has grown, else the whole log, through `grep` or,
-/// for a large log or without that program, by streaming. All or nothing, within the limits.
-/// Changes nothing but the file's access time; any thread.
-SessionReadOutcome readSession(const SessionUsageSource& source,
-                               const SessionUsageCacheEntry* cached,
-                               const SessionReadSetting& setting);
-
-/// The same through the cache: a denied log is forgotten, a failed read leaves the entry as it is,
-/// and every other answer is kept.
-std::optional<SessionUsageCacheEntry> cachedSessionUsage(const SessionUsageSource& source,
-                                                         SessionUsageCache& cache,
-                                                         const SessionReadSetting& setting);
-
-/// What came of the read of a source at `now`.
-struct SessionReadKeeping {
-    const SessionUsageSource& source;
-    SessionReadOutcome outcome;
-    Date now;
+/// One log to be read.
+struct SessionLogRequest {
+    const std::string& path;
+    /// The thread of a log whose header does not say it.
+    std::string fallbackThreadId;
+    /// Whether the folder was found to be one that may be touched.
+    bool isInAllowedFolder = false;
+    const SessionUsageCacheEntry* cached = nullptr;  ///< what is known of it from before
+    /// What stopped the last read; a log that has not changed since is not read again.
+    const KnownSessionTrouble* knownTrouble = nullptr;
 };
 
-/// Puts an outcome into the cache, as cachedSessionUsage() does.
-void keepOutcome(SessionReadKeeping keeping, SessionUsageCache& cache);
+/// What a log contributes: nothing new where it is unchanged, the appended bytes where it has grown
+/// and its head and the bytes before are proved to be the same, else the whole log. All or nothing,
+/// within the limits. Changes nothing but the file's access time; any thread.
+SessionReadOutcome readSession(const SessionLogRequest& request, const SessionReadSetting& setting);
 
-/// Whether a log may be touched: below `.codex` of the home or the system's temporary directory,
-/// with no symbolic link on the way.
+/// Whether a log may be touched: below Codex's folder or the system's temporary directory, with no
+/// symbolic link on the way.
 bool sessionRolloutAccessIsAllowed(const std::filesystem::path& path,
-                                   const std::filesystem::path& homeDirectory);
+                                   const std::filesystem::path& codexHome);
+
+/// The name by which other logs speak of this one: what stands behind "_" in the name of its file,
+/// or the thread itself for the first segment of a thread.
+std::string sessionSegmentId(const std::string& path, const std::string& threadId);
+
+/// The name of a log's file without its folder and the ending of a compressed one.
+std::string sessionFileStem(const std::string& path);
+
+bool isCompressedSession(const std::string& path);
 
 }  // namespace vantry::CodexUsageReader

@@ -1,6 +1,7 @@
 #include "local/SessionLogStream.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstring>
 #include <span>
 #include <string_view>
@@ -56,61 +57,96 @@ class LineBuffer {
     std::size_t scanned_ = 0;
 };
 
-// Takes the finished lines out of the buffer; the number of bytes that they held.
-std::optional<std::int64_t> takeLines(LineBuffer& buffer, const SessionParserBudget& budget,
-                                      ParsedSessionUsage& usage, JsonParser& parser) {
-    std::int64_t consumed = 0;
+// Takes the finished lines out of the buffer and adds up the bytes that they held.
+SessionLogTrouble takeLines(LineBuffer& buffer, const SessionParserBudget& budget,
+                            ParsedSessionUsage& usage, JsonParser& parser, std::int64_t& consumed) {
+    const std::size_t longest = budget.limits().maxLineBytes;
     while (const auto line = buffer.nextLine()) {
-        if (line->size() > budget.limits().maxLineBytes || !budget.isInTime() ||
-            !processSessionLine(*line, usage, parser)) {
-            return std::nullopt;
+        if (line->size() > longest) return SessionLogTrouble::tooLarge;
+        if (!budget.isInTime()) return SessionLogTrouble::timeRanOut;
+        if (processSessionLine(*line, usage, parser) == SessionLineOutcome::invalid) {
+            return SessionLogTrouble::damaged;
         }
         consumed += static_cast<std::int64_t>(line->size()) + 1;
         buffer.consumeLine();
     }
-    if (buffer.rest().size() > budget.limits().maxLineBytes || !budget.isInTime()) {
-        return std::nullopt;
-    }
-    return consumed;
+    if (buffer.rest().size() > longest) return SessionLogTrouble::tooLarge;
+    return budget.isInTime() ? SessionLogTrouble::none : SessionLogTrouble::timeRanOut;
 }
 
-// A last line without its newline: whole, or of no interest, or the log cannot be told.
-std::optional<std::int64_t> takeLastLine(std::string_view line, ParsedSessionUsage& usage,
-                                         JsonParser& parser) {
-    // A long one of no interest is left where it is, for parsing takes many times its room.
-    constexpr std::size_t longest = 262'144;
-    if (line.empty() || (line.size() > longest && !mayBeRelevant(line))) return 0;
-    if (!parser.parsePadded(line)) {
-        if (mayBeRelevant(line)) return std::nullopt;
-        return 0;
+// A last line that lacks nothing but its end is whole; any other is not there yet.
+SessionLogTrouble takeLastLine(std::string_view line, ParsedSessionUsage& usage, JsonParser& parser,
+                               std::int64_t& consumed) {
+    if (!mayBeRelevant(line)) return SessionLogTrouble::none;
+    const auto root = parser.parsePadded(line);
+    if (!root || !root->isObject()) return SessionLogTrouble::none;
+    if (processSessionLine(line, usage, parser) == SessionLineOutcome::invalid) {
+        return SessionLogTrouble::damaged;
     }
-    if (!processSessionLine(line, usage, parser)) return std::nullopt;
-    return static_cast<std::int64_t>(line.size());
+    consumed += static_cast<std::int64_t>(line.size());
+    return SessionLogTrouble::none;
+}
+
+SessionLogTrouble troubleOfRead(const SessionLogStretch& stretch) {
+    if (errno == ENOMEM) return SessionLogTrouble::outOfResources;
+    if (stretch.isCompressed) return SessionLogTrouble::damaged;
+    return errno == 0 ? SessionLogTrouble::changed : SessionLogTrouble::unreadable;
 }
 
 }  // namespace
 
-std::optional<std::int64_t> streamSessionLines(const SessionLogStretch& stretch,
-                                               const SessionParserBudget& budget,
-                                               ParsedSessionUsage& usage) {
-    if (stretch.byteCount > budget.limits().maxReadBytes) return std::nullopt;
+SessionLogBytes::SessionLogBytes(const FileDescriptor& file, bool isCompressed) : file_(file) {
+    if (isCompressed) decompressor_.emplace();
+}
+
+std::optional<std::size_t> SessionLogBytes::read(std::span<char> buffer) {
+    if (!decompressor_) return RegularFileReader::read(file_, buffer);
+    while (true) {
+        if (packedAt_ == packed_.size() && !isAtEnd_) {
+            packed_.resize(chunkBytes);
+            const auto count = RegularFileReader::read(file_, packed_);
+            if (!count) return std::nullopt;
+            packed_.resize(*count);
+            packedAt_ = 0;
+            isAtEnd_ = *count == 0;
+        }
+        const auto step =
+            decompressor_->unpack(std::string_view(packed_).substr(packedAt_), buffer);
+        if (!step) return std::nullopt;
+        packedAt_ += step->taken;
+        if (step->made > 0) return step->made;
+        if (!isAtEnd_ || step->taken > 0) continue;
+        if (!decompressor_->isComplete()) return std::nullopt;
+        return 0;
+    }
+}
+
+SessionStretchReading streamSessionLines(const SessionLogStretch& stretch,
+                                         const SessionParserBudget& budget,
+                                         ParsedSessionUsage& usage) {
+    SessionStretchReading reading;
+    const std::int64_t most = budget.limits().maxReadBytes;
+    if (stretch.byteCount > most) return {.trouble = SessionLogTrouble::tooLarge};
+    SessionLogBytes bytes(stretch.file, stretch.isCompressed);
     LineBuffer buffer;
     JsonParser parser;
-    std::int64_t consumed = 0;
-    for (std::int64_t left = stretch.byteCount; left > 0;) {
-        if (!budget.isInTime()) return std::nullopt;
+    for (std::int64_t left = stretch.isCompressed ? most : stretch.byteCount; left > 0;) {
+        if (!budget.isInTime()) return {.trouble = SessionLogTrouble::timeRanOut};
         const auto wanted = static_cast<std::size_t>(std::min<std::int64_t>(left, chunkBytes));
-        const auto count = RegularFileReader::read(stretch.file, buffer.room(wanted));
-        if (!count || *count == 0) return std::nullopt;
+        errno = 0;
+        const auto count = bytes.read(buffer.room(wanted));
+        if (stretch.isCompressed && count == 0) break;
+        if (!count || *count == 0) return {.trouble = troubleOfRead(stretch)};
         left -= static_cast<std::int64_t>(*count);
+        if (stretch.isCompressed && left == 0) return {.trouble = SessionLogTrouble::tooLarge};
         buffer.added(*count);
-        const auto lines = takeLines(buffer, budget, usage, parser);
-        if (!lines) return std::nullopt;
-        consumed += *lines;
+        reading.trouble = takeLines(buffer, budget, usage, parser, reading.consumed);
+        if (reading.trouble != SessionLogTrouble::none) return reading;
     }
-    const auto last = takeLastLine(buffer.rest(), usage, parser);
-    if (!last || !budget.isInTime()) return std::nullopt;
-    return consumed + *last;
+    reading.trouble = takeLastLine(buffer.rest(), usage, parser, reading.consumed);
+    if (!budget.isInTime()) reading.trouble = SessionLogTrouble::timeRanOut;
+    if (usage.lines.isNoLog()) reading.trouble = SessionLogTrouble::damaged;
+    return reading;
 }
 
 }  // namespace vantry::CodexUsageReader

@@ -1,26 +1,68 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <optional>
+#include <span>
+#include <string>
 
 #include "local/SessionLineParser.h"
 #include "local/SessionReadLimits.h"
+#include "platform/Compression.h"
 #include "platform/FileDescriptor.h"
 
 namespace vantry::CodexUsageReader {
 
+/// Why a log gives no figures.
+enum class SessionLogTrouble : std::uint8_t {
+    none,
+    absent,
+    notRegular,  ///< a folder, a pipe, a link
+    outside,     ///< not below the folders that may be touched
+    unreadable,  ///< the system refuses it
+    damaged,     ///< lines or a frame that cannot be, or too much that is no JSON
+    tooLarge,    ///< a line or the file passes its limit
+    changed,     ///< shorter or another file than a moment before
+    timeRanOut,
+    outOfResources,  ///< descriptors or memory
+};
+
+/// The bytes of a log, unpacked where it is compressed. Blocks; one thread at a time.
+class SessionLogBytes {
+  public:
+    /// From the descriptor's position on; `file` outlives this.
+    SessionLogBytes(const FileDescriptor& file, bool isCompressed);
+
+    /// Reads on, at most as much as `buffer` holds. The number of bytes, 0 at the end; nothing on
+    /// an error, and for a compressed log that is damaged or ends inside a frame.
+    std::optional<std::size_t> read(std::span<char> buffer);
+
+  private:
+    const FileDescriptor& file_;
+    std::optional<StreamDecompressor> decompressor_;
+    std::string packed_;
+    std::size_t packedAt_ = 0;
+    bool isAtEnd_ = false;
+};
+
 /// A stretch of an open log, from the descriptor's position on.
 struct SessionLogStretch {
     const FileDescriptor& file;
+    /// Bytes to read; a compressed log is read to its end, wherever that is.
     std::int64_t byteCount = 0;
+    bool isCompressed = false;
 };
 
-/// Reads the stretch in chunks of 64 KiB and takes its lines into `usage`, within the budget's
-/// read, line and time limits. Gives the number of bytes that were consumed as lines: all of them,
-/// or all but an unfinished last line of no interest. Nothing for a stretch that is cut short,
-/// passes a limit or holds a damaged line; `usage` is then not used any more.
-std::optional<std::int64_t> streamSessionLines(const SessionLogStretch& stretch,
-                                               const SessionParserBudget& budget,
-                                               ParsedSessionUsage& usage);
+struct SessionStretchReading {
+    std::int64_t consumed = 0;  ///< bytes of whole lines, unpacked
+    SessionLogTrouble trouble = SessionLogTrouble::none;
+};
+
+/// Reads the stretch in chunks of 64 KiB and takes its finished lines into `usage`, within the
+/// budget's read, line and time limits. A last line without its end counts if it is a whole object;
+/// else it is not there yet, whatever it holds. After a trouble `usage` is not used any more.
+SessionStretchReading streamSessionLines(const SessionLogStretch& stretch,
+                                         const SessionParserBudget& budget,
+                                         ParsedSessionUsage& usage);
 
 }  // namespace vantry::CodexUsageReader

@@ -15,14 +15,13 @@ struct SessionParserLimits {
     std::int64_t maxReadBytes = 536'870'912;
     std::size_t maxLineBytes = 16'777'216;  ///< of a line, finished or not
     double timeout = 30;                    ///< seconds
-    std::size_t maxGrepOutputBytes = 134'217'728;
-    /// A file above this size is streamed, under the limits that follow.
+    /// A file above this size, and a compressed one, is read under the limits that follow.
     std::int64_t largeFileThresholdBytes = 134'217'728;
     std::int64_t maxLargeFileReadBytes = 4'294'967'296;
     std::size_t maxLargeFileLineBytes = 33'554'432;
     double largeFileTimeout = 120;  ///< seconds
 
-    /// The limits of the streaming read of a large file, in place of the standard ones.
+    /// The limits of a large file, in place of the standard ones.
     SessionParserLimits forLargeFile() const {
         SessionParserLimits limits = *this;
         limits.maxReadBytes = maxLargeFileReadBytes;

@@ -14,12 +14,14 @@ void mix(std::uint64_t& hash, std::string_view text) {
 
 }  // namespace
 
-std::uint64_t SessionToolCallProofs::proof(const SessionToolCallIdentity& identity) {
+std::uint64_t sessionTextHash(std::initializer_list<std::string_view> texts) {
     std::uint64_t hash = 0xcbf29ce484222325;
-    mix(hash, identity.callID);
-    mix(hash, identity.name);
-    mix(hash, identity.kind);
-    return hash;
+    for (const std::string_view text : texts) mix(hash, text);
+    return hash == 0 ? 1 : hash;
+}
+
+std::uint64_t SessionToolCallProofs::proof(const SessionToolCallIdentity& identity) {
+    return sessionTextHash({identity.callID, identity.name, identity.kind});
 }
 
 void SessionToolCallProofs::add(const SessionToolCallIdentity& identity) {

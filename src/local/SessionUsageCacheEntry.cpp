@@ -68,21 +68,6 @@ bool areCorrections(const std::vector<SessionReadingTrail::Correction>& correcti
     });
 }
 
-std::string damage(const SessionUsageCacheEntry& entry) {
-    if (std::string error = entry.deltaStorage.storedDamage(); !error.empty()) return error;
-    if (entry.lastModel && !LocalModelUsageAccumulator::normalizedModel(*entry.lastModel)) {
-        return "invalid session model context";
-    }
-    if (!entry.readingTrail.isTrail(entry.deltaCount())) return "invalid session reading trail";
-    const auto& first = entry.firstReading;
-    if ((entry.lastTokenUsage && entry.lastTokenUsage->hasNegativeValue()) ||
-        (first && first->total.hasNegativeValue()) ||
-        (first && first->last && first->last->hasNegativeValue())) {
-        return "invalid session token reading";
-    }
-    return {};
-}
-
 }  // namespace
 
 SessionReadingTrailStorage SessionReadingTrailStorage::encoding(const SessionReadingTrail& trail) {
@@ -116,6 +101,28 @@ bool SessionReadingTrailStorage::isTrail(std::int64_t count) const {
     return areCorrections(corrections, count) && walkOrdinals(*this, count, [](std::int64_t) {});
 }
 
+std::string SessionUsageCacheEntry::damage() const {
+    if (std::string error = deltaStorage.storedDamage(); !error.empty()) return error;
+    if (lastModel && !LocalModelUsageAccumulator::normalizedModel(*lastModel)) {
+        return "invalid session model context";
+    }
+    if (!readingTrail.isTrail(deltaCount())) return "invalid session reading trail";
+    const auto& first = firstReading;
+    if ((lastTokenUsage && lastTokenUsage->hasNegativeValue()) ||
+        (first && first->total.hasNegativeValue()) ||
+        (first && first->last && first->last->hasNegativeValue()) ||
+        (first && first->deltaIndex &&
+         (*first->deltaIndex < 0 || *first->deltaIndex >= deltaCount())) ||
+        std::ranges::any_of(pendingRecords,
+                            [](const auto& record) { return record.tokens.hasNegativeValue(); })) {
+        return "invalid session token reading";
+    }
+    if (lastTurnOrigin < 0 || lastTurnOrigin > static_cast<std::int64_t>(SessionTurnOrigin::own)) {
+        return "invalid session turn";
+    }
+    return {};
+}
+
 SessionUsageCacheEntry SessionUsageCacheEntry::touching(std::optional<std::uint64_t> identifier,
                                                         Date date) const {
     SessionUsageCacheEntry copy = *this;
@@ -131,7 +138,7 @@ void SessionUsageCacheEntry::touch(std::optional<std::uint64_t> identifier, Date
 SessionUsageCacheEntryReading readSessionUsageCacheEntry(JsonView value) {
     SessionUsageCacheEntry entry;
     if (!decode(value, entry)) return {.error = "malformed session usage cache entry"};
-    if (std::string error = damage(entry); !error.empty()) return {.error = std::move(error)};
+    if (std::string error = entry.damage(); !error.empty()) return {.error = std::move(error)};
     return {.entry = std::move(entry)};
 }
 

@@ -17,8 +17,12 @@ namespace vantry {
 struct SessionUsageDeltaStorage {
     std::int64_t count = 0;
     bool isCompressed = false;
-    std::string payload;              ///< bytes; base64 in JSON
-    std::vector<std::string> models;  ///< sorted, each once
+    std::string payload;               ///< bytes; base64 in JSON
+    std::vector<std::string> models;   ///< sorted, each once
+    std::vector<std::string> threads;  ///< those that copied records name
+    /// Eight bytes a delta each, or none where all are 0; base64 in JSON.
+    std::string recordKeys;
+    std::string cacheWrites;
 
     static SessionUsageDeltaStorage encoding(const std::vector<SessionUsageDelta>& deltas);
 
@@ -28,6 +32,9 @@ struct SessionUsageDeltaStorage {
         std::string error;  ///< empty without one
     };
     Decoding decoded() const;
+
+    /// Whether a record was copied from another thread's log.
+    bool holdsCopiedRecords() const { return !threads.empty(); }
 
     /// What is wrong with the bytes, found without making the deltas; empty when nothing is.
     std::string damage() const;
@@ -64,6 +71,8 @@ struct SessionReadingTrailStorage {
 
 /// What one log contributes, as it was at one moment.
 struct SessionUsageCacheEntry {
+    /// The Codex home that it was counted in.
+    std::string home;
     std::int64_t fileSize = 0;
     std::optional<Date> modificationDate;
     /// Since 1970. A Date of today has steps of a quarter of a microsecond; files are told apart by
@@ -86,8 +95,22 @@ struct SessionUsageCacheEntry {
     /// Stands for the bytes at the head of the log and before `parsedByteOffset`: a log that was
     /// written anew under the same file number has others.
     std::optional<std::string> prefixProof;
+    std::int64_t logSize = 0;  ///< bytes of the log that were read, unpacked
+    std::vector<SessionPendingRecord> pendingRecords;
+    SessionLineCounts lines;
+    /// When anything about the file changed, since 1970 in nanoseconds, and its permissions.
+    std::int64_t changeTimeNanoseconds = 0;
+    std::int64_t mode = 0;
+    std::int64_t lastTurnOrigin = 0;  ///< the number of a SessionTurnOrigin
+    /// The figures have held what the log says.
+    bool isCounted = false;
+    /// False for an entry of an earlier format: its log is read again where it is still there.
+    bool isCurrent = false;
 
     std::int64_t deltaCount() const { return deltaStorage.count; }
+
+    /// What is wrong with the bytes and values of an entry from a file; empty when nothing is.
+    std::string damage() const;
 
     /// A copy that was used at `date`; the identifier is filled in when one is given.
     SessionUsageCacheEntry touching(std::optional<std::uint64_t> identifier, Date date) const;
@@ -112,6 +135,7 @@ template <class Record>
 struct BytesField {
     std::string_view name;
     std::string Record::*member;
+    bool mayBeMissing = false;
 };
 
 template <class Record>
@@ -129,6 +153,7 @@ void writeField(StoredTextWriter& writer, const BytesField<Record>& entry, const
 
 template <class Record>
 bool decodeField(const BytesField<Record>& entry, JsonView value, Record& into) {
+    if (entry.mayBeMissing && value[entry.name].isMissing()) return true;
     const auto text = value[entry.name].text();
     auto bytes = text ? base64Bytes(*text) : std::nullopt;
     if (!bytes) return false;
@@ -175,6 +200,34 @@ bool decodeField(const ToolCallProofsField<Record>& entry, JsonView value, Recor
     return isGood;
 }
 
+/// A member that earlier formats do not have: missing, it keeps its default.
+template <class Record, class Member>
+struct LaterField {
+    std::string_view name;
+    Member Record::*member;
+};
+
+template <class Record, class Member>
+LaterField(const char*, Member Record::*) -> LaterField<Record, Member>;
+
+template <class Record, class Member>
+void encodeField(const LaterField<Record, Member>& entry, const Record& record, RecordForm form,
+                 JsonValue::Object& members) {
+    members.insert_or_assign(std::string(entry.name), encode(record.*entry.member, form));
+}
+
+template <class Record, class Member>
+void writeField(StoredTextWriter& writer, const LaterField<Record, Member>& entry,
+                const Record& record, std::size_t start) {
+    writer.writeMember(entry.name, record.*entry.member, start);
+}
+
+template <class Record, class Member>
+bool decodeField(const LaterField<Record, Member>& entry, JsonView value, Record& into) {
+    const JsonView member = value[entry.name];
+    return member.isMissing() || decode(member, into.*entry.member);
+}
+
 /// A file's number. JSON has the signed number of the same 64 bits, since our integers there are
 /// signed, and some file systems do use the highest bit.
 template <class Record>
@@ -208,8 +261,13 @@ template <>
 struct RecordFields<SessionUsageDeltaStorage> {
     using Storage = SessionUsageDeltaStorage;
     static constexpr std::tuple list{
-        field("count", &Storage::count), field("isCompressed", &Storage::isCompressed),
-        BytesField<Storage>{"payload", &Storage::payload}, field("models", &Storage::models)};
+        field("count", &Storage::count),
+        field("isCompressed", &Storage::isCompressed),
+        BytesField<Storage>{"payload", &Storage::payload},
+        field("models", &Storage::models),
+        LaterField{"threads", &Storage::threads},
+        BytesField<Storage>{"recordKeys", &Storage::recordKeys, true},
+        BytesField<Storage>{"cacheWrites", &Storage::cacheWrites, true}};
 };
 
 template <>
@@ -250,7 +308,16 @@ struct RecordFields<SessionUsageCacheEntry> {
         field("lineage", &Entry::lineage),
         field("firstReading", &Entry::firstReading),
         field("readingTrail", &Entry::readingTrail),
-        field("prefixProof", &Entry::prefixProof)};
+        field("prefixProof", &Entry::prefixProof),
+        LaterField{"home", &Entry::home},
+        LaterField{"logSize", &Entry::logSize},
+        LaterField{"pendingRecords", &Entry::pendingRecords},
+        LaterField{"lines", &Entry::lines},
+        LaterField{"changeTimeNanoseconds", &Entry::changeTimeNanoseconds},
+        LaterField{"mode", &Entry::mode},
+        LaterField{"lastTurnOrigin", &Entry::lastTurnOrigin},
+        LaterField{"isCounted", &Entry::isCounted},
+        LaterField{"isCurrent", &Entry::isCurrent}};
 };
 
 }  // namespace vantry

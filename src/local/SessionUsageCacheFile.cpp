@@ -8,6 +8,7 @@
 
 #include "diagnostics/DebugLog.h"
 #include "io/BoundedCacheData.h"
+#include "local/SessionKeeping.h"
 #include "platform/AtomicFile.h"
 #include "platform/WorkQueue.h"
 
@@ -167,6 +168,9 @@ SessionUsageDiskCacheReading readMembers(std::string_view document,
         const auto value = parser.parse(member.value);
         auto reading = readSessionUsageCacheEntry(value.value_or(JsonView()));
         if (!reading.entry) return {.error = std::move(reading.error)};
+        auto& lineage = reading.entry->lineage;
+        if (!lineage) lineage = SessionUsageLineage{.threadId = sessionThreadIdOfFile(name)};
+        if (!reading.entry->isCurrent) reading.entry->isCounted = true;  // as all were then
         entries.emplace_hint(entries.end(), std::move(name), std::move(*reading.entry));
     }
     return {.entries = std::move(entries)};
@@ -197,25 +201,36 @@ SessionUsageDiskCacheReading readInTwoHalves(std::string_view document,
     return first;
 }
 
+// Merges in what the file holds, if it is not the one that was last read or written. What memory
+// already holds stays.
+void takeOver(SessionUsageCache& cache, const fs::path& file) {
+    const auto found = SessionFileSnapshot::of(file);
+    if (!found || found == cache.diskFile) return;
+    cache.diskFile = found;
+    const auto document = boundedCacheData(file, sessionUsageCacheByteLimit);
+    if (!document) return;
+    auto reading = readSessionUsageDiskCache(*document);
+    if (reading.entries) cache.entries.merge(*reading.entries);
+}
+
 std::string write(SessionUsageCache& cache, const SessionUsageCacheWrite& request) {
-    std::set<std::string> activePaths;
-    for (const std::string& path : request.activePaths) {
-        std::error_code ignored;
-        if (request.isAllowed(path) && fs::exists(path, ignored)) activePaths.insert(path);
-    }
+    takeOver(cache, request.file);
     std::error_code error;
     fs::create_directories(request.file.parent_path(), error);
     if (error) return error.message();
 
+    const std::size_t count = cache.entries.size();
     PrunedSessionUsageCache pruned = prunedSessionUsageCache({.entries = std::move(cache.entries),
-                                                              .activePaths = activePaths,
+                                                              .activePaths = request.activePaths,
                                                               .now = request.now,
-                                                              .entryLimit = activePaths.size()});
+                                                              .entryLimit = count});
     cache.entries = std::move(pruned.entries);
+    cache.entries.merge(pruned.unfitting);
     if (!pruned.error.empty()) return std::move(pruned.error);
-    cache.entries = retainedSessionUsageMemoryCache(std::move(cache.entries), activePaths);
     error = replaceFileAtomically(request.file, pruned.document);
-    return error ? error.message() : std::string();
+    if (error) return error.message();
+    cache.diskFile = SessionFileSnapshot::of(request.file);
+    return {};
 }
 
 }  // namespace
@@ -228,7 +243,8 @@ SessionUsageDiskCacheReading readSessionUsageDiskCache(std::string_view document
     DocumentParser parser(document);
     const auto frame = frameOf(document, parser);
     if (!frame) return {.error = "malformed session usage cache"};
-    if (frame->version != sessionUsageCacheVersion) {
+    if (frame->version != sessionUsageCacheVersion &&
+        frame->version != sessionUsageCacheVersion - 1) {
         return {.error = "session usage cache of another version"};
     }
     std::vector<MemberText> members;
@@ -245,10 +261,7 @@ SessionUsageCacheEntries& persistentSessionUsageCache(SessionUsageCache& cache,
                                                       const fs::path& file) {
     if (cache.isDiskMerged || file.empty()) return cache.entries;
     cache.isDiskMerged = true;
-    if (const auto document = boundedCacheData(file, sessionUsageCacheByteLimit)) {
-        auto reading = readSessionUsageDiskCache(*document);
-        if (reading.entries) cache.entries.merge(*reading.entries);
-    }
+    takeOver(cache, file);
     return cache.entries;
 }
 

@@ -2,7 +2,6 @@
 
 #include <cstdint>
 #include <filesystem>
-#include <functional>
 #include <map>
 #include <optional>
 #include <set>
@@ -15,10 +14,11 @@
 /// their log. Whatever is wrong with the file, it counts as absent and the logs are read anew.
 namespace vantry::CodexUsageReader {
 
-/// Raised whenever entries change their meaning; a file of another version is ignored.
-inline constexpr std::int64_t sessionUsageCacheVersion = 13;
+/// Raised whenever entries change their meaning. Of the version before, entries are taken whose
+/// logs are gone; a file of any other is ignored.
+inline constexpr std::int64_t sessionUsageCacheVersion = 14;
 inline constexpr double sessionUsageCacheTTL = 7'776'000;  ///< seconds: 90 days
-inline constexpr std::int64_t sessionUsageCacheByteLimit = 64 * 1024 * 1024;
+inline constexpr std::int64_t sessionUsageCacheByteLimit = 256 * 1024 * 1024;
 
 using SessionUsageCacheEntries = std::map<std::string, SessionUsageCacheEntry>;
 
@@ -35,18 +35,18 @@ struct SessionUsageDiskCacheReading {
 SessionUsageDiskCacheReading readSessionUsageDiskCache(std::string_view document);
 
 /// The entries in memory after those of `file` have been merged in, which happens once per cache;
-/// what memory already holds stays. `file` may be empty. Blocks for one read of at most 64 MiB.
+/// what memory already holds stays. `file` may be empty. Blocks for one read of the file.
 SessionUsageCacheEntries& persistentSessionUsageCache(SessionUsageCache& cache,
                                                       const std::filesystem::path& file);
 
 struct SessionUsageCacheWrite {
-    std::filesystem::path file;                              ///< may be empty: nothing is done
-    std::set<std::string> activePaths;                       ///< the logs of the thread index
-    std::function<bool(const std::string& path)> isAllowed;  ///< whether a log may be touched
+    std::filesystem::path file;         ///< may be empty: nothing is done
+    std::set<std::string> activePaths;  ///< the logs of the home
     Date now;
 };
 
-/// Prunes the cache to the active logs that exist and may be touched, in memory and on disk. The
+/// Writes the entries that are worth their room; memory keeps all. What another process has written
+/// since the file was last read is taken over first. The
 /// file is replaced whole or not at all; a failure goes to the debug log and leaves `hasChanges`
 /// set, and the file as it was. Blocks.
 void writePersistentSessionUsageCache(SessionUsageCache& cache,
@@ -63,8 +63,9 @@ struct SessionUsageCachePruning {
 
 struct PrunedSessionUsageCache {
     SessionUsageCacheEntries entries;
-    std::string document;  ///< those entries in JSON
-    std::string error;     ///< empty without one; there is no document then
+    SessionUsageCacheEntries unfitting;  ///< that found no room and are not too old
+    std::string document;                ///< the first entries in JSON
+    std::string error;                   ///< empty without one; there is no document then
 };
 
 /// The entries that are worth their room, active ones stamped with `now`: without those unused for
@@ -72,9 +73,5 @@ struct PrunedSessionUsageCache {
 /// each that still fits below `byteLimit` together with what the document needs around it. An entry
 /// that a reader of the document would refuse is left out. Encodes each entry once.
 PrunedSessionUsageCache prunedSessionUsageCache(SessionUsageCachePruning pruning);
-
-/// The entries whose path is active.
-SessionUsageCacheEntries retainedSessionUsageMemoryCache(SessionUsageCacheEntries entries,
-                                                         const std::set<std::string>& activePaths);
 
 }  // namespace vantry::CodexUsageReader

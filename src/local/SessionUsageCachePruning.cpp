@@ -114,7 +114,9 @@ PrunedSessionUsageCache prunedSessionUsageCache(SessionUsageCachePruning pruning
     const std::size_t frameSize = documentStart.size() + ending.size();
     const auto limit = static_cast<std::size_t>(std::max<std::int64_t>(pruning.byteLimit, 0));
     std::string document(documentStart);
-    if (frameSize > limit) return {.document = document + ending};
+    if (frameSize > limit) {
+        return {.unfitting = std::move(pruning.entries), .document = document + ending};
+    }
 
     // All that may be kept is encoded where it will mostly stay, for as a rule everything fits.
     std::vector<Candidate> candidates = mostRecentByPath(pruning.entries, pruning.entryLimit);
@@ -135,13 +137,9 @@ PrunedSessionUsageCache prunedSessionUsageCache(SessionUsageCachePruning pruning
     for (const Candidate& candidate : candidates) {
         if (candidate.isKept) kept.insert(kept.end(), pruning.entries.extract(candidate.entry));
     }
-    return {.entries = std::move(kept), .document = std::move(document)};
-}
-
-SessionUsageCacheEntries retainedSessionUsageMemoryCache(SessionUsageCacheEntries entries,
-                                                         const std::set<std::string>& activePaths) {
-    std::erase_if(entries, [&](const auto& each) { return !activePaths.contains(each.first); });
-    return entries;
+    return {.entries = std::move(kept),
+            .unfitting = std::move(pruning.entries),
+            .document = std::move(document)};
 }
 
 }  // namespace vantry::CodexUsageReader

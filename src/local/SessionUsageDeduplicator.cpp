@@ -6,6 +6,7 @@
 #include <unordered_set>
 
 #include "local/InheritedCounter.h"
+#include "local/SessionVersions.h"
 
 namespace vantry {
 
@@ -62,83 +63,133 @@ namespace CodexUsageReader {
 namespace {
 
 using Proofs = std::unordered_set<std::uint64_t>;
+using Deltas = std::vector<SessionUsageDelta>;
 
-std::optional<std::string> parentOf(const LoadedSessionUsage& session) {
-    return session.entry.lineage ? session.entry.lineage->parentThreadId : std::nullopt;
+/// A log's own copy of its events, made once something has to be changed or left out.
+Deltas& ownDeltas(EffectiveSessionUsage& usage) {
+    auto own = std::make_shared<Deltas>(usage.deltas.begin(), usage.deltas.end());
+    Deltas& deltas = *own;
+    usage.owner = std::move(own);
+    return deltas;
 }
 
-// What a session shares with its ancestors.
+// The first event of the log counts with what it cost, and not with all that the counter shows.
+void replaceFirst(const SessionUsageCacheEntry& entry, const TokenBreakdown& cost,
+                  EffectiveSessionUsage& usage) {
+    const SessionFirstReading& first = *entry.firstReading;
+    const auto place = std::ranges::find_if(usage.deltas, [&](const SessionUsageDelta& delta) {
+        return !delta.isRecord() && delta.tokens == first.total;
+    });
+    if (place == usage.deltas.end() || place - usage.deltas.begin() > *first.deltaIndex) return;
+    const auto at = place - usage.deltas.begin();
+    Deltas& deltas = ownDeltas(usage);
+    deltas[static_cast<std::size_t>(at)].tokens = cost;
+    if (cost.isZero()) deltas.erase(deltas.begin() + at);
+    usage.deltas = deltas;
+}
+
+bool inheritsCounter(const LoadedSessionUsage& session) {
+    const auto& first = session.entry.firstReading;
+    return session.lineage().historyBase && first && first->deltaIndex;
+}
+
+// Adds what a log itself holds before that line.
+void appendOwn(const LoadedSessionUsage& session, std::int64_t endOrdinalExclusive,
+               const SessionFamilies& families, SessionDeltaMemo& memo, Deltas& history) {
+    const SessionUsageCacheEntry& entry = session.entry;
+    const auto deltas = memo.deltas(entry);
+    const auto trail = entry.readingTrail.decoded(entry.deltaCount());
+    if (!deltas || !trail) return;
+    for (std::size_t i = 0; i < deltas->size(); ++i) {
+        if (trail->ordinals[i] >= endOrdinalExclusive) break;
+        SessionUsageDelta delta = (*deltas)[i];
+        if (inheritsCounter(session) &&
+            static_cast<std::int64_t>(i) == entry.firstReading->deltaIndex) {
+            delta.tokens = InheritedCounter::firstCost(session, families, memo).tokens;
+        }
+        if (!delta.tokens.isZero()) history.push_back(std::move(delta));
+    }
+}
+
+// What a copy of an ancestor's log can hold: its deltas, and before them what it inherited.
+SessionDeltaMemo::Deltas historyOf(const LoadedSessionUsage& ancestor,
+                                   const SessionFamilies& families, SessionDeltaMemo& memo) {
+    if (!ancestor.lineage().historyBase) return memo.deltas(ancestor.entry);
+    SessionDeltaMemo::Deltas& known = memo.history(ancestor.entry);
+    if (known != nullptr) return known;
+    struct Link {
+        const LoadedSessionUsage* log;
+        std::int64_t endOrdinalExclusive;
+    };
+    std::vector<Link> chain{{&ancestor, INT64_MAX}};
+    std::set<const LoadedSessionUsage*> visited{&ancestor};
+    while (true) {
+        const auto& base = chain.back().log->lineage().historyBase;
+        const auto bases = families.parentsOf(*chain.back().log);
+        if (!base || bases.empty() || !visited.insert(bases.front()).second) break;
+        chain.push_back(
+            {bases.front(), std::min(base->endOrdinalExclusive, chain.back().endOrdinalExclusive)});
+    }
+    auto history = std::make_shared<Deltas>();
+    std::ranges::reverse(chain);
+    for (const Link& link : chain) {
+        appendOwn(*link.log, link.endOrdinalExclusive, families, memo, *history);
+    }
+    known = std::move(history);
+    return known;
+}
+
+// The logs of a thread that another one can have copied: of its segments the newest one that was
+// there at the time.
+std::vector<const LoadedSessionUsage*> copiedLogs(const SessionFamilies::Logs& logs,
+                                                  std::optional<Date> copiedAt) {
+    const LoadedSessionUsage* newest = nullptr;
+    for (const LoadedSessionUsage* log : logs) {
+        const auto& begun = log->lineage().spawnedAt;
+        if (copiedAt && begun && *begun > *copiedAt) continue;
+        if (newest == nullptr || newest->lineage().spawnedAt < begun) newest = log;
+    }
+    std::vector<const LoadedSessionUsage*> copied;
+    for (const LoadedSessionUsage* log : logs) {
+        if (newest == nullptr || log->segmentId == newest->segmentId) copied.push_back(log);
+    }
+    return copied;
+}
+
+/// What a session shares with its ancestors.
 struct Inheritance {
     std::size_t copiedPrefix = 0;
     Proofs toolCalls;
 };
 
-using SharedDeltas = std::shared_ptr<const std::vector<SessionUsageDelta>>;
-
-// Adds what a thread's history holds before that line: what it inherited, and then its own.
-bool appendHistory(const LoadedSessionUsage& session, std::int64_t endOrdinalExclusive,
-                   const SessionsByThreadId& sessions, SessionDeltaMemo& memo,
-                   std::vector<SessionUsageDelta>& history) {
-    const SessionUsageCacheEntry& entry = session.entry;
-    const auto accepted = memo.accepted(session.source.threadId, entry);
-    const auto trail = entry.readingTrail.decoded(entry.deltaCount());
-    const auto cost = InheritedCounter::firstCost(session, sessions, memo);
-    if (!accepted || !trail || !cost) return false;
-    // A counter with a start of its own inherited nothing; any other was traced to its ancestors.
-    const bool inherits = entry.lineage && entry.lineage->historyBase && entry.firstReading &&
-                          *cost != entry.firstReading->total;
-    if (inherits) {
-        const SessionHistoryBase& base = *entry.lineage->historyBase;
-        const std::int64_t end = std::min(base.endOrdinalExclusive, endOrdinalExclusive);
-        if (!appendHistory(*sessions.at(base.threadId), end, sessions, memo, history)) return false;
-    }
-    for (std::size_t i = 0; i < accepted->deltas->size(); ++i) {
-        if (trail->ordinals[i] >= endOrdinalExclusive) break;
-        SessionUsageDelta delta = (*accepted->deltas)[i];
-        if (i == 0 && inherits && delta.tokens == entry.firstReading->total) delta.tokens = *cost;
-        if (!delta.tokens.isZero()) history.push_back(std::move(delta));
-    }
-    return true;
-}
-
-// What a copy of an ancestor's log can hold: its deltas, and before them what it inherited.
-std::optional<SharedDeltas> historyOf(const LoadedSessionUsage& ancestor,
-                                      const SessionsByThreadId& sessions, SessionDeltaMemo& memo) {
-    if (!ancestor.entry.lineage || !ancestor.entry.lineage->historyBase) {
-        const auto accepted = memo.accepted(ancestor.source.threadId, ancestor.entry);
-        return accepted ? std::optional(accepted->deltas) : std::nullopt;
-    }
-    std::vector<SessionUsageDelta> history;
-    if (!appendHistory(ancestor, INT64_MAX, sessions, memo, history)) return std::nullopt;
-    return std::make_shared<const std::vector<SessionUsageDelta>>(std::move(history));
-}
-
-// Walks up the parents. Nothing for a circle, or an ancestor that cannot be read or checked.
-std::optional<Inheritance> inheritance(const LoadedSessionUsage& session,
-                                       std::span<const SessionUsageDelta> deltas,
-                                       const SessionsByThreadId& sessions, SessionDeltaMemo& memo) {
+// Walks up the parents as far as they are known.
+Inheritance inheritance(const LoadedSessionUsage& session,
+                        std::span<const SessionUsageDelta> deltas, const SessionFamilies& families,
+                        SessionDeltaMemo& memo) {
     Inheritance result;
-    const bool copiesNothing = session.entry.lineage->historyBase.has_value();
+    const bool copiesNothing = session.lineage().historyBase.has_value();
     std::set<std::string> visited{session.source.threadId};
-    for (auto parent = parentOf(session); parent;) {
-        const auto found = sessions.find(*parent);
-        if (found == sessions.end() || !visited.insert(*parent).second) return std::nullopt;
-        const LoadedSessionUsage& ancestor = *found->second;
-        if (sessionUsageHasUnresolvedParent(ancestor, sessions)) return std::nullopt;
+    for (auto parent = session.lineage().parentThreadId;
+         parent && visited.insert(*parent).second;) {
+        const auto& ancestors = families.ofThread(*parent);
         if (!copiesNothing) {
-            const auto history = historyOf(ancestor, sessions, memo);
-            if (!history) return std::nullopt;
-            result.copiedPrefix =
-                std::max(result.copiedPrefix, SessionUsageDeduplicator::copiedPrefixCount(
-                                                  {.child = deltas,
-                                                   .parent = **history,
-                                                   .spawnedAt = session.entry.lineage->spawnedAt}));
+            for (const auto* ancestor : copiedLogs(ancestors, session.lineage().spawnedAt)) {
+                const auto history = historyOf(*ancestor, families, memo);
+                if (history == nullptr) continue;
+                result.copiedPrefix =
+                    std::max(result.copiedPrefix, SessionUsageDeduplicator::copiedPrefixCount(
+                                                      {.child = deltas,
+                                                       .parent = *history,
+                                                       .spawnedAt = session.lineage().spawnedAt}));
+            }
         }
-        if (!session.entry.toolCallProofs.byName.empty()) {
-            ancestor.entry.toolCallProofs.forEach(
+        for (const LoadedSessionUsage* ancestor : ancestors) {
+            if (session.entry.toolCallProofs.byName.empty()) break;
+            ancestor->entry.toolCallProofs.forEach(
                 [&](const std::string&, std::uint64_t proof) { result.toolCalls.insert(proof); });
         }
-        parent = parentOf(ancestor);
+        if (ancestors.empty()) break;
+        parent = ancestors.front()->lineage().parentThreadId;
     }
     return result;
 }
@@ -156,89 +207,155 @@ void removeCopiedCalls(const Proofs& copied, const SessionUsageCacheEntry& entry
     });
 }
 
-// The first event of the log counts with what it cost, and not with all that the counter shows.
-void replaceFirst(const SessionFirstReading& first, const TokenBreakdown& cost,
-                  EffectiveSessionUsage& usage) {
-    if (usage.deltas.empty() || usage.deltas[0].tokens != first.total) return;
-    auto own =
-        std::make_shared<std::vector<SessionUsageDelta>>(usage.deltas.begin(), usage.deltas.end());
-    own->front().tokens = cost;
-    if (cost.isZero()) own->erase(own->begin());
-    usage.deltas = *own;
-    usage.owner = std::move(own);
+/// Whose the growth of a counter is, in a log that copies its history.
+class CopiedGrowth {
+  public:
+    CopiedGrowth(const LoadedSessionUsage& session, std::span<const SessionUsageDelta> deltas)
+        : lineage_(session.lineage()), behindCopies_(deltas.size()) {
+        if (lineage_.ownFromOrdinal) {
+            trail_ = session.entry.readingTrail.decoded(session.entry.deltaCount());
+        }
+        while (behindCopies_ > 0 && !deltas[behindCopies_ - 1].recordThread) --behindCopies_;
+    }
+
+    /// Whether it was surely copied: a turn older than the thread, written when the thread began.
+    /// A clock that was set back makes later turns look old.
+    bool isCopied(const SessionUsageDelta& delta) const {
+        constexpr double longestCopy = 60;  // seconds
+        return delta.turnOrigin == SessionTurnOrigin::copied &&
+               !(lineage_.spawnedAt && delta.date > *lineage_.spawnedAt + longestCopy);
+    }
+
+    /// Whether it surely is the log's own, though there is no parent to compare it with.
+    bool isOwn(const SessionUsageDelta& delta, std::size_t at) const {
+        constexpr double copyTime = 1.0;  // seconds
+        if (delta.turnOrigin == SessionTurnOrigin::own) return true;
+        if (isCopied(delta)) return false;
+        if (at < behindCopies_) return false;  // a request of another thread comes later
+        if (trail_) return trail_->ordinals[at] >= *lineage_.ownFromOrdinal;
+        return lineage_.spawnedAt && delta.date > *lineage_.spawnedAt + copyTime;
+    }
+
+  private:
+    const SessionUsageLineage& lineage_;
+    std::optional<SessionReadingTrail> trail_;
+    std::size_t behindCopies_;
+};
+
+// Leaves out what a log copied, as far as its parents show it, and what it surely or, without a
+// parent, possibly copied besides. Records say themselves whose they are.
+void leaveOutCopies(const LoadedSessionUsage& session, std::size_t copied, bool hasOtherVersions,
+                    const SessionFamilies& families, EffectiveSessionUsage& usage) {
+    const bool lacksParent =
+        copied == 0 && !hasOtherVersions && sessionUsageHasUnresolvedParent(session, families);
+    const CopiedGrowth growth(session, usage.deltas);
+    Deltas own;
+    for (std::size_t i = copied; i < usage.deltas.size(); ++i) {
+        const SessionUsageDelta& delta = usage.deltas[i];
+        const bool isOwn =
+            delta.isRecord() || (lacksParent ? growth.isOwn(delta, i) : !growth.isCopied(delta));
+        if (isOwn) own.push_back(delta);
+        // The time of an event makes it likely to be the log's own, and no more.
+        const bool isLikely =
+            lacksParent && !delta.isRecord() && delta.turnOrigin != SessionTurnOrigin::own;
+        if (!isOwn || isLikely) usage.isWithoutParent = true;
+    }
+    if (own.size() == usage.deltas.size()) return;
+    auto owner = std::make_shared<const Deltas>(std::move(own));
+    usage.deltas = *owner;
+    usage.owner = std::move(owner);
+}
+
+// What was kept of a log counts beside the log as far as the log does not tell it: which events an
+// earlier version tells. None where there is no other version.
+std::vector<bool> toldByOtherVersions(const LoadedSessionUsage& session,
+                                      const SessionFamilies& families, SessionDeltaMemo& memo,
+                                      EffectiveSessionUsage& usage) {
+    using namespace SessionVersions;
+    std::vector<bool> told;
+    Proofs calls;
+    for (const LoadedSessionUsage* version : families.ofSegment(session.segmentId)) {
+        if (version == &session) break;  // those behind leave this one out
+        if (const auto other = memo.deltas(version->entry)) {
+            const auto shared = sharedEvents(comparable(session.entry, usage.deltas),
+                                             comparable(version->entry, *other));
+            told.resize(shared.size());
+            for (std::size_t i = 0; i < shared.size(); ++i) told[i] = told[i] || shared[i];
+        }
+        version->entry.toolCallProofs.forEach(
+            [&](const std::string&, std::uint64_t proof) { calls.insert(proof); });
+    }
+    removeCopiedCalls(calls, session.entry, usage);
+    return told;
+}
+
+void leaveOut(const std::vector<bool>& marked, EffectiveSessionUsage& usage) {
+    auto left = std::make_shared<Deltas>();
+    for (std::size_t i = 0; i < usage.deltas.size(); ++i) {
+        if (!marked[i]) left->push_back(usage.deltas[i]);
+    }
+    usage.deltas = *left;
+    usage.owner = std::move(left);
 }
 
 }  // namespace
 
 bool sessionUsageHasUnresolvedParent(const LoadedSessionUsage& session,
-                                     const SessionsByThreadId& sessions) {
-    if (const auto parent = parentOf(session)) {
-        return *parent == session.source.threadId || !sessions.contains(*parent);
+                                     const SessionFamilies& families) {
+    if (session.lineage().historyBase) return false;  // it copies nothing
+    if (const auto& parent = session.lineage().parentThreadId) {
+        return families.ofThread(*parent).empty();
     }
     return session.source.isSubagent && !session.source.allowsMissingParentLineage;
 }
 
 std::optional<EffectiveSessionUsage> effectiveSessionUsage(const LoadedSessionUsage& session,
-                                                           const SessionsByThreadId& sessions,
+                                                           const SessionFamilies& families,
                                                            SessionDeltaMemo& memo) {
     const SessionUsageCacheEntry& entry = session.entry;
-    const auto accepted = memo.accepted(session.source.threadId, entry);
-    if (!accepted) return std::nullopt;
-    EffectiveSessionUsage usage{.owner = accepted->deltas,
-                                .deltas = *accepted->deltas,
-                                .toolCalls = entry.toolCalls,
-                                .skillLoads = entry.skillLoads,
-                                .rejectedFutureDeltaCount = accepted->rejectedCount};
-    const auto firstCost = InheritedCounter::firstCost(session, sessions, memo);
-    usage.unresolvedParent = !firstCost || sessionUsageHasUnresolvedParent(session, sessions);
-    if (usage.unresolvedParent) return usage;
-    if (parentOf(session)) {
-        const auto shared = inheritance(session, usage.deltas, sessions, memo);
-        if (!shared) return std::nullopt;
-        usage.deltas = usage.deltas.subspan(shared->copiedPrefix);
-        removeCopiedCalls(shared->toolCalls, entry, usage);
+    const auto all = memo.deltas(entry);
+    if (all == nullptr) return std::nullopt;
+    EffectiveSessionUsage usage{
+        .owner = all, .deltas = *all, .toolCalls = entry.toolCalls, .skillLoads = entry.skillLoads};
+    const auto told = toldByOtherVersions(session, families, memo, usage);
+    const auto shared = inheritance(session, usage.deltas, families, memo);
+    removeCopiedCalls(shared.toolCalls, entry, usage);
+    const auto& lineage = session.lineage();
+    if (inheritsCounter(session)) {
+        const auto cost = InheritedCounter::firstCost(session, families, memo);
+        const auto first = static_cast<std::size_t>(*entry.firstReading->deltaIndex);
+        const bool isTold = first < told.size() && told[first];
+        usage.isWithoutParent = !cost.isProved && !isTold;
+        if (!told.empty()) leaveOut(told, usage);
+        if (!isTold) replaceFirst(entry, cost.tokens, usage);
+        return usage;
     }
-    if (entry.lineage && entry.lineage->historyBase && entry.firstReading) {
-        replaceFirst(*entry.firstReading, *firstCost, usage);
+    std::size_t copied = shared.copiedPrefix;
+    if (!told.empty()) {
+        for (std::size_t i = 0; i < told.size(); ++i) {
+            if (told[i] && i < shared.copiedPrefix) --copied;
+        }
+        leaveOut(told, usage);
+    }
+    if (!lineage.historyBase && (lineage.parentThreadId || session.source.isSubagent)) {
+        leaveOutCopies(session, copied, !told.empty(), families, usage);
     }
     return usage;
 }
 
 const SessionUsageSource& rootConversationSource(const LoadedSessionUsage& session,
-                                                 const SessionsByThreadId& sessions) {
+                                                 const SessionFamilies& families) {
     const LoadedSessionUsage* root = &session;
     std::set<std::string> visited{session.source.threadId};
-    for (auto parent = parentOf(*root); parent && visited.insert(*parent).second;
-         parent = parentOf(*root)) {
-        const auto found = sessions.find(*parent);
-        if (found == sessions.end()) break;
-        root = found->second;
+    for (auto parent = root->lineage().parentThreadId; parent && visited.insert(*parent).second;
+         parent = root->lineage().parentThreadId) {
+        const auto& logs = families.ofThread(*parent);
+        if (logs.empty()) break;
+        root = logs.front();
     }
     return root->source;
 }
 
 }  // namespace CodexUsageReader
-
-std::map<std::size_t, std::vector<std::string>> SessionUsageAncestorReleasePlan::releases(
-    const std::vector<std::string>& threadIDs,
-    const std::map<std::string, std::vector<std::string>>& parentsByThreadID) {
-    std::map<std::string, std::size_t> lastUse;
-    for (std::size_t position = 0; position < threadIDs.size(); ++position) {
-        std::set<std::string> visited;
-        std::vector<std::string> waiting{threadIDs[position]};
-        while (!waiting.empty()) {
-            const std::string thread = std::move(waiting.back());
-            waiting.pop_back();
-            if (!visited.insert(thread).second) continue;
-            lastUse[thread] = position;
-            const auto parents = parentsByThreadID.find(thread);
-            if (parents == parentsByThreadID.end()) continue;
-            waiting.insert(waiting.end(), parents->second.begin(), parents->second.end());
-        }
-    }
-    std::map<std::size_t, std::vector<std::string>> releases;
-    for (const auto& [thread, position] : lastUse) releases[position].push_back(thread);
-    return releases;
-}
 
 }  // namespace vantry

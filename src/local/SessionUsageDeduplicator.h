@@ -10,29 +10,20 @@
 #include <vector>
 
 #include "local/SessionDeltaMemo.h"
-#include "local/SessionUsageCacheEntry.h"
-#include "local/ThreadIndex.h"
+#include "local/SessionFamilies.h"
 
 namespace vantry {
 
-/// One thread with what its log holds. Both lie with the batch's owner and outlive this.
-struct LoadedSessionUsage {
-    const SessionUsageSource& source;
-    const SessionUsageCacheEntry& entry;
-};
-
-/// The threads of a batch; the sessions outlive the map.
-using SessionsByThreadId = std::map<std::string, const LoadedSessionUsage*>;
-
-/// What a thread itself used, without what its log copied or inherited from its parents.
+/// What a log itself tells, without what it copied or inherited from its parents.
 struct EffectiveSessionUsage {
     std::shared_ptr<const std::vector<SessionUsageDelta>> owner;  ///< holds what `deltas` views
     std::span<const SessionUsageDelta> deltas;
     std::map<std::string, std::int64_t> toolCalls;
     std::vector<SkillLoadEvent> skillLoads;
-    /// A parent could not be checked: nothing was taken off, and the figures overstate.
-    bool unresolvedParent = false;
-    std::int64_t rejectedFutureDeltaCount = 0;
+    /// A parent could not be checked: what may be a copy of its history was left out.
+    bool isWithoutParent = false;
+    std::int64_t rejectedFutureDeltaCount = 0;  ///< left out by the counting, as too early
+    std::int64_t setAsideDeltaCount = 0;        ///< of these, those more than a day ahead
 };
 
 namespace SessionUsageDeduplicator {
@@ -52,29 +43,20 @@ std::size_t copiedPrefixCount(const Comparison& comparison);
 
 namespace CodexUsageReader {
 
-/// Whether a parent is named that the batch does not have, or none is named where one must be.
+/// Whether a log that copies its history has no parent in the batch that it could be compared with.
 bool sessionUsageHasUnresolvedParent(const LoadedSessionUsage& session,
-                                     const SessionsByThreadId& sessions);
+                                     const SessionFamilies& families);
 
-/// What the session itself used. Nothing for a damaged entry, a circle of parents or an ancestor
-/// that could not be checked. One thread per memo.
+/// What the session itself tells, events of the future too. Nothing for a damaged entry. Records of
+/// requests still stand in every log that holds a copy. One thread per memo.
 std::optional<EffectiveSessionUsage> effectiveSessionUsage(const LoadedSessionUsage& session,
-                                                           const SessionsByThreadId& sessions,
+                                                           const SessionFamilies& families,
                                                            SessionDeltaMemo& memo);
 
 /// The conversation at the root of a thread's parents, as far as they are loaded.
 const SessionUsageSource& rootConversationSource(const LoadedSessionUsage& session,
-                                                 const SessionsByThreadId& sessions);
+                                                 const SessionFamilies& families);
 
 }  // namespace CodexUsageReader
-
-namespace SessionUsageAncestorReleasePlan {
-
-/// For each position in the list, the threads that nobody after it needs.
-std::map<std::size_t, std::vector<std::string>> releases(
-    const std::vector<std::string>& threadIDs,
-    const std::map<std::string, std::vector<std::string>>& parentsByThreadID);
-
-}  // namespace SessionUsageAncestorReleasePlan
 
 }  // namespace vantry

@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <cerrno>
 #include <charconv>
+#include <cmath>
 #include <sys/stat.h>
 
-#include "local/SessionUsageValidationPlanner.h"
 #include "platform/Sha256.h"
 
 namespace vantry::CodexUsageReader {
@@ -23,6 +23,11 @@ void appendNumber(std::string& text, const std::optional<std::int64_t>& number) 
     text += "unknown|";
 }
 
+std::optional<std::int64_t> millisecondsOf(std::optional<Date> date) {
+    if (!date) return std::nullopt;
+    return static_cast<std::int64_t>(std::round(date->secondsSince1970() * 1000));
+}
+
 // With its length before it, so that no text can be taken for two.
 void appendText(std::string& text, std::string_view part) {
     appendNumber(text, static_cast<std::int64_t>(part.size()));
@@ -30,19 +35,27 @@ void appendText(std::string& text, std::string_view part) {
 }
 
 void appendSession(std::string& text, const LoadedSessionUsage& session) {
-    const auto revision = SessionUsageSourceRevision::of(session.source);
+    const SessionUsageSource& source = session.source;
     const SessionUsageCacheEntry& entry = session.entry;
-    appendText(text, session.source.rolloutPath);
-    appendText(text, revision.threadId);
-    appendText(text, revision.model.value_or(""));
-    appendText(text, revision.cwd);
-    appendNumber(text, revision.updatedAtMilliseconds);
-    appendNumber(text, (revision.isSubagent ? 1 : 0) + (revision.model ? 2 : 0) +
-                           (revision.allowsMissingParentLineage ? 4 : 0));
+    appendText(text, source.rolloutPath);
+    appendText(text, source.threadId);
+    appendText(text, source.model.value_or(""));
+    appendText(text, source.cwd);
+    appendText(text, source.title.value_or(""));
+    appendNumber(text, millisecondsOf(source.updatedAt));
+    appendNumber(text, (source.isSubagent ? 1 : 0) + (source.model ? 2 : 0) +
+                           (source.allowsMissingParentLineage ? 4 : 0) + (session.isGone ? 8 : 0));
     appendNumber(text, entry.fileSize);
     appendNumber(text, entry.modificationTimeNanoseconds);
+    appendNumber(text, entry.changeTimeNanoseconds);
     appendNumber(text, entry.tokenEventCount);
     appendNumber(text, entry.deltaCount());
+}
+
+void appendGap(std::string& text, const LocalUsageGap& gap) {
+    appendNumber(text, static_cast<std::int64_t>(gap.kind));
+    appendNumber(text, gap.count);
+    for (const std::string& path : gap.paths) appendText(text, path);
 }
 
 void appendFile(std::string& text, const std::filesystem::path& path, bool withTime) {
@@ -71,15 +84,17 @@ std::string fileSizeFingerprint(const std::filesystem::path& path) {
     return text;
 }
 
-std::string sessionSourcesFingerprint(const std::vector<LoadedSessionUsage>& sessions) {
+std::string sessionSourcesFingerprint(const LoadedSessions& loaded) {
     std::vector<const LoadedSessionUsage*> byPath;
-    byPath.reserve(sessions.size());
-    for (const LoadedSessionUsage& session : sessions) byPath.push_back(&session);
-    std::ranges::sort(byPath, {}, [](const LoadedSessionUsage* session) -> const std::string& {
-        return session->source.rolloutPath;
-    });
+    byPath.reserve(loaded.sessions.size());
+    for (const LoadedSessionUsage& session : loaded.sessions) byPath.push_back(&session);
+    std::ranges::stable_sort(byPath, {},
+                             [](const LoadedSessionUsage* session) -> const std::string& {
+                                 return session->source.rolloutPath;
+                             });
     std::string text;
     for (const LoadedSessionUsage* session : byPath) appendSession(text, *session);
+    for (const LocalUsageGap& gap : loaded.gaps.list) appendGap(text, gap);
     return sha256Hex(text);  // ten thousand sessions would take megabytes
 }
 

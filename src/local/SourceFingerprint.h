@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "local/SessionUsageDeduplicator.h"
+#include "local/SessionBatch.h"
 
 /// Texts that stand for the state of a batch's sources. They are compared with themselves only.
 namespace vantry::CodexUsageReader {
@@ -16,7 +16,7 @@ std::string fileFingerprint(const std::vector<std::filesystem::path>& paths);
 /// The same of one file, without its time.
 std::string fileSizeFingerprint(const std::filesystem::path& path);
 
-/// Each session's row and what is known of its log, by the path of the log.
-std::string sessionSourcesFingerprint(const std::vector<LoadedSessionUsage>& sessions);
+/// What is known of each log and of its row, by the path of the log, and the gaps.
+std::string sessionSourcesFingerprint(const LoadedSessions& loaded);
 
 }  // namespace vantry::CodexUsageReader

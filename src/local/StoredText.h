@@ -50,6 +50,11 @@ class StoredTextWriter {
         text_.append(1, '"').append(value).append(1, '"');
     }
 
+    template <HasTexts Enum>
+    void write(Enum value) {
+        write(std::string(rawText(value)));
+    }
+
     /// As base64.
     void writeBytes(std::string_view bytes) {
         text_.append(1, '"').append(base64Text(bytes)).append(1, '"');

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "records/DailyUsage.h"
+#include "records/LocalUsageGaps.h"
 #include "records/Projects.h"
 
 namespace vantry {
@@ -160,6 +161,7 @@ struct LocalUsage {
     std::vector<ToolUsage> toolUsages;
     std::vector<SkillUsage> skillUsages;
     std::optional<LocalModelUsage> modelUsage;
+    LocalUsageGaps gaps;  ///< what the logs could not tell
 
     /// Today's tokens by thread, summed over the projects that a conversation touched. Absent
     /// when the conversations are not known.
@@ -182,7 +184,8 @@ struct RecordFields<LocalUsage> {
                                      field("projectBoard", &LocalUsage::projectBoard),
                                      field("toolUsages", &LocalUsage::toolUsages),
                                      field("skillUsages", &LocalUsage::skillUsages),
-                                     field("modelUsage", &LocalUsage::modelUsage)};
+                                     field("modelUsage", &LocalUsage::modelUsage),
+                                     field("gaps", &LocalUsage::gaps)};
 };
 
 /// What a read of the local records gives back.

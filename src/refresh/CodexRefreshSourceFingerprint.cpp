@@ -58,14 +58,17 @@ bool append(Items& items, std::string path) {
         if (isAbsent) items.push_back({.path = std::move(path)});
         return isAbsent;
     }
-    items.push_back({.path = std::move(path),
-                     .exists = true,
-                     .type = typeOf(status.st_mode),
-                     .size = static_cast<std::uint64_t>(status.st_size),
-                     .modificationNanoseconds =
-                         static_cast<std::uint64_t>(status.st_mtim.tv_sec) * 1'000'000'000 +
-                         static_cast<std::uint64_t>(status.st_mtim.tv_nsec),
-                     .fileNumber = status.st_ino});
+    items.push_back(
+        {.path = std::move(path),
+         .exists = true,
+         .type = typeOf(status.st_mode),
+         .size = static_cast<std::uint64_t>(status.st_size),
+         .modificationNanoseconds =
+             static_cast<std::uint64_t>(status.st_mtim.tv_sec) * 1'000'000'000 +
+             static_cast<std::uint64_t>(status.st_mtim.tv_nsec),
+         .fileNumber = status.st_ino,
+         .changeNanoseconds = static_cast<std::uint64_t>(status.st_ctim.tv_sec) * 1'000'000'000 +
+                              static_cast<std::uint64_t>(status.st_ctim.tv_nsec)});
     return true;
 }
 
@@ -118,18 +121,6 @@ class Fnv1a {
     std::uint64_t hash_ = 0xcbf29ce484222325;
 };
 
-std::string signatureOf(const MetadataItem& item) {
-    const Decimal size(item.size);
-    const Decimal time(item.modificationNanoseconds);
-    const Decimal number(item.fileNumber);
-    std::string text;
-    text.reserve(existsText(item).size() + item.type.size() + size.text().size() +
-                 time.text().size() + number.text().size() + 4);
-    text.append(existsText(item)).append("|").append(item.type).append("|");
-    text.append(size.text()).append("|").append(time.text()).append("|").append(number.text());
-    return text;
-}
-
 /// False if there is nothing to append.
 bool append(Items& items, std::optional<Items> more) {
     if (!more) return false;
@@ -177,6 +168,7 @@ std::optional<Items> ofTree(const fs::path& root) {
             if (!appendEntries(items, directory)) return std::nullopt;
         }
     }
+    for (MetadataItem& item : items) item.changeNanoseconds = 0;
     return byPath(std::move(items));
 }
 
@@ -191,6 +183,7 @@ std::optional<Items> ofStateFiles(const CodexFolders& folders) {
         }
         items.back().modificationNanoseconds = 0;
     }
+    for (MetadataItem& item : items) item.changeNanoseconds = 0;
     return byPath(std::move(items));
 }
 
@@ -205,26 +198,12 @@ std::uint64_t digest(std::span<const std::string> semanticValues,
         hash.combine(Decimal(item.size).text());
         hash.combine(Decimal(item.modificationNanoseconds).text());
         hash.combine(Decimal(item.fileNumber).text());
+        if (item.changeNanoseconds > 0) hash.combine(Decimal(item.changeNanoseconds).text());
     }
     return hash.value();
 }
 
 }  // namespace RefreshSourceMetadata
-
-std::set<std::string> Value::changedIndexedSessionPaths(
-    const std::optional<Value>& comparedTo) const {
-    std::set<std::string> changed;
-    for (const auto& [path, signature] : indexedSessionSignatures) {
-        if (comparedTo) {
-            const auto other = comparedTo->indexedSessionSignatures.find(path);
-            if (other != comparedTo->indexedSessionSignatures.end() && other->second == signature) {
-                continue;
-            }
-        }
-        changed.emplace_hint(changed.end(), path);
-    }
-    return changed;
-}
 
 std::optional<CodexRefreshSourceFingerprint> CodexRefreshSourceFingerprint::capture(
     const RefreshFingerprintRequest& request) {
@@ -232,8 +211,7 @@ std::optional<CodexRefreshSourceFingerprint> CodexRefreshSourceFingerprint::capt
     if (!localUsage) return std::nullopt;
     auto taskBoard = captureTaskBoard(request.context);
     if (!taskBoard) return std::nullopt;
-    return CodexRefreshSourceFingerprint{.localUsage = *std::move(localUsage),
-                                         .taskBoard = *std::move(taskBoard)};
+    return CodexRefreshSourceFingerprint{.localUsage = *localUsage, .taskBoard = *taskBoard};
 }
 
 std::optional<Value> CodexRefreshSourceFingerprint::captureLocalUsage(
@@ -244,21 +222,12 @@ std::optional<Value> CodexRefreshSourceFingerprint::captureLocalUsage(
     Items items;
     items.reserve(sessions->size() + 7);
     if (!append(items, RefreshSourceMetadata::ofStateFiles(codex))) return std::nullopt;
-    const auto firstSession = static_cast<std::ptrdiff_t>(items.size());
     std::ranges::move(*sessions, std::back_inserter(items));
-    const auto lastSession = static_cast<std::ptrdiff_t>(items.size());
     if (!append(items, (codex.home / ".codex-global-state.json").native())) return std::nullopt;
 
     const Clock clock(request.context);
     const std::string semanticValues[] = {clock.zone, clock.day, clock.hour};
-    Value value{.digest = RefreshSourceMetadata::digest(semanticValues, items)};
-    std::for_each(
-        items.begin() + firstSession, items.begin() + lastSession, [&](MetadataItem& session) {
-            auto& signatures = value.indexedSessionSignatures;
-            std::string signature = signatureOf(session);
-            signatures.try_emplace(signatures.end(), std::move(session.path), std::move(signature));
-        });
-    return value;
+    return Value{.digest = RefreshSourceMetadata::digest(semanticValues, items)};
 }
 
 std::optional<Value> CodexRefreshSourceFingerprint::captureTaskBoard(

@@ -2,9 +2,7 @@
 
 #include <cstdint>
 #include <filesystem>
-#include <map>
 #include <optional>
-#include <set>
 #include <span>
 #include <string>
 #include <string_view>
@@ -23,7 +21,8 @@ struct MetadataItem {
     std::uint64_t size = 0;             ///< bytes
     /// Since 1970; a time that 64 bits do not reach wraps, and still differs from its neighbours.
     std::uint64_t modificationNanoseconds = 0;
-    std::uint64_t fileNumber = 0;  ///< inode
+    std::uint64_t fileNumber = 0;         ///< inode
+    std::uint64_t changeNanoseconds = 0;  ///< when anything about it changed; only of logs
 
     friend bool operator==(const MetadataItem&, const MetadataItem&) = default;
 };
@@ -67,13 +66,6 @@ struct RefreshFingerprintRequest {
 struct CodexRefreshSourceFingerprint {
     struct Value {
         std::uint64_t digest = 0;
-        /// State by path of the log; none for the task board.
-        std::map<std::string, std::string> indexedSessionSignatures;
-
-        /// The logs that are new or look different; all without another value. A log that has
-        /// disappeared is not one of them.
-        std::set<std::string> changedIndexedSessionPaths(
-            const std::optional<Value>& comparedTo) const;
 
         friend bool operator==(const Value&, const Value&) = default;
     };

@@ -1,5 +1,7 @@
 #include "refresh/IndexedSessionFiles.h"
 
+#include <algorithm>
+#include <iterator>
 #include <utility>
 #include <variant>
 
@@ -27,20 +29,36 @@ std::optional<std::vector<std::string>> askIndex(const CodexFolders& codex) {
 
 }  // namespace
 
-std::vector<std::string> indexedSessionFilesForRefreshFingerprint(const RuntimeLoadContext& context,
-                                                                  IndexedSessionFilesCache& cache) {
-    const CodexFolders codex = context.codex();
+namespace {
+
+std::vector<std::string> rowPaths(const CodexFolders& codex, IndexedSessionFilesCache& cache) {
     auto before = RefreshSourceMetadata::ofStateFiles(codex);
     if (before && before == cache.databaseFiles) return cache.paths;
-    cache = {};
+    cache.databaseFiles.reset();
     auto paths = askIndex(codex);
     if (!paths) return {};
     // What changed during the query may be in the answer or not. A first query makes the files
     // beside the database itself; the next call then asks once more.
     if (before && before == RefreshSourceMetadata::ofStateFiles(codex)) {
-        cache = {.databaseFiles = std::move(before), .paths = *paths};
+        cache.databaseFiles = std::move(before);
+        cache.paths = *paths;
     }
     return *std::move(paths);
+}
+
+}  // namespace
+
+std::vector<std::string> indexedSessionFilesForRefreshFingerprint(const RuntimeLoadContext& context,
+                                                                  IndexedSessionFilesCache& cache) {
+    const CodexFolders codex = context.codex();
+    std::vector<std::string> paths = rowPaths(codex, cache);
+    auto listing = sessionLogFiles(codex.home, cache.folders);
+    for (auto* found : {&listing.logs, &listing.strangers}) {
+        std::ranges::move(*found, std::back_inserter(paths));
+    }
+    std::ranges::sort(paths);
+    paths.erase(std::unique(paths.begin(), paths.end()), paths.end());
+    return paths;
 }
 
 }  // namespace vantry::CodexUsageReader

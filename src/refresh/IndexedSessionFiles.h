@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "local/SessionLogFiles.h"
 #include "refresh/CodexRefreshSourceFingerprint.h"
 #include "statistics/RuntimeLoadContext.h"
 
@@ -13,16 +14,15 @@ namespace vantry {
 struct IndexedSessionFilesCache {
     std::optional<std::vector<MetadataItem>> databaseFiles;  ///< none: nothing is remembered
     std::vector<std::string> paths;
+    CodexUsageReader::SessionFolderCache folders;
 };
 
 namespace CodexUsageReader {
 
-/// The logs of the thread index of the context's Codex, by path as the index names them, oldest
-/// first; none if it cannot be asked.
+/// The logs that the thread index names or that lie in the folders of the context's Codex, by path.
 ///
-/// `sqlite3` runs only when the databases' files have changed since the last answer. Then this
-/// blocks for two runs of it for each, else for a few looks at the file system. One call at a time
-/// for each `cache`.
+/// `sqlite3` runs only when the database's files have changed since the last answer, and a folder
+/// is listed only when it has changed. Blocks; one call at a time for each `cache`.
 std::vector<std::string> indexedSessionFilesForRefreshFingerprint(const RuntimeLoadContext& context,
                                                                   IndexedSessionFilesCache& cache);
 

@@ -55,11 +55,7 @@ UsageStore::LocalRead UsageStore::readLocalRecords(const UsageStoreSources& sour
              .previousReadStatus = shown.localUsageReadStatus});
         if (read.isUnchanged) return read;
     }
-    std::set<std::string> required;
-    if (read.fingerprint) {
-        required = read.fingerprint->changedIndexedSessionPaths(request.lastFingerprint);
-    }
-    auto local = sources.readLocalUsage(context, required);
+    auto local = sources.readLocalUsage(context);
     read.result = std::move(local.result);
     read.messages = std::move(local.messages);
     if (read.result.local) {

@@ -37,13 +37,9 @@ UsageStoreSources UsageStoreSources::real() {
         .loadQuota =
             [](const RuntimeLoadContext& context) { return CodexUsageReader::loadQuota(context); },
         .readLocalUsage =
-            [caches](const RuntimeLoadContext& context, const std::set<std::string>& required) {
+            [caches](const RuntimeLoadContext& context) {
                 return CodexUsageReader::readLocalUsage(
-                    {.context = context,
-                     .userCodex = CodexFolders::ofUser(),
-                     .persistCaches = true,
-                     .requiredSessionValidationPaths = required},
-                    *caches);
+                    {.context = context, .userCodex = CodexFolders::ofUser()}, *caches);
             },
         .loadTaskBoard =
             [reader](const RuntimeLoadContext& context) {

@@ -2,7 +2,6 @@
 
 #include <functional>
 #include <optional>
-#include <set>
 #include <string>
 #include <vector>
 
@@ -21,7 +20,7 @@ struct UsageStoreSources {
     /// The context of a read at `now`. The main thread.
     std::function<RuntimeLoadContext(Date now, const StatisticsTimeZonePreference&)> liveContext;
 
-    /// The session logs that the thread index names.
+    /// The session logs that the thread index names or that lie in Codex's folders.
     std::function<Paths(const RuntimeLoadContext&)> indexedSessionFiles;
     /// Nothing where a file's metadata cannot be read.
     std::function<Fingerprint(const RuntimeLoadContext&, const Paths& indexedSessionFiles)>
@@ -33,10 +32,7 @@ struct UsageStoreSources {
         load;
     /// The account and its quota alone.
     std::function<UsageSnapshot(const RuntimeLoadContext&)> loadQuota;
-    /// The named session logs are checked, whatever else is.
-    std::function<CodexUsageReader::LocalUsageRead(
-        const RuntimeLoadContext&, const std::set<std::string>& requiredSessionValidationPaths)>
-        readLocalUsage;
+    std::function<CodexUsageReader::LocalUsageRead(const RuntimeLoadContext&)> readLocalUsage;
     std::function<std::optional<TaskBoard>(const RuntimeLoadContext&)> loadTaskBoard;
 
     /// The machine's own. What outlives a read is shared by all of them and lives as long as they.

@@ -210,6 +210,7 @@ LocalUsage aggregateLocalUsage(const Parts<LocalUsage>& usages) {
     for (const LocalUsage* usage : usages) {
         result.threadCount = saturatingAdd(result.threadCount, usage->threadCount);
         result.lastUpdatedAt = std::max(result.lastUpdatedAt, usage->lastUpdatedAt);
+        result.gaps.add(usage->gaps);
     }
     if (const auto parts = partsOf(usages, &LocalUsage::detailedUsage); !parts.empty()) {
         result.detailedUsage = aggregateDetailedUsages(parts);

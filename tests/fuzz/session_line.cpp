@@ -19,7 +19,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     JsonParser parser;
     while (!rest.empty()) {
         const std::size_t end = std::min(rest.find('\n'), rest.size());
-        if (!CodexUsageReader::processSessionLine(rest.substr(0, end), usage, parser)) return 0;
+        if (CodexUsageReader::processSessionLine(rest.substr(0, end), usage, parser) ==
+            CodexUsageReader::SessionLineOutcome::invalid) {
+            return 0;
+        }
         rest.remove_prefix(std::min(end + 1, rest.size()));
     }
     if (usage.trail.ordinals.size() != usage.deltas.size()) std::abort();

@@ -1,0 +1,313 @@
+// What homes of months go through: turns taken back, logs deleted, moved, packed, cut and copied.
+
+#include <filesystem>
+#include <fstream>
+#include <gtest/gtest.h>
+#include <iterator>
+#include <utility>
+
+#include "platform/Compression.h"
+#include "platform/JsonReader.h"
+#include "support/Program.h"
+
+using namespace vantry;
+namespace fs = std::filesystem;
+
+namespace {
+
+/// Ids sort by the time at which they were given, as those of Codex do.
+std::string idOf(char letter) {
+    return std::string("01a20600-000") + letter + "-7000-8000-000000000000";
+}
+
+std::string usage(int tokens) {
+    const std::string count = std::to_string(tokens);
+    return R"({"input_tokens":)" + count +
+           R"(,"cached_input_tokens":0,"output_tokens":0,"total_tokens":)" + count + "}";
+}
+
+/// The lines of one log. Requests are numbered by what they cost.
+struct Log {
+    std::string text;
+    int total = 0;  ///< of the counter
+    int ordinal = 0;
+    std::string thread;
+    bool hasRecords = true;
+
+    void line(const std::string& rest) {
+        text += R"({"timestamp":"2026-11-20T10:)" + std::to_string(10 + ordinal / 50) + ":" +
+                std::to_string(10 + ordinal % 50) + R"(.000Z","ordinal":)" +
+                std::to_string(ordinal) + "," + rest + "}\n";
+        ++ordinal;
+    }
+    void answer(int tokens) {
+        if (hasRecords) {
+            line(R"("type":"token_usage_record","payload":{"thread_id":")" + thread +
+                 R"(","turn_id":"t","response_id":"r)" + std::to_string(tokens) + R"(","usage":)" +
+                 usage(tokens) + R"(,"turn_token_usage":)" + usage(tokens) + "}");
+        }
+        total += tokens;
+        line(R"("type":"event_msg","payload":{"type":"token_count","info":{"total_token_usage":)" +
+             usage(total) + R"(,"last_token_usage":)" + usage(tokens) + "}}");
+    }
+    /// A log of that thread which goes on from this one.
+    Log next(const std::string& segment, const std::string& ofThread) const {
+        Log log{.total = total, .ordinal = ordinal, .thread = ofThread, .hasRecords = hasRecords};
+        log.line(R"("type":"session_meta","payload":{"id":")" + ofThread +
+                 R"(","cwd":"/work","history_base":{"thread_id":")" + segment +
+                 R"(","end_ordinal_exclusive":)" + std::to_string(ordinal) + "}}");
+        return log;
+    }
+};
+
+Log newLog(const std::string& thread, bool hasRecords, const std::string& more = "") {
+    Log log{.thread = thread, .hasRecords = hasRecords};
+    log.line(R"("type":"session_meta","payload":{"id":")" + thread + R"(","cwd":"/work")" + more +
+             "}");
+    return log;
+}
+
+}  // namespace
+
+class Homes : public ProgramTest {
+  protected:
+    fs::path home = root() / "home";
+    const fs::path cache = root() / "cache";
+    const fs::path day = "sessions/2026/11/20";
+
+    Homes() { sql("CREATE TABLE threads (id TEXT, rollout_path TEXT, updated_at INTEGER);"); }
+
+    void sql(const std::string& statements) {
+        fs::create_directories(home / ".codex");
+        EXPECT_TRUE(DatabaseWriter(home / ".codex/state_5.sqlite").run(statements)) << statements;
+    }
+    /// An hour old, so that nobody waits for its writer.
+    fs::path put(const fs::path& below, const std::string& text) const {
+        fs::path path = home / ".codex" / below;
+        fs::create_directories(path.parent_path());
+        std::ofstream(path, std::ios::binary) << text;
+        fs::last_write_time(path, fs::file_time_type::clock::now() - std::chrono::hours(1));
+        return path;
+    }
+    static std::string nameOf(const std::string& thread, const std::string& segment) {
+        return "rollout-2026-11-20T10-00-00-" + thread + (segment.empty() ? "" : "_" + segment) +
+               ".jsonl";
+    }
+    fs::path put(const Log& log, const std::string& segment = "", bool hasRow = true) {
+        fs::path path = put(day / nameOf(log.thread, segment), log.text);
+        sql("DELETE FROM threads WHERE id = '" + log.thread + "';");
+        if (hasRow) {
+            sql("INSERT INTO threads VALUES ('" + log.thread + "', '" + path.string() +
+                "', 1795000000);");
+        }
+        return path;
+    }
+    Variables variables(const fs::path& caches) const {
+        return {{"VANTRY_HOME_OVERRIDE", home}, {"VANTRY_CACHE_OVERRIDE", caches}, {"TZ", "UTC"}};
+    }
+    /// The tokens and then the gaps of a read: "120 missingLog:3".
+    std::string found(bool isCold = false) const {
+        const std::string fresh = "cold" + std::to_string(++reads_);
+        const std::string whole = dump(variables(isCold ? root() / fresh : cache));
+        const auto document = JsonDocument::parse(whole);
+        const JsonView codex = document->root()["compat"]["codex"];
+        const JsonView local = codex["local"];
+        std::string text =
+            codex["localUsageReadStatus"].text() == "complete" ? "" : "not complete ";
+        text += std::to_string(local["lifetimeTokens"].integer().value_or(-1));
+        local["gaps"].forEachElement([&](JsonView gap) {
+            text.append(" ").append(*gap["kind"].text()).append(":");
+            text += std::to_string(*gap["count"].integer());
+            return true;
+        });
+        return text;
+    }
+    /// Of a conversation, by the last read.
+    std::int64_t tokensOf(const std::string& thread) const {
+        std::int64_t tokens = -1;
+        const auto document = JsonDocument::parse(dump(variables(cache)));
+        document->root()["compat"]["codex"]["local"]["recentThreads"].forEachElement(
+            [&](JsonView each) {
+                if (each["id"].text() == thread) tokens = *each["tokens"].integer();
+                return true;
+            });
+        return tokens;
+    }
+
+  private:
+    mutable int reads_ = 0;
+};
+
+TEST_F(Homes, TurnsTakenBackAndTheirForksCountOnce) {
+    for (const bool hasRecords : {true, false}) {
+        SCOPED_TRACE(hasRecords);
+        Log first = newLog(idOf('a'), hasRecords);
+        first.answer(1);
+        first.answer(10);
+        const Log left = first;
+        first.answer(100);
+        put(first);
+        Log second = left.next(idOf('a'), idOf('a'));  // the turn of 100 was taken back
+        second.answer(1'000);
+        const Log leftAgain = second;
+        second.answer(10'000);
+        put(second, idOf('b'));
+        Log fork = leftAgain.next(idOf('b'), idOf('c'));
+        fork.answer(100'000);
+        put(fork);
+        EXPECT_EQ(found(true), "111111");
+        EXPECT_EQ(found(), "111111");
+        second.answer(1'000'000);
+        // Between a record and its reading, and then behind it.
+        const std::string whole = second.text;
+        second.text.resize(second.text.rfind("{\"timestamp"));
+        put(second, idOf('b'));
+        EXPECT_EQ(found(), hasRecords ? "1111111" : "111111");
+        second.text = whole;
+        put(second, idOf('b'));
+        EXPECT_EQ(found(), "1111111");
+        EXPECT_EQ(tokensOf(idOf('a')), 1'011'111);
+        if (hasRecords) {  // a segment that holds the first one's requests again
+            put(first, idOf('d'));
+            EXPECT_EQ(found(), "1111111");
+            fs::remove(home / ".codex" / day / nameOf(idOf('a'), idOf('d')));
+        }
+        fs::remove_all(cache);
+    }
+}
+
+TEST_F(Homes, WhatWasCountedKeepsCounting) {
+    Log a = newLog(idOf('a'), false);
+    for (const int tokens : {1, 10, 100}) a.answer(tokens);
+    Log b = newLog(idOf('b'), true);
+    b.answer(1'000);
+    const fs::path path = put(a);
+    const fs::path other = put(b);
+    EXPECT_EQ(found(), "1111");
+    // Moved, packed, without its row: it is not gone.
+    fs::create_directories(home / ".codex/archived_sessions");
+    const fs::path archived = home / ".codex/archived_sessions" / path.filename();
+    fs::rename(path, archived);
+    sql("DELETE FROM threads WHERE id = '" + idOf('a') + "';");
+    EXPECT_EQ(found(), "1111");
+    const fs::path packed = put(day / (path.filename().string() + ".zst"),
+                                *compressed(a.text + std::string(999, '\n')));
+    EXPECT_EQ(found(), "1111");  // both lie there
+    fs::remove(archived);
+    EXPECT_EQ(found(), "1111");
+    EXPECT_EQ(found(true), "1111");
+    fs::remove(packed);
+    fs::remove(other);
+    EXPECT_EQ(found(), "1111 goneLog:2");
+    EXPECT_EQ(found(true), "-1 missingLog:1");
+    fs::rename(home, root() / "renamed");
+    home = root() / "renamed";
+    EXPECT_EQ(found(), "1111 goneLog:2");
+    // What comes back shorter, and goes on otherwise, adds what is new.
+    const std::size_t third = a.text.rfind(R"({"timestamp")");
+    Log shorter = a;
+    shorter.text.resize(third);
+    shorter.total = 11;
+    put(shorter);
+    EXPECT_EQ(found(), "1111 goneLog:2");
+    ++shorter.ordinal;
+    shorter.answer(10'000);
+    put(shorter);
+    EXPECT_EQ(found(), "11111 goneLog:2");
+    put(b);
+    EXPECT_EQ(found(), "11111 goneLog:1");
+    EXPECT_EQ(run({"forget-gone"}, variables(cache)).output, "Forgot 1 log that is gone\n");
+    EXPECT_EQ(found(), "11011");
+    // Another home with the same cache shares nothing.
+    const fs::path first = std::exchange(home, root() / "other home");
+    put(newLog(idOf('f'), true));
+    found();
+    home = first;
+    fs::remove(home / ".codex" / day / path.filename());
+    EXPECT_EQ(found(), "11011 goneLog:1");
+    // What a later version wrote, and what is damaged, is not written over.
+    const fs::path kept = cache / "kept-sessions-v1.json";
+    for (const std::string text : {R"({"kept":{},"version":9})", "{"}) {
+        std::ofstream(kept, std::ios::binary) << text;
+        found();
+        std::ifstream stays(text == "{" ? kept.string() + ".damaged" : kept.string());
+        EXPECT_EQ(std::string(std::istreambuf_iterator<char>(stays), {}), text);
+    }
+}
+
+TEST_F(Homes, OfCopiesTheLongerCounts) {
+    Log a = newLog(idOf('a'), true);
+    a.answer(1);
+    const Log beginning = a;
+    a.answer(10);
+    put(a);
+    const auto copy = [&](const Log& log) {
+        return put("sessions/2026/11/21/rollout-2026-11-20T10-00-00-" + idOf('a') + "-copy.jsonl",
+                   log.text);
+    };
+    copy(a);
+    EXPECT_EQ(found(true), "11");
+    Log other = beginning;
+    for (const int tokens : {100, 1'000}) other.answer(tokens);
+    const fs::path beside = copy(a);
+    EXPECT_EQ(found(), "11");
+    copy(other);
+    EXPECT_EQ(found(true), "1101 divergentCopy:1");
+    EXPECT_EQ(found(), "1111 divergentCopy:1 goneLog:1");  // 10 was counted
+    fs::remove(beside);
+    Log longest = a;
+    for (const int tokens : {10'000, 100'000}) longest.answer(tokens);
+    copy(longest);
+    EXPECT_EQ(found(true), "110011");
+}
+
+TEST_F(Homes, RowsAndFilesThatTellNothingAreNamed) {
+    Log a = newLog(idOf('a'), true);
+    a.answer(7);
+    a.text += "{\"type\":\"token_count\"\n";  // a crash
+    a.total += 5;                             // told by no record
+    a.answer(30);
+    put(a);
+    a.text += a.text.substr(a.text.rfind("{\"time"), 99);  // a line that is being written
+    put(a);
+    std::string rows;
+    for (int i = 0; i < 990; ++i) {
+        rows += "INSERT INTO threads VALUES ('t" + std::to_string(i) + "', '/gone/rollout-" +
+                std::to_string(i) + ".jsonl', 1795000000);";
+    }
+    sql("BEGIN;" + rows + "COMMIT;");
+    fs::create_directory(home / ".codex" / day / "rollout-folder.jsonl");
+    put(day / "rollout-2026-11-20T10-00-00-x.jsonl.zst", "not packed");
+    const std::string gaps =
+        "37 missingLog:990 damagedLog:1 notRegularFile:1 unreadableLines:1 recordDisagreement:1";
+    EXPECT_EQ(found(), gaps);
+    EXPECT_EQ(found(), gaps);
+}
+
+TEST_F(Homes, CopiedRecordsBelongToTheThreadTheyName) {
+    Log a = newLog(idOf('a'), true);
+    a.answer(1);
+    Log fork = newLog(idOf('b'), true, R"(,"forked_from_id":")" + idOf('a') + "\"");
+    fork.text += a.text;
+    fork.total = a.total;
+    fork.answer(10);
+    Log second = newLog(idOf('c'), true, R"(,"forked_from_id":")" + idOf('a') + "\"");
+    second.text += a.text;
+    second.total = a.total;
+    second.answer(100);
+    put(fork);
+    put(second);
+    EXPECT_EQ(found(true), "111");  // their parent was never seen, and spent 1 all the same
+    put(a);
+    EXPECT_EQ(found(true), "111");
+    Log old = newLog(idOf('d'), false, R"(,"forked_from_id":")" + idOf('9') + "\"");
+    const auto turn = [&](const std::string& id) {
+        old.line(R"("type":"turn_context","payload":{"turn_id":")" + id + "\"}");
+    };
+    turn(idOf('9'));
+    old.answer(5);
+    turn(idOf('e'));
+    old.answer(1'000);
+    put(old);
+    EXPECT_EQ(found(true), "1111 countedWithoutParent:1");
+}
