@@ -321,16 +321,6 @@ void checkIdentity(SelfTest& test) {
     touch(5);
     test.expect(answers(false, false), "a file in its place is another one");
 
-    const fs::path target = directory.write("target.jsonl", "0123456789");
-    const auto isRefused = [&](auto make) {
-        fs::remove(file);
-        make();
-        return !SessionFileSnapshot::of(file) && answers(false, false);
-    };
-    test.expect(isRefused([&] { fs::create_symlink(target, file); }) &&
-                    isRefused([&] { ::mkfifo(file.c_str(), 0600); }) &&
-                    isRefused([&] { fs::create_directory(file); }) && isRefused([] {}),
-                "a link, a FIFO, a directory and nothing are no log");
     test.expect(entry.touching(7, noon).fileIdentifier == 7U &&
                     entry.touching(std::nullopt, noon).fileIdentifier == snapshot.fileIdentifier &&
                     entry.touching(7, noon).lastAccessedAt == noon,

@@ -93,9 +93,7 @@ class Counting {
             Deltas(usage.deltas.begin(), usage.deltas.end()), cutoff_);
         usage.rejectedFutureDeltaCount = accepted.rejectedCount;
         usage.setAsideDeltaCount = accepted.setAsideCount;
-        auto owner = std::make_shared<const Deltas>(std::move(accepted.deltas));
-        usage.deltas = *owner;
-        usage.owner = std::move(owner);
+        usage.take(std::move(accepted.deltas));
     }
 
     void nameGaps(const LoadedSessionUsage& session, const EffectiveSessionUsage& usage) {
@@ -120,10 +118,7 @@ class Counting {
             if (delta.isRecord() && !requests_.claim(delta, session)) continue;
             (delta.recordThread ? borrowed[*delta.recordThread] : own).push_back(delta);
         }
-        if (own.size() == usage.deltas.size()) return borrowed;
-        auto owner = std::make_shared<const Deltas>(std::move(own));
-        usage.deltas = *owner;
-        usage.owner = std::move(owner);
+        if (own.size() < usage.deltas.size()) usage.take(std::move(own));
         return borrowed;
     }
 

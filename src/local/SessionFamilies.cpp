@@ -32,6 +32,10 @@ SessionFamilies::Logs SessionFamilies::parentsOf(const LoadedSessionUsage& sessi
 }
 
 std::set<std::size_t> sessionsInParentCycles(std::span<const LoadedSessionUsage> sessions) {
+    const bool hasParents = std::ranges::any_of(sessions, [](const LoadedSessionUsage& session) {
+        return session.lineage().parentThreadId || session.lineage().historyBase;
+    });
+    if (!hasParents) return {};
     const SessionFamilies families(sessions);
     std::vector<std::vector<std::size_t>> parents(sessions.size());
     std::vector<std::size_t> openParents(sessions.size());

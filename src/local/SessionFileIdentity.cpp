@@ -13,14 +13,14 @@ namespace {
 
 constexpr std::uint64_t nanosecondsPerSecond = 1'000'000'000;
 
-// Without a sign, so that a time out of reach wraps.
+}  // namespace
+
 std::int64_t nanosecondsOf(const timespec& time) {
+    // Without a sign, so that a time out of reach wraps.
     return static_cast<std::int64_t>(static_cast<std::uint64_t>(time.tv_sec) *
                                          nanosecondsPerSecond +
                                      static_cast<std::uint64_t>(time.tv_nsec));
 }
-
-}  // namespace
 
 std::optional<SessionFileSnapshot> SessionFileSnapshot::of(const std::filesystem::path& path) {
     struct stat status {};

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <ctime>
 #include <filesystem>
 #include <optional>
 #include <string>
@@ -10,6 +11,9 @@
 #include "platform/RecordFields.h"
 
 namespace vantry {
+
+/// Since 1970; a time that 64 bits do not reach wraps, and still differs from its neighbours.
+std::int64_t nanosecondsOf(const timespec& time);
 
 /// A log as it stood at one moment, by which a later moment is compared.
 struct SessionFileSnapshot {

@@ -10,6 +10,8 @@
 #include <string_view>
 #include <sys/stat.h>
 
+#include "local/SessionFileIdentity.h"
+
 namespace vantry::CodexUsageReader {
 
 namespace {
@@ -18,10 +20,6 @@ using Folder = SessionFolderCache::Folder;
 
 constexpr std::int64_t nanosecondsPerSecond = 1'000'000'000;
 constexpr int maxDepth = 8;
-
-std::int64_t nanosecondsOf(const timespec& time) {
-    return static_cast<std::int64_t>(time.tv_sec) * nanosecondsPerSecond + time.tv_nsec;
-}
 
 bool isLogName(std::string_view name) {
     return name.starts_with("rollout-") &&

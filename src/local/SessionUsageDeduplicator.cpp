@@ -65,14 +65,6 @@ namespace {
 using Proofs = std::unordered_set<std::uint64_t>;
 using Deltas = std::vector<SessionUsageDelta>;
 
-/// A log's own copy of its events, made once something has to be changed or left out.
-Deltas& ownDeltas(EffectiveSessionUsage& usage) {
-    auto own = std::make_shared<Deltas>(usage.deltas.begin(), usage.deltas.end());
-    Deltas& deltas = *own;
-    usage.owner = std::move(own);
-    return deltas;
-}
-
 // The first event of the log counts with what it cost, and not with all that the counter shows.
 void replaceFirst(const SessionUsageCacheEntry& entry, const TokenBreakdown& cost,
                   EffectiveSessionUsage& usage) {
@@ -82,10 +74,10 @@ void replaceFirst(const SessionUsageCacheEntry& entry, const TokenBreakdown& cos
     });
     if (place == usage.deltas.end() || place - usage.deltas.begin() > *first.deltaIndex) return;
     const auto at = place - usage.deltas.begin();
-    Deltas& deltas = ownDeltas(usage);
+    Deltas deltas(usage.deltas.begin(), usage.deltas.end());
     deltas[static_cast<std::size_t>(at)].tokens = cost;
     if (cost.isZero()) deltas.erase(deltas.begin() + at);
-    usage.deltas = deltas;
+    usage.take(std::move(deltas));
 }
 
 bool inheritsCounter(const LoadedSessionUsage& session) {
@@ -260,10 +252,7 @@ void leaveOutCopies(const LoadedSessionUsage& session, std::size_t copied, bool 
             lacksParent && !delta.isRecord() && delta.turnOrigin != SessionTurnOrigin::own;
         if (!isOwn || isLikely) usage.isWithoutParent = true;
     }
-    if (own.size() == usage.deltas.size()) return;
-    auto owner = std::make_shared<const Deltas>(std::move(own));
-    usage.deltas = *owner;
-    usage.owner = std::move(owner);
+    if (own.size() < usage.deltas.size()) usage.take(std::move(own));
 }
 
 // What was kept of a log counts beside the log as far as the log does not tell it: which events an
@@ -290,12 +279,11 @@ std::vector<bool> toldByOtherVersions(const LoadedSessionUsage& session,
 }
 
 void leaveOut(const std::vector<bool>& marked, EffectiveSessionUsage& usage) {
-    auto left = std::make_shared<Deltas>();
+    Deltas left;
     for (std::size_t i = 0; i < usage.deltas.size(); ++i) {
-        if (!marked[i]) left->push_back(usage.deltas[i]);
+        if (!marked[i]) left.push_back(usage.deltas[i]);
     }
-    usage.deltas = *left;
-    usage.owner = std::move(left);
+    usage.take(std::move(left));
 }
 
 }  // namespace

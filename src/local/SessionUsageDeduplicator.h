@@ -7,6 +7,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "local/SessionDeltaMemo.h"
@@ -22,6 +23,12 @@ struct EffectiveSessionUsage {
     std::vector<SkillLoadEvent> skillLoads;
     /// A parent could not be checked: what may be a copy of its history was left out.
     bool isWithoutParent = false;
+    /// Puts other events in the place of those it has.
+    void take(std::vector<SessionUsageDelta> events) {
+        owner = std::make_shared<const std::vector<SessionUsageDelta>>(std::move(events));
+        deltas = *owner;
+    }
+
     std::int64_t rejectedFutureDeltaCount = 0;  ///< left out by the counting, as too early
     std::int64_t setAsideDeltaCount = 0;        ///< of these, those more than a day ahead
 };
