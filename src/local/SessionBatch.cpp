@@ -106,26 +106,55 @@ class BatchLoader {
         return listing.isWhole;
     }
 
-    void read(Candidate& candidate) const {
+    SessionLogRequest requestFor(const Candidate& candidate) const {
         const auto cached = cache_.entries.find(candidate.path);
         const auto trouble = cache_.kept.troubles.find(candidate.path);
-        candidate.outcome = readSession(
-            {.path = candidate.path,
-             .fallbackThreadId = candidate.fallbackThreadId,
-             .isInAllowedFolder = candidate.isInAllowedFolder,
-             .cached = cached == cache_.entries.end() ? nullptr : &cached->second,
-             .knownTrouble = trouble == cache_.kept.troubles.end() ? nullptr : &trouble->second},
-            request_.setting);
+        return {.path = candidate.path,
+                .fallbackThreadId = candidate.fallbackThreadId,
+                .isInAllowedFolder = candidate.isInAllowedFolder,
+                .cached = cached == cache_.entries.end() ? nullptr : &cached->second,
+                .knownTrouble = trouble == cache_.kept.troubles.end() ? nullptr : &trouble->second};
     }
 
-    // The cache is only looked at meanwhile.
+    /// A log that must be read, and how it looked.
+    struct Unread {
+        Candidate& candidate;
+        SessionFileSnapshot file;
+    };
+
+    std::vector<Unread> lookAtAll() {
+        std::vector<Unread> unread;
+        for (Candidate& candidate : candidates_) {
+            SessionLook look = lookAtSession(requestFor(candidate), request_.setting);
+            if (look.outcome) {
+                candidate.outcome = *std::move(look.outcome);
+            } else {
+                unread.push_back({.candidate = candidate, .file = look.file});
+            }
+        }
+        return unread;
+    }
+
+    // The cache is only looked at meanwhile. The largest log comes first, so that none of the
+    // threads is left alone with it at the end.
     void readAll() {
+        const std::vector<Unread> unread = lookAtAll();
+        std::vector<const Unread*> order;
+        for (const Unread& each : unread) order.push_back(&each);
+        std::ranges::stable_sort(order, std::greater(),
+                                 [](const Unread* each) { return each->file.fileSize; });
         std::atomic<std::size_t> next = 0;
         const auto readRest = [&] {
-            for (std::size_t i = next++; i < candidates_.size(); i = next++) read(candidates_[i]);
+            SessionLogWorkspace workspace;
+            for (std::size_t i = next++; i < order.size(); i = next++) {
+                Candidate& candidate = order[i]->candidate;
+                candidate.outcome = readSeenSession(requestFor(candidate), order[i]->file,
+                                                    request_.setting, workspace);
+            }
         };
+        const std::size_t threads = std::min(request_.threadCount, order.size());
+        if (threads == 0) return;
         try {
-            const std::size_t threads = std::max<std::size_t>(request_.threadCount, 1);
             WorkQueue queue(threads);
             TaskGroup group(queue);
             for (std::size_t thread = 0; thread < threads; ++thread) group.submit(readRest);

@@ -1,8 +1,10 @@
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <deque>
 #include <functional>
+#include <thread>
 #include <vector>
 
 #include "local/ReaderCaches.h"
@@ -17,7 +19,8 @@ namespace vantry::CodexUsageReader {
 struct SessionBatchRequest {
     const std::vector<SessionUsageSource>& rows;  ///< of the thread index
     const SessionReadSetting& setting;
-    std::size_t threadCount = 2;  ///< logs that are read at the same time
+    /// Logs that are read at the same time; by itself as many as there are cores, from one to four.
+    std::size_t threadCount = std::clamp<std::size_t>(std::thread::hardware_concurrency(), 1, 4);
 };
 
 struct LoadedSessions {

@@ -1,11 +1,11 @@
 #include "local/SessionLineParser.h"
 
 #include <algorithm>
-#include <cstring>
 #include <span>
 #include <string>
 #include <utility>
 
+#include "local/SessionLineFinder.h"
 #include "local/SkillLoadPaths.h"
 #include "platform/Iso8601.h"
 #include "platform/Text.h"
@@ -16,46 +16,6 @@ namespace vantry {
 namespace CodexUsageReader {
 
 namespace {
-
-constexpr std::string_view typeNeedle = "\"type\"";
-
-// A needle and where its first underscore stands, which is looked for first: underscores are rarer
-// than quotes.
-struct Needle {
-    std::string_view text;
-    std::size_t underscore = text.find('_');
-};
-constexpr Needle needles[] = {{"\"token_count\""},
-                              {"\"token_usage_record\""},
-                              {"\"function_call\""},
-                              {"\"custom_tool_call\""},
-                              {"\"turn_context\""}};
-
-// Whether a needle's first underscore is the one at `at`.
-bool isNeedleAt(std::string_view bytes, std::size_t at) {
-    return std::ranges::any_of(needles, [&](const Needle& needle) {
-        return at >= needle.underscore &&
-               bytes.substr(at - needle.underscore, needle.text.size()) == needle.text;
-    });
-}
-
-bool holdsNeedle(std::string_view bytes) {
-    const char* const end = bytes.data() + bytes.size();
-    const char* from = bytes.data();
-    while (from < end) {
-        const auto* found =
-            static_cast<const char*>(std::memchr(from, '_', static_cast<std::size_t>(end - from)));
-        if (found == nullptr) return false;
-        from = found + 1;
-        // What follows the underscore tells most words of a log from all needles.
-        const char next = from < end ? *from : '\0';
-        if ((next == 'c' || next == 'u' || next == 't') &&
-            isNeedleAt(bytes, static_cast<std::size_t>(found - bytes.data()))) {
-            return true;
-        }
-    }
-    return false;
-}
 
 std::optional<Date> dateOf(JsonView root) {
     const auto text = root["timestamp"].text();
@@ -236,10 +196,6 @@ void processToolCall(JsonView root, std::string_view line, ParsedSessionUsage& u
 
 }  // namespace
 
-bool mayBeRelevant(std::string_view bytes) {
-    return holdsNeedle(bytes) && bytes.find(typeNeedle) != std::string_view::npos;
-}
-
 std::optional<TokenBreakdown> parseTokenReading(JsonView usage) {
     if (!usage.isObject()) return std::nullopt;
     const auto input = int64Value(usage["input_tokens"]);
@@ -264,6 +220,11 @@ std::optional<TokenBreakdown> parseTokenReading(JsonView usage) {
 SessionLineOutcome processSessionLine(std::string_view line, ParsedSessionUsage& usage,
                                       JsonParser& parser) {
     if (!mayBeRelevant(line)) return SessionLineOutcome::taken;
+    return processRelevantLine(line, usage, parser);
+}
+
+SessionLineOutcome processRelevantLine(std::string_view line, ParsedSessionUsage& usage,
+                                       JsonParser& parser) {
     countUp(usage.lines.relevant);
     const auto root = parser.parsePadded(line);
     if (!root) {

@@ -32,8 +32,9 @@ enum class SessionLineOutcome : std::uint8_t {
 SessionLineOutcome processSessionLine(std::string_view line, ParsedSessionUsage& usage,
                                       JsonParser& parser);
 
-/// Whether a line may be of interest: a test on its bytes, true for every line that is.
-bool mayBeRelevant(std::string_view bytes);
+/// The same for a line that mayBeRelevant() was said of.
+SessionLineOutcome processRelevantLine(std::string_view line, ParsedSessionUsage& usage,
+                                       JsonParser& parser);
 
 /// The tokens of a reading or a record, which are their parts: the total is input plus output,
 /// whatever is stated beside them. Nothing where a part is missing or negative, cached tokens are

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <string>
 
+#include "local/SessionLineFinder.h"
 #include "local/SessionLogStream.h"
 #include "platform/Iso8601.h"
 #include "platform/JsonReader.h"
@@ -31,21 +32,15 @@ std::optional<SessionHistoryBase> historyBaseOf(JsonView payload) {
     return SessionHistoryBase{.threadId = *thread, .endOrdinalExclusive = *end};
 }
 
-// The header's answer, or that the line is another one.
-struct HeaderLine {
-    bool isHeader = false;
-    std::optional<SessionUsageLineage> lineage;
-};
-
-HeaderLine headerOf(std::string_view line, JsonParser& parser) {
+SessionHeader headerOf(std::string_view line, JsonParser& parser) {
     if (line.find("session_meta") == std::string_view::npos) return {};
     const auto root = parser.parse(line);
     // A header that a crash tore is still the first one: the next is of a copied thread.
-    if (!root) return {.isHeader = true};
+    if (!root) return {.isThere = true};
     if ((*root)["type"].text() != "session_meta") return {};
     const JsonView payload = (*root)["payload"];
     const auto id = ownedText(payload["id"]);
-    if (!id || id->empty()) return {.isHeader = true};
+    if (!id || id->empty()) return {.isThere = true};
     const JsonView subagent = payload["source"]["subagent"];
     SessionUsageLineage lineage{
         .threadId = *id,
@@ -57,10 +52,19 @@ HeaderLine headerOf(std::string_view line, JsonParser& parser) {
         .allowsMissingParent = subagent["other"].text() == "guardian"};
     if (lineage.parentThreadId == *id) lineage.parentThreadId.reset();
     if (const auto time = (*root)["timestamp"].text()) lineage.spawnedAt = iso8601Date(*time);
-    return {.isHeader = true, .lineage = std::move(lineage)};
+    return {.isThere = true, .lineage = std::move(lineage)};
 }
 
 }  // namespace
+
+SessionHeader sessionHeaderAmong(std::string_view bytes, JsonParser& parser) {
+    for (std::size_t end = bytes.find('\n'); end != bytes.npos; end = bytes.find('\n')) {
+        SessionHeader header = headerOf(bytes.substr(0, end), parser);
+        if (header.isThere) return header;
+        bytes.remove_prefix(end + 1);
+    }
+    return {};
+}
 
 std::optional<SessionUsageLineage> readSessionUsageLineage(const FileDescriptor& log,
                                                            bool isCompressed) {
@@ -70,21 +74,19 @@ std::optional<SessionUsageLineage> readSessionUsageLineage(const FileDescriptor&
     JsonParser parser;
     std::string head;
     std::size_t consumed = 0;
-    std::size_t scanned = 0;
     while (head.size() < headBytes) {
         const std::size_t before = head.size();
         head.resize(before + std::min(chunkBytes, headBytes - before));
         const auto count = bytes.read({head.data() + before, head.size() - before});
         if (!count || *count == 0) return std::nullopt;
         head.resize(before + *count);
-        for (std::size_t end = head.find('\n', scanned); end != std::string::npos;
-             end = head.find('\n', scanned)) {
-            HeaderLine header =
-                headerOf(std::string_view(head).substr(consumed, end - consumed), parser);
-            if (header.isHeader) return std::move(header.lineage);
-            consumed = scanned = end + 1;
-        }
-        scanned = head.size();
+        const std::string_view added = std::string_view(head).substr(before);
+        const std::size_t finished = before + bytesOfFinishedLines(added);
+        if (finished == before) continue;
+        SessionHeader header = sessionHeaderAmong(
+            std::string_view(head).substr(consumed, finished - consumed), parser);
+        if (header.isThere) return std::move(header.lineage);
+        consumed = finished;
     }
     return std::nullopt;
 }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cctype>
 #include <cerrno>
+#include <span>
 #include <unistd.h>
 #include <utility>
 
@@ -25,13 +26,11 @@ struct Snapshot {
     const bool isCompressed;
 };
 
-std::optional<FileDescriptor> openFrom(const Snapshot& log, std::int64_t offset) {
+std::optional<FileDescriptor> open(const Snapshot& log) {
     errno = 0;
-    auto file = RegularFileReader::open({.path = log.path,
-                                         .expectedFileIdentifier = log.file.fileIdentifier,
-                                         .minimumSize = log.file.fileSize});
-    if (file && offset > 0 && ::lseek(file->number(), offset, SEEK_SET) != offset) file.reset();
-    return file;
+    return RegularFileReader::open({.path = log.path,
+                                    .expectedFileIdentifier = log.file.fileIdentifier,
+                                    .minimumSize = log.file.fileSize});
 }
 
 SessionLogTrouble troubleOfOpening() {
@@ -73,10 +72,9 @@ SessionUsageCacheEntry entryOf(const Snapshot& log, ParsedSessionUsage&& usage,
 }
 
 // Whether an unchanged log needs no look: what stands behind its last finished line does not count.
-bool isUnchanged(const Snapshot& log, const SessionUsageCacheEntry& cached) {
-    return cached.isCurrent && sameSessionFileIdentity(cached, log.file) &&
-           cached.parsedByteOffset && *cached.parsedByteOffset >= 0 &&
-           *cached.parsedByteOffset <= log.file.fileSize;
+bool isUnchanged(const SessionFileSnapshot& file, const SessionUsageCacheEntry& cached) {
+    return cached.isCurrent && sameSessionFileIdentity(cached, file) && cached.parsedByteOffset &&
+           *cached.parsedByteOffset >= 0 && *cached.parsedByteOffset <= file.fileSize;
 }
 
 // The state from which a log that has grown is read on.
@@ -107,20 +105,34 @@ bool canGoOn(const Snapshot& log, const SessionUsageCacheEntry& cached) {
            *cached.parsedByteOffset <= cached.fileSize;
 }
 
-/// Reads from `offset` on into `usage`.
-SessionReadOutcome readFrom(const Snapshot& log, std::int64_t offset, ParsedSessionUsage usage,
-                            const SessionReadSetting& setting) {
+/// An open log and what it is read with.
+struct OpenLog {
+    const Snapshot& log;
+    const FileDescriptor& file;
+    const SessionReadSetting& setting;
+    SessionLogWorkspace& workspace;
+};
+
+/// Has the buffer hold nothing and the file stand at `offset`.
+bool goTo(std::int64_t offset, const OpenLog& open) {
+    open.workspace.buffer.clear();
+    return ::lseek(open.file.number(), offset, SEEK_SET) == offset;
+}
+
+/// Reads into `usage` what stands from `offset` on, of which the buffer may hold the beginning.
+SessionReadOutcome readFrom(std::int64_t offset, ParsedSessionUsage usage, const OpenLog& open) {
+    const auto& [log, file, setting, workspace] = open;
     // An appended stretch is never the whole of a large file.
     const bool isLarge =
         offset == 0 &&
         (log.isCompressed || log.file.fileSize > setting.limits.largeFileThresholdBytes);
     const SessionParserBudget budget(isLarge ? setting.limits.forLargeFile() : setting.limits,
                                      setting.uptime);
-    const auto file = openFrom(log, offset);
-    if (!file) return {.trouble = troubleOfOpening()};
-    const auto reading = streamSessionLines(
-        {.file = *file, .byteCount = log.file.fileSize - offset, .isCompressed = log.isCompressed},
-        budget, usage);
+    const auto reading = streamSessionLines({.file = file,
+                                             .byteCount = log.file.fileSize - offset,
+                                             .isCompressed = log.isCompressed,
+                                             .workspace = workspace},
+                                            budget, usage);
     if (reading.trouble != SessionLogTrouble::none) return {.trouble = reading.trouble};
     if (!sessionFileContainsSnapshotPrefix(log.path, log.file)) {
         return {.trouble = SessionLogTrouble::changed};
@@ -130,7 +142,7 @@ SessionReadOutcome readFrom(const Snapshot& log, std::int64_t offset, ParsedSess
     SessionUsageCacheEntry& entry = outcome.entry.emplace(entryOf(log, std::move(usage), setting));
     entry.logSize = offset + reading.consumed;
     entry.parsedByteOffset = log.isCompressed ? log.file.fileSize : entry.logSize;
-    if (!log.isCompressed) entry.prefixProof = sessionPrefixProof(*file, entry.logSize);
+    if (!log.isCompressed) entry.prefixProof = sessionPrefixProof(file, entry.logSize);
     if (!budget.isInTime()) return {.trouble = SessionLogTrouble::timeRanOut};
     return outcome;
 }
@@ -151,23 +163,33 @@ bool isKnownToFail(const KnownSessionTrouble* known, const SessionFileSnapshot& 
     }
 }
 
-std::optional<SessionReadOutcome> readAppended(const Snapshot& log,
-                                               const SessionUsageCacheEntry& cached,
-                                               const std::string& threadId,
-                                               const SessionReadSetting& setting) {
-    if (!canGoOn(log, cached) || !cached.lineage || cached.lineage->threadId != threadId) {
-        return std::nullopt;
-    }
-    const auto file = openFrom(log, 0);
-    if (!file || sessionPrefixProof(*file, *cached.parsedByteOffset) != cached.prefixProof) {
+std::optional<SessionReadOutcome> readAppended(const SessionUsageCacheEntry& cached,
+                                               const std::string& threadId, const OpenLog& open) {
+    if (!cached.lineage || cached.lineage->threadId != threadId ||
+        sessionPrefixProof(open.file, *cached.parsedByteOffset) != cached.prefixProof ||
+        !goTo(*cached.parsedByteOffset, open)) {
         return std::nullopt;
     }
     auto usage = resumed(cached);
     if (!usage) return std::nullopt;
     usage->threadId = threadId;
-    auto outcome = readFrom(log, *cached.parsedByteOffset, *std::move(usage), setting);
+    auto outcome = readFrom(*cached.parsedByteOffset, *std::move(usage), open);
     if (!outcome.isKnown()) return std::nullopt;
     return outcome;
+}
+
+// The head of a log mostly holds its header, and stays in the buffer to be read on from; else the
+// buffer is left empty.
+std::optional<SessionUsageLineage> lineageOf(const OpenLog& open, std::size_t headBytes) {
+    const auto& [log, file, setting, workspace] = open;
+    if (log.isCompressed) return readSessionUsageLineage(file, true);
+    const auto size = static_cast<std::size_t>(log.file.fileSize);
+    const auto head = workspace.buffer.room(0).first(std::min(headBytes, size));
+    workspace.buffer.add(RegularFileReader::read(file, head).value_or(0));
+    auto header = sessionHeaderAmong(workspace.buffer.bytes(), workspace.parser);
+    if (header.isThere) return std::move(header.lineage);
+    if (!goTo(0, open)) return std::nullopt;
+    return readSessionUsageLineage(file, false);
 }
 
 }  // namespace
@@ -205,42 +227,66 @@ std::string sessionSegmentId(const std::string& path, const std::string& threadI
     return isId ? id : threadId;
 }
 
-SessionReadOutcome readSession(const SessionLogRequest& request,
-                               const SessionReadSetting& setting) {
+SessionLook lookAtSession(const SessionLogRequest& request, const SessionReadSetting& setting) {
     errno = 0;
     const auto file = SessionFileSnapshot::of(request.path);
     if (!file) {
         const SessionLogTrouble trouble = troubleOfOpening();
-        return {.trouble = trouble == SessionLogTrouble::changed ? SessionLogTrouble::notRegular
-                                                                 : trouble};
+        return {.outcome = SessionReadOutcome{.trouble = trouble == SessionLogTrouble::changed
+                                                             ? SessionLogTrouble::notRegular
+                                                             : trouble}};
     }
     const auto failed = [&](SessionLogTrouble trouble) {
-        return SessionReadOutcome{.trouble = trouble, .file = file};
+        return SessionLook{.outcome = SessionReadOutcome{.trouble = trouble, .file = file}};
     };
     if (!request.isInAllowedFolder &&
         !sessionRolloutAccessIsAllowed(request.path, setting.codexHome)) {
         return failed(SessionLogTrouble::outside);
     }
-    const Snapshot log{
-        .path = request.path, .file = *file, .isCompressed = isCompressedSession(request.path)};
-    if (request.cached != nullptr && isUnchanged(log, *request.cached)) {
-        return {.route = SessionReadRoute::hit, .file = file};
+    if (request.cached != nullptr && isUnchanged(*file, *request.cached)) {
+        return {.outcome = SessionReadOutcome{.route = SessionReadRoute::hit, .file = file}};
     }
     if (isKnownToFail(request.knownTrouble, *file, setting.now)) {
         return failed(request.knownTrouble->trouble);
     }
-    const auto header = openFrom(log, 0);
-    if (!header) return failed(troubleOfOpening());
-    auto lineage = readSessionUsageLineage(*header, log.isCompressed);
+    return {.file = *file};
+}
+
+SessionReadOutcome readSeenSession(const SessionLogRequest& request,
+                                   const SessionFileSnapshot& file,
+                                   const SessionReadSetting& setting,
+                                   SessionLogWorkspace& workspace) {
+    const Snapshot log{
+        .path = request.path, .file = file, .isCompressed = isCompressedSession(request.path)};
+    const auto descriptor = open(log);
+    if (!descriptor) return {.trouble = troubleOfOpening(), .file = file};
+    const OpenLog openLog{
+        .log = log, .file = *descriptor, .setting = setting, .workspace = workspace};
+    workspace.clear();
+    const bool mayGoOn = request.cached != nullptr && canGoOn(log, *request.cached);
+    constexpr std::size_t headBytes = 65'536;
+    auto lineage = lineageOf(openLog, mayGoOn ? headBytes : SessionLogBuffer::chunkBytes);
     if (!lineage) lineage = SessionUsageLineage{.threadId = request.fallbackThreadId};
     std::optional<SessionReadOutcome> outcome;
-    if (request.cached != nullptr) {
-        outcome = readAppended(log, *request.cached, lineage->threadId, setting);
+    if (mayGoOn) outcome = readAppended(*request.cached, lineage->threadId, openLog);
+    if (!outcome) {
+        const bool holdsHead = !mayGoOn && !workspace.buffer.bytes().empty();
+        if (!holdsHead && !goTo(0, openLog)) {
+            return {.trouble = SessionLogTrouble::unreadable, .file = file};
+        }
+        outcome = readFrom(0, {.threadId = lineage->threadId}, openLog);
     }
-    if (!outcome) outcome = readFrom(log, 0, {.threadId = lineage->threadId}, setting);
     if (outcome->entry) outcome->entry->lineage = std::move(lineage);
     outcome->file = file;
     return *std::move(outcome);
+}
+
+SessionReadOutcome readSession(const SessionLogRequest& request,
+                               const SessionReadSetting& setting) {
+    SessionLook look = lookAtSession(request, setting);
+    if (look.outcome) return *std::move(look.outcome);
+    SessionLogWorkspace workspace;
+    return readSeenSession(request, look.file, setting, workspace);
 }
 
 }  // namespace vantry::CodexUsageReader

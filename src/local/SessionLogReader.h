@@ -47,6 +47,21 @@ struct SessionLogRequest {
     const KnownSessionTrouble* knownTrouble = nullptr;
 };
 
+/// What a log's metadata tell: all that there is to say, or that it must be read.
+struct SessionLook {
+    std::optional<SessionReadOutcome> outcome;  ///< absent where the log must be read
+    SessionFileSnapshot file;                   ///< only then
+};
+
+/// Looks at the log without opening it; any thread.
+SessionLook lookAtSession(const SessionLogRequest& request, const SessionReadSetting& setting);
+
+/// Reads a log that was looked at, when `file` was its state.
+SessionReadOutcome readSeenSession(const SessionLogRequest& request,
+                                   const SessionFileSnapshot& file,
+                                   const SessionReadSetting& setting,
+                                   SessionLogWorkspace& workspace);
+
 /// What a log contributes: nothing new where it is unchanged, the appended bytes where it has grown
 /// and its head and the bytes before are proved to be the same, else the whole log. All or nothing,
 /// within the limits. Changes nothing but the file's access time; any thread.

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "local/SessionLineParser.h"
+#include "local/SessionLogBuffer.h"
 #include "local/SessionReadLimits.h"
 #include "platform/Compression.h"
 #include "platform/FileDescriptor.h"
@@ -45,12 +46,14 @@ class SessionLogBytes {
     bool isAtEnd_ = false;
 };
 
-/// A stretch of an open log, from the descriptor's position on.
+/// A stretch of an open log: what the workspace's buffer holds of it already, and what follows from
+/// the descriptor's position on.
 struct SessionLogStretch {
     const FileDescriptor& file;
-    /// Bytes to read; a compressed log is read to its end, wherever that is.
+    /// All bytes of it; a compressed log is read to its end, wherever that is.
     std::int64_t byteCount = 0;
     bool isCompressed = false;
+    SessionLogWorkspace& workspace;
 };
 
 struct SessionStretchReading {
@@ -58,9 +61,9 @@ struct SessionStretchReading {
     SessionLogTrouble trouble = SessionLogTrouble::none;
 };
 
-/// Reads the stretch in chunks of 64 KiB and takes its finished lines into `usage`, within the
-/// budget's read, line and time limits. A last line without its end counts if it is a whole object;
-/// else it is not there yet, whatever it holds. After a trouble `usage` is not used any more.
+/// Reads the stretch in chunks and takes its finished lines into `usage`, within the budget's read,
+/// line and time limits. A last line without its end counts if it is a whole object; else it is not
+/// there yet, whatever it holds. After a trouble `usage` is not used any more.
 SessionStretchReading streamSessionLines(const SessionLogStretch& stretch,
                                          const SessionParserBudget& budget,
                                          ParsedSessionUsage& usage);
