@@ -49,6 +49,7 @@ class Maker {
     void take(Family family);
     void write(Family& family, std::size_t index);
     void note(const Family& family, std::size_t index, const ThreadRow& row);
+    void noteCalls(const Sample& sample);
     ThreadRow row(const Family& family, std::size_t index, const std::string& path);
     void addRowWithoutLog();
     std::optional<std::uint32_t> modelNumber(const Model& model);
@@ -78,7 +79,7 @@ Truth Maker::make() {
     for (const SkillFile& file : skills_.files()) {
         truth_.skills[file.path] = {.bytes = file.bytes, .tokenEstimate = file.tokenEstimate};
     }
-    sumUp(truth_);
+    sumUpThreads(truth_);
     writeTruth(truth_, options_.home / "truth.json");
     return std::move(truth_);
 }
@@ -101,7 +102,8 @@ void Maker::write(Family& family, std::size_t index) {
     const std::int64_t bytes = bytes_.next(random_);
     const WrittenLog written = writeSession(
         family, index, {.path = path, .bytes = bytes, .seed = random_.next()}, options_, filler_);
-    bytes_.amount = std::max<std::int64_t>(bytes_.amount + bytes - written.bytes, 0);
+    bytes_.amount =
+        std::max<std::int64_t>(bytes_.amount + bytes - (written.bytes - written.holeBytes), 0);
     truth_.logBytes += written.bytes;
     truth_.tokenEventLines += written.tokenEventLines;
     rows_.push_back(row(family, index, path.string()));
@@ -157,23 +159,30 @@ void Maker::note(const Family& family, std::size_t index, const ThreadRow& row) 
                        .updatedAt = row.updatedAt / second,
                        .bad = session.bad};
     if (session.parent) thread.parent = family[*session.parent].id;
+    truth_.threads.push_back(std::move(thread));
     for (std::size_t i = 0; i < session.turns.size(); ++i) {
         const Turn& turn = session.turns[i];
         const std::optional<std::uint32_t> model = modelNumber(models[turn.model]);
         for (const Sample& sample : turn.samples) {
-            thread.lastReading = sample.total;
+            truth_.threads.back().lastReading = sample.total;
             if (i < session.copiedTurns || session.bad) continue;
-            truth_.events.push_back(
-                {.at = sample.at, .thread = number, .model = model, .tokens = sample.added});
-            for (const ToolCall& call : sample.calls) {
-                ++thread.toolCalls[std::string(tools[call.tool].name)];
-                for (const std::size_t skill : call.skills.loads) {
-                    ++thread.skillLoads[skills_.files()[skill].path];
-                }
-            }
+            const TruthEvent event{
+                .at = sample.at, .thread = number, .model = model, .tokens = sample.added};
+            addEvent(truth_, event);
+            if (options_.keepsEvents) truth_.events.push_back(event);
+            noteCalls(sample);
         }
     }
-    truth_.threads.push_back(std::move(thread));
+}
+
+void Maker::noteCalls(const Sample& sample) {
+    TruthThread& thread = truth_.threads.back();
+    for (const ToolCall& call : sample.calls) {
+        ++thread.toolCalls[std::string(tools[call.tool].name)];
+        for (const std::size_t skill : call.skills.loads) {
+            ++thread.skillLoads[skills_.files()[skill].path];
+        }
+    }
 }
 
 /// Codex makes the row before the log.

@@ -48,9 +48,12 @@ struct CorpusOptions {
     std::int64_t conversations = 100;
     std::int64_t totalBytes = 8 * 1024 * 1024;  ///< of all logs, about; less is not held to
     std::int64_t tokenEvents = 0;               ///< of all logs, about; 0 for what is usual
-    bool lean = false;                          ///< little in a log but what counts
-    Millis end = 1'780'272'000'000;             ///< no event is later: 2026-06-01
-    std::int64_t spanDays = 180;                ///< before the end
+    /// On top of that, about: holes that take no room on the disk but must be looked through.
+    std::int64_t sparseBytes = 0;
+    bool keepsEvents = true;         ///< in the truth, where a million take 64 MB
+    bool lean = false;               ///< little in a log but what counts
+    Millis end = 1'780'272'000'000;  ///< no event is later: 2026-06-01
+    std::int64_t spanDays = 180;     ///< before the end
     Mix mix;
     std::vector<BadSession> bad;
 };
@@ -91,7 +94,8 @@ struct TruthSkill {
 /// What a reader of the home must find, bad sessions left out.
 struct Truth {
     std::vector<TruthThread> threads;
-    std::vector<TruthEvent> events;  ///< by thread, then by time
+    std::vector<TruthEvent> events;  ///< by thread, then by time; none if they are not kept
+    std::int64_t eventCount = 0;     ///< kept or not
     std::vector<std::string> models;
     std::int64_t rows = 0;           ///< of the database, those without a log included
     std::int64_t lastUpdatedAt = 0;  ///< seconds since 1970

@@ -82,6 +82,15 @@ TEST_F(CorpusTest, SizesAreAboutWhatWasAskedFor) {
     EXPECT_EQ(fs::file_size(one.threads.front().rolloutPath),
               static_cast<std::uintmax_t>(one.logBytes));
     EXPECT_NEAR(static_cast<double>(one.logBytes), 20 * 1024 * 1024, 400 * 1024);
+
+    CorpusOptions sparse = options("sparse");
+    sparse.sparseBytes = 60 * 1024 * 1024;
+    sparse.keepsEvents = false;
+    const Truth holes = makeCorpus(sparse);
+    const Truth solid = makeCorpus(options("solid"));
+    EXPECT_EQ(holes.total, solid.total);
+    EXPECT_EQ(holes.eventCount, static_cast<std::int64_t>(solid.events.size()));
+    EXPECT_NEAR(static_cast<double>(holes.logBytes - solid.logBytes), 60 * 1024 * 1024, 64 * 1024);
 }
 
 TEST_F(CorpusTest, SumsAgreeAndNoEventLiesOutsideTheSpan) {
@@ -110,6 +119,7 @@ TEST_F(CorpusTest, HistoryBasesPointAtLines) {
     CorpusOptions forks = options("forks");
     forks.conversations = 120;
     forks.mix = {.copyingForks = 0, .inheritingForks = 0.6, .subagents = 0.2};
+    forks.sparseBytes = 120 * 1024 * 1024;
     const Truth truth = makeCorpus(forks);
     std::map<std::string, std::string> logs;
     for (const TruthThread& thread : truth.threads) logs[thread.id] = contents(thread.rolloutPath);

@@ -43,6 +43,14 @@ void RolloutLog::addLine(std::string_view object) {
     endLine(object);
 }
 
+void RolloutLog::addHole(std::int64_t bytes) {
+    flush();
+    if (::lseek(file_.number(), bytes, SEEK_CUR) < 0) {
+        throw std::system_error(errno, std::generic_category(), "rollout log");
+    }
+    flushed_ += bytes;
+}
+
 void RolloutLog::append(std::string_view text) {
     buffer_.append(text);
 }

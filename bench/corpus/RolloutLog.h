@@ -41,6 +41,10 @@ class RolloutLog {
     /// A whole line, as it is but for its number. `object` begins with a brace.
     void addLine(std::string_view object);
 
+    /// Leaves so many bytes out of the file, where they take no room and are read as zeros.
+    /// Something must follow.
+    void addHole(std::int64_t bytes);
+
     /// Takes the line feed of the last line back.
     void dropLineFeed() { buffer_.pop_back(); }
 

@@ -294,6 +294,14 @@ void SessionLines::bulk(Millis at, std::size_t bytes) {
     }
 }
 
+void SessionLines::hole(Millis at, std::int64_t bytes) {
+    item("function_call_output", at);
+    log_.add(R"("call_id":"call_hole","output":")");
+    log_.addHole(bytes);
+    log_.add(R"(")");
+    endItem();
+}
+
 void SessionLines::usage(std::string_view key, const TokenBreakdown& tokens) {
     log_.add("\"", key, R"(":{"input_tokens":)", tokens.inputTokens, R"(,"cached_input_tokens":)",
              tokens.cachedInputTokens);

@@ -43,6 +43,9 @@ class SessionLines {
     void compacted(Millis at, std::size_t bytes);
     /// A line of about that size that does not matter.
     void bulk(Millis at, std::size_t bytes);
+    /// A line that does not matter, with a hole of `bytes` where its text would be: no reader may
+    /// take the zeros for JSON, and none has a reason to try.
+    void hole(Millis at, std::int64_t bytes);
 
     void usageRecord(const Sample& sample);
     void reading(Millis at, const Counter& counter);

@@ -11,6 +11,7 @@ namespace {
 
 constexpr std::int64_t smallestBulk = 400;
 constexpr std::int64_t usualAnswerBytes = 4'000;  ///< with its share of the turn around it
+constexpr std::int64_t longestHole = 2 * 1024 * 1024;
 
 /// Most outputs are short, most of the bytes are in a few long ones.
 std::int64_t bulkBytes(Random& random) {
@@ -62,8 +63,10 @@ class Writer {
     void writeDamage();
     void writeEnd();
     void fill(Millis at);
+    void writeHoles(std::size_t turn);
     bool odd() { return random_.chance(options_.mix.oddities); }
     std::size_t instructionBytes() const { return options_.lean ? 200 : 20'000; }
+    std::int64_t written() const { return log_.offset() - holes_; }
     std::int64_t room() const;
     std::size_t outputBytes(bool isCopied);
 
@@ -77,6 +80,7 @@ class Writer {
     Counter counter_;
     std::vector<LineMark> marks_;
     std::int64_t readings_ = 0;
+    std::int64_t holes_ = 0;  ///< bytes
     std::int64_t samplesLeft_ = 0;
 };
 
@@ -85,7 +89,9 @@ WrittenLog Writer::write() {
         samplesLeft_ += static_cast<std::int64_t>(session_.turns[i].samples.size());
     }
     writeOpening();
+    if (session_.turns.empty()) writeHoles(0);
     for (std::size_t i = 0; i < session_.turns.size(); ++i) {
+        writeHoles(i);
         marks_.push_back({.ordinal = log_.ordinal(), .offset = log_.offset()});
         writeTurn(session_.turns[i], i < session_.copiedTurns);
     }
@@ -93,7 +99,8 @@ WrittenLog Writer::write() {
     if (session_.damaged) writeDamage();
     writeEnd();
     marks_.back().offset = std::min(marks_.back().offset, log_.offset());
-    const WrittenLog written{.bytes = log_.offset(), .tokenEventLines = readings_};
+    const WrittenLog written{
+        .bytes = log_.offset(), .holeBytes = holes_, .tokenEventLines = readings_};
     log_.close(session_.lastAt());
     return written;
 }
@@ -169,7 +176,7 @@ void Writer::writeReading(Millis at) {
 
 /// What can still be filled: the answers to come need room too.
 std::int64_t Writer::room() const {
-    return goal_ - log_.offset() - samplesLeft_ * usualAnswerBytes;
+    return goal_ - written() - samplesLeft_ * usualAnswerBytes;
 }
 
 std::size_t Writer::outputBytes(bool isCopied) {
@@ -181,12 +188,25 @@ std::size_t Writer::outputBytes(bool isCopied) {
 /// So much that every answer has the same part of what is left, give or take a line.
 void Writer::fill(Millis at) {
     const std::int64_t part = room() / std::max<std::int64_t>(samplesLeft_--, 1);
-    const std::int64_t until =
-        samplesLeft_ == 0 ? goal_ - usualAnswerBytes / 4 : log_.offset() + part;
-    while (until - log_.offset() > smallestBulk) {
-        const std::int64_t most = until - log_.offset() + room() / 8;
+    const std::int64_t until = samplesLeft_ == 0 ? goal_ - usualAnswerBytes / 4 : written() + part;
+    while (until - written() > smallestBulk) {
+        const std::int64_t most = until - written() + room() / 8;
         const std::int64_t left = std::max(room(), smallestBulk);
         lines_.bulk(at, static_cast<std::size_t>(std::min({bulkBytes(random_), most, left})));
+    }
+}
+
+/// Before a turn, so that every turn has an equal part of the log's holes before it.
+void Writer::writeHoles(std::size_t turn) {
+    const std::int64_t all =
+        options_.sparseBytes / std::max<std::int64_t>(options_.conversations, 1);
+    const auto turns = static_cast<std::int64_t>(session_.turns.size());
+    const auto isLast = static_cast<std::int64_t>(turn) + 1 >= turns;
+    const std::int64_t until = isLast ? all : all / turns * static_cast<std::int64_t>(turn + 1);
+    while (holes_ < until && (isLast || until - holes_ >= longestHole)) {
+        const std::int64_t bytes = std::min(until - holes_, longestHole);
+        lines_.hole(turns == 0 ? session_.createdAt : session_.turns[turn].start, bytes);
+        holes_ += bytes;
     }
 }
 

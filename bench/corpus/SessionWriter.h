@@ -17,6 +17,7 @@ struct SessionFile {
 
 struct WrittenLog {
     std::int64_t bytes = 0;
+    std::int64_t holeBytes = 0;        ///< of them
     std::int64_t tokenEventLines = 0;  ///< repeated and copied readings included
 };
 

@@ -75,7 +75,21 @@ JsonValue json(const TruthThread& thread) {
 
 }  // namespace
 
-void sumUp(Truth& truth) {
+void addEvent(Truth& truth, const TruthEvent& event) {
+    TruthThread& thread = truth.threads[event.thread];
+    std::optional<std::string> model;
+    if (event.model) model = truth.models[*event.model];
+    ++truth.eventCount;
+    thread.tokens.add(event.tokens);
+    truth.total.add(event.tokens);
+    truth.days[dayText(event.at)].add(event.tokens);
+    truth.projects[thread.project].add(event.tokens);
+    truth.conversations[thread.root].add(event.tokens);
+    truth.logModels[model].add(event.tokens);
+    truth.attributedModels[model ? model : thread.indexModel].add(event.tokens);
+}
+
+void sumUpThreads(Truth& truth) {
     for (TruthThread& thread : truth.threads) {
         if (!thread.bad) truth.sumOfLastReadings.add(thread.lastReading);
         for (const auto& [name, count] : thread.toolCalls) truth.toolCalls[name] += count;
@@ -85,18 +99,6 @@ void sumUp(Truth& truth) {
         }
     }
     std::erase_if(truth.skills, [](const auto& skill) { return skill.second.loads == 0; });
-    for (const TruthEvent& event : truth.events) {
-        TruthThread& thread = truth.threads[event.thread];
-        std::optional<std::string> model;
-        if (event.model) model = truth.models[*event.model];
-        thread.tokens.add(event.tokens);
-        truth.total.add(event.tokens);
-        truth.days[dayText(event.at)].add(event.tokens);
-        truth.projects[thread.project].add(event.tokens);
-        truth.conversations[thread.root].add(event.tokens);
-        truth.logModels[model].add(event.tokens);
-        truth.attributedModels[model ? model : thread.indexModel].add(event.tokens);
-    }
 }
 
 void writeTruth(const Truth& truth, const std::filesystem::path& path) {
@@ -107,7 +109,7 @@ void writeTruth(const Truth& truth, const std::filesystem::path& path) {
                           {"lastUpdatedAt", truth.lastUpdatedAt},
                           {"logBytes", truth.logBytes},
                           {"tokenEventLines", truth.tokenEventLines},
-                          {"events", static_cast<std::int64_t>(truth.events.size())},
+                          {"events", truth.eventCount},
                           {"total", json(truth.total)},
                           {"days", json(truth.days)},
                           {"projects", json(truth.projects)},

@@ -6,8 +6,11 @@
 
 namespace vantry::corpus {
 
-/// Fills the sums in from the threads and events.
-void sumUp(Truth& truth);
+/// Adds an event to the sums. Its thread must be there.
+void addEvent(Truth& truth, const TruthEvent& event);
+
+/// Fills in what the threads say by themselves.
+void sumUpThreads(Truth& truth);
 
 /// Writes everything but the single events. Throws std::runtime_error.
 void writeTruth(const Truth& truth, const std::filesystem::path& path);

@@ -21,6 +21,7 @@ Makes a Codex home with rollout logs and a state database, and HOME/truth.json b
   --conversations N    logs (100)
   --bytes N            of all logs, about; with K, M or G for powers of 1024 (8M)
   --events N           answers of the model, about (what is usual for the bytes)
+  --sparse N           bytes of holes in lines of no interest, in all logs, on top of the others (0)
   --one-log BYTES      one single log of that size
   --lean               little in a log but what counts
   --end SECONDS        since 1970; no event is later (2026-06-01)
@@ -59,6 +60,8 @@ bool take(CorpusOptions& options, std::string_view name, std::string_view text) 
         options.totalBytes = *value;
     else if (name == "--events")
         options.tokenEvents = *value;
+    else if (name == "--sparse")
+        options.sparseBytes = *value;
     else if (name == "--end")
         options.end = *value * second;
     else if (name == "--days")
@@ -73,7 +76,7 @@ bool take(CorpusOptions& options, std::string_view name, std::string_view text) 
 }
 
 int run(int count, char** arguments) {
-    CorpusOptions options;
+    CorpusOptions options{.keepsEvents = false};
     for (int i = 1; i < count; ++i) {
         const std::string_view argument = arguments[i];
         if (argument == "--lean") {
@@ -96,7 +99,7 @@ int run(int count, char** arguments) {
     fmt::print(
         "{} logs of {} bytes, {} answers in {} token events\n"
         "tokens {}, and {} by the sum of last readings\n",
-        truth.threads.size(), truth.logBytes, truth.events.size(), truth.tokenEventLines,
+        truth.threads.size(), truth.logBytes, truth.eventCount, truth.tokenEventLines,
         truth.total.totalTokens, truth.sumOfLastReadings.totalTokens);
     return 0;
 }
