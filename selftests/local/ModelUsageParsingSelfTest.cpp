@@ -84,7 +84,7 @@ void checkLines(SelfTest& test) {
         {R"(no json at all)", fine},
         {R"({"type":"event_msg","payload":{"type":"token_count")", unreadable},
         {R"({"type":"turn_context","payload":123})", invalid},
-        {R"(["type","token_count"])", invalid},
+        {R"([{"type":"token_count"}])", invalid},
         {R"({"payload":"\"type\" \"token_count\""})", fine},
         {R"({"payload":{"type":"token_count","info":{}}})", invalid},
         {R"({"payload":{"type":"token_count"}})", invalid},

@@ -1,6 +1,8 @@
 #include "local/SessionLineParser.h"
 
 #include <algorithm>
+#include <charconv>
+#include <iterator>
 #include <span>
 #include <string>
 #include <utility>
@@ -133,14 +135,23 @@ SessionTurnOrigin originOf(std::string_view turnId, std::string_view threadId) {
                                                                      : SessionTurnOrigin::own;
 }
 
-std::string numbersOf(const TokenBreakdown& tokens) {
-    std::string text;
-    for (const std::int64_t number : {tokens.inputTokens, tokens.cachedInputTokens,
-                                      tokens.outputTokens, tokens.reasoningOutputTokens}) {
-        text.append(std::to_string(number)).push_back(' ');
+/// The tokens as decimal numbers, each with a space behind it.
+class NumbersText {
+  public:
+    explicit NumbersText(const TokenBreakdown& tokens) {
+        for (const std::int64_t number : {tokens.inputTokens, tokens.cachedInputTokens,
+                                          tokens.outputTokens, tokens.reasoningOutputTokens}) {
+            end_ = std::to_chars(end_, std::end(bytes_), number).ptr;
+            *end_++ = ' ';
+        }
     }
-    return text;
-}
+
+    std::string_view text() const { return {bytes_, static_cast<std::size_t>(end_ - bytes_)}; }
+
+  private:
+    char bytes_[4 * 21];  // numbers of 64 bits, with their sign
+    char* end_ = bytes_;
+};
 
 // A record that does not tell what was used, or when, is none: the counter behind it counts.
 void processUsageRecord(JsonView root, JsonView payload, ParsedSessionUsage& usage) {
@@ -153,9 +164,9 @@ void processUsageRecord(JsonView root, JsonView payload, ParsedSessionUsage& usa
         .date = *date,
         .tokens = *tokens,
         .model = usage.lastModel,
-        .recordKey = sessionTextHash({payload["response_id"].text().value_or(""),
-                                      payload["turn_id"].text().value_or(""), numbersOf(*tokens),
-                                      turnTokens ? numbersOf(*turnTokens) : std::string()}),
+        .recordKey = sessionTextHash(
+            {payload["response_id"].text().value_or(""), payload["turn_id"].text().value_or(""),
+             NumbersText(*tokens).text(), turnTokens ? NumbersText(*turnTokens).text() : ""}),
         .cacheWriteInputTokens = std::clamp<std::int64_t>(
             int64Value(payload["usage"]["cache_write_input_tokens"]).value_or(0), 0,
             tokens->inputTokens),

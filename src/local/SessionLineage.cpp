@@ -34,7 +34,9 @@ std::optional<SessionHistoryBase> historyBaseOf(JsonView payload) {
 
 SessionHeader headerOf(std::string_view line, JsonParser& parser) {
     if (line.find("session_meta") == std::string_view::npos) return {};
-    const auto root = parser.parse(line);
+    // Most of a header are instructions, of which nothing is wanted.
+    constexpr std::size_t longestText = 16'384;
+    const auto root = parser.parseShortTexts(line, longestText);
     // A header that a crash tore is still the first one: the next is of a copied thread.
     if (!root) return {.isThere = true};
     if ((*root)["type"].text() != "session_meta") return {};

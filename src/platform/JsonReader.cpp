@@ -71,6 +71,41 @@ std::string withTamedNumbers(std::string_view text) {
     return result;
 }
 
+// Where the JSON text that begins behind `at` ends: its closing quote, or the end of all.
+std::size_t closingQuote(std::string_view json, std::size_t at) {
+    for (std::size_t quote = json.find('"', at); quote != json.npos;
+         quote = json.find('"', quote + 1)) {
+        std::size_t backslashes = 0;
+        while (quote - backslashes > at && json[quote - backslashes - 1] == '\\') ++backslashes;
+        if (backslashes % 2 == 0) return quote;
+    }
+    return json.size();
+}
+
+// Appends the JSON without what stands in its long texts.
+void appendShortTexts(std::string_view json, std::size_t longest, std::string& result) {
+    while (!json.empty()) {
+        const std::size_t open = std::min(json.find('"'), json.size());
+        result.append(json.substr(0, open));
+        json.remove_prefix(open);
+        if (json.empty()) return;
+        const std::size_t close = closingQuote(json, 1);
+        if (close - 1 <= longest) {
+            result.append(json.substr(0, close + 1));
+        } else {
+            result.append(close == json.size() ? "\"" : "\"\"");
+        }
+        json.remove_prefix(std::min(close + 1, json.size()));
+    }
+}
+
+// Bytes that no JSON text may hold.
+bool holdsControls(std::string_view json) {
+    unsigned char any = 0;
+    for (const char byte : json) any |= static_cast<unsigned char>(byte) < 0x20 ? 1 : 0;
+    return any != 0;
+}
+
 }  // namespace
 
 JsonKind JsonView::kind() const {
@@ -179,6 +214,16 @@ std::optional<JsonView> JsonParser::parse(std::string_view text) {
     state_->copy.assign(text);
     state_->copy.append(padding, ' ');
     return parsePadded(std::string_view(state_->copy).substr(0, text.size()));
+}
+
+std::optional<JsonView> JsonParser::parseShortTexts(std::string_view text, std::size_t longest) {
+    if (holdsControls(text)) return parse(text);
+    if (!simdjson::validate_utf8(text.data(), text.size())) return std::nullopt;
+    state_->copy.clear();
+    appendShortTexts(text, longest, state_->copy);
+    const std::size_t size = state_->copy.size();
+    state_->copy.append(padding, ' ');
+    return parsePadded(std::string_view(state_->copy).substr(0, size));
 }
 
 std::optional<JsonDocument> JsonDocument::parse(std::string_view text) {

@@ -76,6 +76,11 @@ class JsonParser {
     /// The same for a text without padding, which is copied.
     std::optional<JsonView> parse(std::string_view text);
 
+    /// The same, where only short texts are wanted: of one that takes more than `longest` bytes the
+    /// view knows nothing but that it is a text, and its escapes are not judged. Faster by as much
+    /// as such texts fill.
+    std::optional<JsonView> parseShortTexts(std::string_view text, std::size_t longest);
+
   private:
     struct State;
     std::unique_ptr<State> state_;
