@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <functional>
 #include <numeric>
 #include <set>
 #include <system_error>
@@ -116,51 +117,54 @@ class BatchLoader {
                 .knownTrouble = trouble == cache_.kept.troubles.end() ? nullptr : &trouble->second};
     }
 
-    /// A log that must be read, and how it looked.
-    struct Unread {
-        Candidate& candidate;
-        SessionFileSnapshot file;
-    };
-
-    std::vector<Unread> lookAtAll() {
-        std::vector<Unread> unread;
-        for (Candidate& candidate : candidates_) {
-            SessionLook look = lookAtSession(requestFor(candidate), request_.setting);
-            if (look.outcome) {
-                candidate.outcome = *std::move(look.outcome);
-            } else {
-                unread.push_back({.candidate = candidate, .file = look.file});
-            }
-        }
-        return unread;
-    }
-
-    // The cache is only looked at meanwhile. The largest log comes first, so that none of the
-    // threads is left alone with it at the end.
+    // The cache is only looked at meanwhile.
     void readAll() {
-        const std::vector<Unread> unread = lookAtAll();
-        std::vector<const Unread*> order;
-        for (const Unread& each : unread) order.push_back(&each);
-        std::ranges::stable_sort(order, std::greater(),
-                                 [](const Unread* each) { return each->file.fileSize; });
+        constexpr std::size_t looksWorthAThread = 1'000;
+        std::vector<std::optional<SessionFileSnapshot>> unread(candidates_.size());
         std::atomic<std::size_t> next = 0;
+        const auto lookAtRest = [&] {
+            for (std::size_t i = next++; i < candidates_.size(); i = next++) {
+                SessionLook look = lookAtSession(requestFor(candidates_[i]), request_.setting);
+                if (look.outcome) {
+                    candidates_[i].outcome = *std::move(look.outcome);
+                } else {
+                    unread[i] = look.file;
+                }
+            }
+        };
+        inThreads(candidates_.size() / looksWorthAThread, lookAtRest);
+
+        std::vector<std::size_t> order;
+        for (std::size_t i = 0; i < unread.size(); ++i) {
+            if (unread[i]) order.push_back(i);
+        }
+        // The largest comes first, so that no thread is left alone with it at the end.
+        std::ranges::stable_sort(order, std::greater(),
+                                 [&](std::size_t i) { return unread[i]->fileSize; });
+        next = 0;
         const auto readRest = [&] {
             SessionLogWorkspace workspace;
             for (std::size_t i = next++; i < order.size(); i = next++) {
-                Candidate& candidate = order[i]->candidate;
-                candidate.outcome = readSeenSession(requestFor(candidate), order[i]->file,
+                Candidate& candidate = candidates_[order[i]];
+                candidate.outcome = readSeenSession(requestFor(candidate), *unread[order[i]],
                                                     request_.setting, workspace);
             }
         };
-        const std::size_t threads = std::min(request_.threadCount, order.size());
-        if (threads == 0) return;
+        if (!order.empty()) inThreads(order.size(), readRest);
+    }
+
+    // Runs the work in so many threads, within the request's limit, and in this one where one is
+    // enough.
+    void inThreads(std::size_t count, const std::function<void()>& work) const {
+        count = std::min(count, request_.threadCount);
+        if (count < 2) return work();
         try {
-            WorkQueue queue(threads);
+            WorkQueue queue(count);
             TaskGroup group(queue);
-            for (std::size_t thread = 0; thread < threads; ++thread) group.submit(readRest);
+            for (std::size_t thread = 0; thread < count; ++thread) group.submit(work);
             group.wait();
         } catch (const std::system_error&) {
-            readRest();  // no thread could be had but this one
+            work();  // no thread could be had but this one
         }
     }
 

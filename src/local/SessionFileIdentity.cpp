@@ -22,9 +22,9 @@ std::int64_t nanosecondsOf(const timespec& time) {
                                      static_cast<std::uint64_t>(time.tv_nsec));
 }
 
-std::optional<SessionFileSnapshot> SessionFileSnapshot::of(const std::filesystem::path& path) {
+std::optional<SessionFileSnapshot> SessionFileSnapshot::of(const std::string& path) {
     struct stat status {};
-    if (path.native().find('\0') != std::string::npos) return std::nullopt;
+    if (path.find('\0') != std::string::npos) return std::nullopt;
     if (::lstat(path.c_str(), &status) != 0 || !S_ISREG(status.st_mode)) return std::nullopt;
     return SessionFileSnapshot{.fileSize = status.st_size,
                                .modificationTimeNanoseconds = nanosecondsOf(status.st_mtim),

@@ -28,7 +28,7 @@ struct SessionFileSnapshot {
 
     /// What stands at the path itself: nothing for a symbolic link or anything but a regular file,
     /// with errno 0 then, or what the system said.
-    static std::optional<SessionFileSnapshot> of(const std::filesystem::path& path);
+    static std::optional<SessionFileSnapshot> of(const std::string& path);
 
     std::optional<Date> modificationDate() const;
 

@@ -266,7 +266,9 @@ SessionReadOutcome readSeenSession(const SessionLogRequest& request,
     const bool mayGoOn = request.cached != nullptr && canGoOn(log, *request.cached);
     constexpr std::size_t headBytes = 65'536;
     auto lineage = lineageOf(openLog, mayGoOn ? headBytes : SessionLogBuffer::chunkBytes);
-    if (!lineage) lineage = SessionUsageLineage{.threadId = request.fallbackThreadId};
+    if (!lineage) {
+        lineage = SessionUsageLineage{.threadId = std::string(request.fallbackThreadId)};
+    }
     std::optional<SessionReadOutcome> outcome;
     if (mayGoOn) outcome = readAppended(*request.cached, lineage->threadId, openLog);
     if (!outcome) {

@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "local/KeptSessions.h"
 #include "local/SessionFileIdentity.h"
@@ -39,7 +40,7 @@ struct SessionReadOutcome {
 struct SessionLogRequest {
     const std::string& path;
     /// The thread of a log whose header does not say it.
-    std::string fallbackThreadId;
+    std::string_view fallbackThreadId;
     /// Whether the folder was found to be one that may be touched.
     bool isInAllowedFolder = false;
     const SessionUsageCacheEntry* cached = nullptr;  ///< what is known of it from before
