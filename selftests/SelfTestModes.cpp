@@ -64,6 +64,7 @@ const std::vector<SelfTestMode>& selfTestModes() {
           {"session usage cache", SessionUsageCacheSelfTest::run},
           {"session lineage", SessionLineageSelfTest::run},
           {"session parser budget", SessionParserBudgetSelfTest::run},
+          {"session store", SessionStoreSelfTest::run},
           {"skill attribution", SkillAttributionSelfTest::run},
           {"usage trend", UsageTrendSelfTest::run},
           {"local analytics", LocalAnalyticsSelfTest::run},

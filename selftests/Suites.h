@@ -29,6 +29,7 @@ namespace RefreshSourceFingerprintSelfTest { bool run(); }
 namespace RuntimeLoadSelfTest { bool run(); }
 namespace SessionLineageSelfTest { bool run(); }
 namespace SessionParserBudgetSelfTest { bool run(); }
+namespace SessionStoreSelfTest { bool run(); }
 namespace SessionUsageCacheSelfTest { bool run(); }
 namespace SkillAttributionSelfTest { bool run(); }
 namespace StatisticsTimeZoneSelfTest { bool run(); }

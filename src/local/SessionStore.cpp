@@ -50,6 +50,9 @@ const PartStatements& statementsOf(SessionPart kind) {
 /// A small commit that also writes the log back stays below 256 KiB.
 constexpr int mostLoggedPages = 32;
 
+/// Room for so many rows costs nothing before it is used.
+constexpr std::size_t usualRowCount = 16'384;
+
 }  // namespace
 
 struct SessionStore::State {
@@ -123,6 +126,7 @@ struct SessionStore::State {
     std::optional<std::vector<StoredSession>> sessions(const std::string& home) {
         std::vector<StoredSession> rows;
         std::vector<std::int64_t> wrong;
+        rows.reserve(usualRowCount);
         DatabaseStatement& statement = database().statement(
             "SELECT id, path, is_gone, checksum, head FROM log WHERE home = ?1 ORDER BY id");
         statement.bindBytes(1, home);

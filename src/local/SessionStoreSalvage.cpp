@@ -110,6 +110,10 @@ class Salvage {
     void walk(const Table& table) {
         constexpr std::int64_t lowest = std::numeric_limits<std::int64_t>::min();
         constexpr std::int64_t top = std::numeric_limits<std::int64_t>::max();
+        if (!source_.statement(table.forward).isPrepared()) {
+            note(source_.statement(table.forward).step());
+            return;
+        }
         std::deque<Range> ranges;
         const auto split = [&](Range range) {
             const std::int64_t middle = std::midpoint(range.first, range.last);

@@ -38,11 +38,11 @@ DatabaseResult resultOf(int code) {
     }
 }
 
-/// A name that SQLite takes as that file, whatever stands in it.
+/// A name that SQLite takes as that file, whatever stands in its absolute path.
 std::string uriOf(const std::filesystem::path& file) {
     constexpr std::string_view digits = "0123456789ABCDEF";
     std::string uri = "file:";
-    for (const char byte : std::filesystem::absolute(file).native()) {
+    for (const char byte : file.native()) {
         const auto value = static_cast<unsigned char>(byte);
         if (byte == '?' || byte == '#' || byte == '%') {
             uri += {'%', digits[value >> 4U], digits[value & 15U]};

@@ -41,6 +41,9 @@ class DatabaseStatement {
     DatabaseStatement& operator=(const DatabaseStatement&) = delete;
     ~DatabaseStatement();
 
+    /// False for a table that is missing or a schema that cannot be read: every step fails.
+    bool isPrepared() const { return handle_ != nullptr; }
+
     /// Parameters count from 1. What cannot be bound makes the next step fail.
     DatabaseStatement& bind(int parameter, std::int64_t number);
     DatabaseStatement& bindText(int parameter, std::string_view text);
