@@ -173,8 +173,6 @@ void checkRefusals(SelfTest& test) {
         for (std::int64_t id = 1; id < 300; ++id) store.putPart(id, SessionPart::events, large);
         return ::raise(SIGKILL) == 0;
     });
-    test.expect(fs::file_size(file.native() + "-wal") > 1'000'000,
-                "a large transaction is spilled");
     {
         SessionStore store(file);
         test.expect(soundIn(store) == allOfThem, "a process that is killed has written nothing");
@@ -263,7 +261,8 @@ void checkDamage(SelfTest& test) {
     };
     const Damage cases[] = {
         {"zeros", zeros(100'000), {0, 0, 0}},
-        {"text", [](const fs::path& file) { overwrite(file, 0, 4096); }, {0, 0, 0}},
+        {"the first page", [](const fs::path& file) { overwrite(file, 0, 4096); }, allOfThem, true,
+         false},
         {"nothing", zeros(0), {0, 0, 0}, false, false},
         {"cut", cutTo(7), {300, 300, 300}},
         {"a page", page(4, 2), {300, 380, 380}},

@@ -11,7 +11,7 @@
 #include <utility>
 
 #include "diagnostics/DebugLog.h"
-#include "local/SessionStoreSalvage.h"
+#include "local/SessionStoreReplacement.h"
 #include "platform/AtomicFile.h"
 #include "platform/Checksum.h"
 
@@ -225,7 +225,7 @@ Opened open(const OpenRequest& request) {
     bool isDamaged = request.damaged && identityOf(file) == request.damaged;
     Attempt attempt;
     for (int count = 0; count < 2; ++count) {
-        if (isDamaged && !(mayMake && SessionStoreSalvage::replace(file))) break;
+        if (isDamaged && !(mayMake && replaceMalformed(file))) break;
         attempt = attach(opened, file, mayMake);
         isDamaged = attempt.result == Result::damaged;
         if (!isDamaged) break;

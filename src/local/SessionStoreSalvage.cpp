@@ -3,41 +3,26 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
-#include <cstdio>
 #include <deque>
-#include <fcntl.h>
-#include <fmt/format.h>
 #include <limits>
 #include <numeric>
 #include <optional>
 #include <string>
-#include <sys/stat.h>
-#include <unistd.h>
 
-#include "diagnostics/DebugLog.h"
 #include "local/SessionStore.h"
 #include "local/SessionStoreFile.h"
 #include "platform/Database.h"
-#include "platform/FileDescriptor.h"
 
 namespace vantry::SessionStoreSalvage {
 
 namespace {
 
-namespace fs = std::filesystem;
 using Result = DatabaseResult;
 using SessionStoreFile::checksumOf;
 using SessionStoreFile::Kind;
 
 constexpr auto patience = std::chrono::seconds(20);
 constexpr int mostFailedSeeks = 20'000;
-constexpr std::array journals{"-wal", "-journal"};
-
-bool exists(const std::string& file) {
-    struct stat status {};
-    return ::lstat(file.c_str(), &status) == 0;
-}
-
 /// Of a table: how it is walked, and how a row is written.
 struct Table {
     std::optional<Kind> kind;  ///< none: the table of logs
@@ -75,7 +60,7 @@ constexpr std::array tables{
                       " WHERE id BETWEEN ?1 AND ?2 ORDER BY id DESC",
           .write = "INSERT OR IGNORE INTO value(id, checksum, bytes, key) VALUES(?1, ?2, ?3, ?4)"}};
 
-/// Takes over what can be read of one database into another.
+/// Walks over the tables of one database.
 class Salvage {
   public:
     Salvage(Database& source, Database& target) : source_(source), target_(target) {}
@@ -217,95 +202,12 @@ class Salvage {
     bool isAborted_ = false;
 };
 
-/// A name that nothing has, neither for the file nor for its journals.
-std::string freeNameFor(const fs::path& file) {
-    for (int number = 1;; ++number) {
-        std::string name = file.native() + ".damaged" + (number > 1 ? std::to_string(number) : "");
-        const bool isTaken = exists(name) || std::ranges::any_of(journals, [&](const char* ending) {
-                                 return exists(name + ending);
-                             });
-        if (!isTaken) return name;
-    }
-}
-
-bool synchronise(const std::string& place, int flags) {
-    const FileDescriptor descriptor(::open(place.c_str(), flags | O_RDONLY | O_CLOEXEC));
-    return descriptor.isOpen() && ::fsync(descriptor.number()) == 0;
-}
-
-void removeWithJournals(const std::string& file) {
-    for (const char* const ending : {"", "-wal", "-journal", "-shm"}) {
-        ::unlink((file + ending).c_str());
-    }
-}
-
-/// A second name for each file, or the only one where a file system has no links.
-bool putAside(const std::string& file, const std::string& aside) {
-    for (const char* const ending : {"-wal", "-journal", ""}) {
-        const std::string from = file + ending;
-        const std::string to = aside + ending;
-        if (!exists(from) || ::link(from.c_str(), to.c_str()) == 0) continue;
-        if (::rename(from.c_str(), to.c_str()) != 0) return false;
-    }
-    return true;
-}
-
-struct Made {
-    bool isWritten = false;
-    bool isComplete = false;
-};
-
-Made makeAnew(Database& source, const std::string& made, const std::string& aside) {
-    removeWithJournals(made);
-    ::mknod(made.c_str(), S_IFREG | 0600, 0);
-    Database target;
-    if (isFailure(target.open(made, Database::Opening::writable)) ||
-        isFailure(target.run("PRAGMA journal_mode = OFF; PRAGMA synchronous = OFF")) ||
-        isFailure(SessionStoreFile::makeTables(target)) || isFailure(target.run("BEGIN"))) {
-        return {};
-    }
-    Salvage salvage(source, target);
-    if (!salvage.run()) return {};
-    if (!salvage.isComplete()) {
-        DatabaseStatement& note = target.statement(
-            "INSERT INTO value(key, checksum, bytes) VALUES(?1, ?2, ?3)"
-            " ON CONFLICT(key) DO UPDATE SET checksum = ?2, bytes = ?3");
-        const std::string_view key = SessionStore::lostValue;
-        note.bindBytes(1, key).bind(2, checksumOf(Kind::value, key, aside)).bindBytes(3, aside);
-        if (isFailure(note.run())) return {};
-    }
-    const bool isWritten = !isFailure(target.run("COMMIT"));
-    target.close();
-    return {.isWritten = isWritten && synchronise(made, 0), .isComplete = salvage.isComplete()};
-}
-
 }  // namespace
 
-bool replace(const fs::path& file) {
-    const std::string place = file.native();
-    const std::string made = place + ".new";
-    const std::string aside = freeNameFor(file);
-    Database source;
-    source.open(file, Database::Opening::writable);
-    source.waitForLocksUntil(Database::Clock::now() + SessionStoreFile::lockPatience);
-    source.tolerateDamage();
-    // Keeps writers out where the file is sound enough for that.
-    source.run("BEGIN IMMEDIATE");
-    const Made result = makeAnew(source, made, aside);
-    if (!result.isWritten || !putAside(place, aside)) {
-        debugLog("session store: malformed, and no new one can be made");
-        removeWithJournals(made);
-        return false;
-    }
-    // The old journals must never meet the new file.
-    for (const char* const ending : {"-shm", "-wal", "-journal"})
-        ::unlink((place + ending).c_str());
-    const bool isReplaced = std::rename(made.c_str(), place.c_str()) == 0;
-    const std::string folder = file.parent_path().native();
-    synchronise(folder.empty() ? "." : folder, O_DIRECTORY);
-    debugLog(fmt::format("session store: malformed and put aside as {}, {}", aside,
-                         result.isComplete ? "all of it taken over" : "with a loss"));
-    return isReplaced;
+Outcome takeOver(Database& source, Database& target) {
+    Salvage salvage(source, target);
+    const bool isDone = salvage.run();
+    return {.isDone = isDone, .isComplete = isDone && salvage.isComplete()};
 }
 
 }  // namespace vantry::SessionStoreSalvage

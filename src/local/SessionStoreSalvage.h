@@ -1,17 +1,17 @@
 #pragma once
 
-#include <filesystem>
+#include "platform/Database.h"
 
-/// What is left of a malformed file of a SessionStore.
+/// What is left of a malformed database of sessions.
 namespace vantry::SessionStoreSalvage {
 
-/// Puts `file` aside as "FILE.damaged", or "FILE.damaged2" and so on, with its journals, and a new
-/// one in its place that holds the rows of the old one that can be read and have their checksums.
-/// Its value `SessionStore::lostValue` is set unless that is all of them.
-///
-/// The file in place is whole at every moment. False, with everything as it was, where the new one
-/// cannot be written, or the old one cannot be read for another reason than damage. The caller
-/// holds the lock beside the file. Takes half a minute at most.
-bool replace(const std::filesystem::path& file);
+struct Outcome {
+    bool isDone = false;  ///< else the target could not be written, or damage is not what is wrong
+    bool isComplete = false;  ///< every table was walked to its end and all checksums are right
+};
+
+/// Puts the rows of `source` that can be read and have their checksums into the tables of `target`,
+/// within the transaction of the caller. Takes 20 seconds at most.
+Outcome takeOver(Database& source, Database& target);
 
 }  // namespace vantry::SessionStoreSalvage
