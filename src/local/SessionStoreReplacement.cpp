@@ -148,7 +148,7 @@ Made makeAnew(const std::string& file, const std::string& made, const std::strin
 }  // namespace
 
 bool replaceMalformed(const fs::path& file) {
-    const std::string place = file.native();
+    const std::string& place = file.native();
     const std::string made = place + ".new";
     const std::string aside = freeNameFor(file);
     const Made result = makeAnew(place, made, aside);
