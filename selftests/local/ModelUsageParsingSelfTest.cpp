@@ -1,4 +1,5 @@
 
+#include "local/SessionLineFinder.h"
 #include "local/SessionLineParser.h"
 #include "local/ThreadIndex.h"
 #include "platform/Iso8601.h"
@@ -71,6 +72,35 @@ void checkCounter(SelfTest& test) {
                     log.usage.trail.corrections.size() == 2 &&
                     log.usage.trail.corrections[1].total.totalTokens == 40,
                 "the trail tells the readings that the deltas do not");
+}
+
+void checkFinding(SelfTest& test) {
+    const std::string far(70, ' ');  // longer than what is looked at in one step
+    const std::tuple<std::string, bool> cases[] = {
+        {far + R"({"type":"token_count"})", true},
+        {R"("type")" + far + R"(:"token_usage_record")", true},
+        {R"("type"type" : "function_call")", true},
+        {R"({"type":"message","payload":{"type":"custom_tool_call")", true},
+        {std::string(1, '\0') + "\"type\"\t:\r\"turn_context\"", true},
+        {R"("\"type\":\"token_count\"")" + far, false},
+        {R"("type":"token_counts")" + far, false},
+        {R"("type" "token_count")" + far, false},
+        {R"("type":"token_count)", false},
+    };
+    std::string text;
+    std::vector<std::string> expected;
+    for (const auto& [line, isRelevant] : cases) {
+        test.expect(mayBeRelevant(line) == isRelevant, line.c_str());
+        text += line + "\n";
+        if (isRelevant) expected.push_back(line);
+    }
+    std::vector<std::string> found;
+    std::string_view lines = text;
+    while (const auto line = takeRelevantLine(lines)) found.emplace_back(*line);
+    test.expect(found == expected, "only such lines are handed over, whole");
+    test.expect(
+        bytesOfLinesWithin("12\n123\n1234\n1\n", 3) == 7 && bytesOfLinesWithin("12\n123\n", 3) == 7,
+        "lines up to the one that is too long");
 }
 
 void checkLines(SelfTest& test) {
@@ -315,8 +345,9 @@ void checkPrices(SelfTest& test) {
 }  // namespace
 
 bool runModelUsageParsingSelfTest() {
-    return SelfTest::run("model usage parser", {checkCounter, checkLines, checkRecords,
-                                                checkContext, checkTimes, checkIndex, checkPrices});
+    return SelfTest::run("model usage parser",
+                         {checkCounter, checkFinding, checkLines, checkRecords, checkContext,
+                          checkTimes, checkIndex, checkPrices});
 }
 
 }  // namespace vantry::CodexUsageReader
