@@ -53,6 +53,12 @@ std::optional<TimeZone> TimeZone::named(std::string_view identifier) {
     const auto zone = icuZone(identifier);
     icu::UnicodeString found;
     if (zone->getID(found) == UNICODE_STRING_SIMPLE("Etc/Unknown")) return std::nullopt;
+    // Others, such as "GMT+5:37", could have days that begin within a quarter of an hour.
+    UErrorCode status = U_ZERO_ERROR;
+    UBool isOfDatabase = false;
+    icu::UnicodeString canonical;
+    icu::TimeZone::getCanonicalID(found, canonical, isOfDatabase, status);
+    if (U_FAILURE(status) || !isOfDatabase) return std::nullopt;
     return TimeZone(identifier);
 }
 
