@@ -74,7 +74,9 @@ bool append(Items& items, std::string path) {
 
 /// The order in which a directory is listed must not show.
 Items byPath(Items items) {
-    std::ranges::stable_sort(items, {}, &MetadataItem::path);
+    if (!std::ranges::is_sorted(items, {}, &MetadataItem::path)) {
+        std::ranges::stable_sort(items, {}, &MetadataItem::path);
+    }
     return items;
 }
 

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <iterator>
+#include <string_view>
+#include <unordered_set>
 #include <utility>
 #include <variant>
 
@@ -27,38 +29,39 @@ std::optional<std::vector<std::string>> askIndex(const CodexFolders& codex) {
     return paths;
 }
 
-}  // namespace
-
-namespace {
-
-std::vector<std::string> rowPaths(const CodexFolders& codex, IndexedSessionFilesCache& cache) {
+/// Brings the rows' paths up to date; whether they may be others than before.
+bool bringRows(const CodexFolders& codex, IndexedSessionFilesCache& cache) {
     auto before = RefreshSourceMetadata::ofStateFiles(codex);
-    if (before && before == cache.databaseFiles) return cache.paths;
+    if (before && before == cache.databaseFiles) return false;
     cache.databaseFiles.reset();
-    auto paths = askIndex(codex);
-    if (!paths) return {};
+    const auto rows = askIndex(codex);
+    cache.rows = rows.value_or(std::vector<std::string>());
     // What changed during the query may be in the answer or not. A first query makes the files
     // beside the database itself; the next call then asks once more.
-    if (before && before == RefreshSourceMetadata::ofStateFiles(codex)) {
+    if (before && rows && before == RefreshSourceMetadata::ofStateFiles(codex)) {
         cache.databaseFiles = std::move(before);
-        cache.paths = *paths;
     }
-    return *std::move(paths);
+    return true;
 }
 
 }  // namespace
 
-std::vector<std::string> indexedSessionFilesForRefreshFingerprint(const RuntimeLoadContext& context,
-                                                                  IndexedSessionFilesCache& cache) {
+const std::vector<std::string>& indexedSessionFilesForRefreshFingerprint(
+    const RuntimeLoadContext& context, IndexedSessionFilesCache& cache) {
     const CodexFolders codex = context.codex();
-    std::vector<std::string> paths = rowPaths(codex, cache);
+    const bool haveRowsChanged = bringRows(codex, cache);
     auto listing = sessionLogFiles(codex.home, cache.folders);
-    for (auto* found : {&listing.logs, &listing.strangers}) {
-        std::ranges::move(*found, std::back_inserter(paths));
+    std::ranges::move(listing.strangers, std::back_inserter(listing.logs));
+    if (!haveRowsChanged && listing.logs == cache.listed) return cache.paths;
+    cache.listed = std::move(listing.logs);
+    cache.paths = cache.listed;
+    const std::unordered_set<std::string_view> known(cache.listed.begin(), cache.listed.end());
+    for (const std::string& row : cache.rows) {
+        if (!known.contains(row)) cache.paths.push_back(row);
     }
-    std::ranges::sort(paths);
-    paths.erase(std::unique(paths.begin(), paths.end()), paths.end());
-    return paths;
+    std::ranges::sort(cache.paths);
+    cache.paths.erase(std::unique(cache.paths.begin(), cache.paths.end()), cache.paths.end());
+    return cache.paths;
 }
 
 }  // namespace vantry::CodexUsageReader
