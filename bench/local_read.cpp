@@ -8,8 +8,8 @@
 #include <string>
 #include <sys/resource.h>
 
+#include "local/KeptThreadIndex.h"
 #include "local/SessionBatch.h"
-#include "local/SessionUsageCacheFile.h"
 #include "platform/WorkQueue.h"
 
 using namespace vantry;
@@ -38,51 +38,45 @@ int main(int argc, char** argv) {
     const auto sqlite = firstExistingPath(sqliteProgramCandidates());
     if (!sqlite) return 1;
     Stopwatch watch;
-    const auto state = openStateDatabase(
-        {.sqlitePath = *sqlite, .databasePaths = stateDatabasePaths(CodexFolders::below(home))});
-    const auto* database = std::get_if<StateDatabase>(&state);
-    if (database == nullptr) return 1;
-    const auto totals = readLocalTotals(*database);
-    const auto index = readThreadIndex(*database);
-    const auto* sources = std::get_if<std::vector<SessionUsageSource>>(&index);
-    if (sources == nullptr || !std::holds_alternative<SQLiteLocalTotals>(totals)) return 1;
+    ReaderCaches caches;
+    const std::filesystem::path codexHome = home / ".codex";
+    caches.sessions.open(
+        {.file = sessionStoreFile(argv[2]), .formerDirectory = {}, .codexHome = codexHome});
+    watch.lap("cache read");
+    const auto index = readKeptThreadIndex(
+        {.sqlitePath = *sqlite, .databasePaths = stateDatabasePaths(CodexFolders::below(home))},
+        caches);
+    const auto* threads = std::get_if<const ThreadIndexReading*>(&index);
+    if (threads == nullptr) return 1;
     watch.lap("database");
 
-    ReaderCaches caches;
-    const auto file = sessionUsageCacheURL(argv[2]);
-    persistentSessionUsageCache(caches.sessions, file);
-    watch.lap("cache read");
-
-    const SessionReadSetting setting{.codexHome = home / ".codex", .now = Date::now()};
-    LoadedSessions loaded = loadSessions({.rows = *sources, .setting = setting}, caches.sessions);
+    const SessionReadSetting setting{.codexHome = codexHome, .now = Date::now()};
+    SessionBatch batch({.rows = (*threads)->rows, .setting = setting}, caches.sessions);
+    batch.read();
     watch.lap("logs");
+    LoadedSessions loaded = batch.load();
+    bringSharesUpToDate(loaded, caches.sessions, setting.now);
+    watch.lap("shares");
 
     TokenBreakdown sum;
-    TokenBreakdown naive;
-    std::size_t deltas = 0;
-    visitEffectiveUsage(loaded, setting.now, loaded.gaps, [&](const VisitedSession& session) {
-        for (const SessionUsageDelta& delta : session.usage.deltas) sum.add(delta.tokens);
-        deltas += session.usage.deltas.size();
-        if (!session.isBorrowed) naive.add(session.entry.lastTokenUsage.value_or(TokenBreakdown{}));
-    });
+    std::size_t buckets = 0;
+    visitShares(
+        {.loaded = loaded, .cache = caches.sessions, .cutoff = setting.now, .gaps = loaded.gaps},
+        [&](const VisitedSession& session) {
+            for (const SessionShareBucket& bucket : session.tokens.buckets.list()) {
+                sum.add(bucket.tokens);
+            }
+            buckets += session.tokens.buckets.list().size();
+        });
     watch.lap("counting");
-
-    if (caches.sessions.hasChanges) {
-        std::set<std::string> paths;
-        for (const LoadedSessionUsage& session : loaded.sessions) {
-            paths.insert(session.source.rolloutPath);
-        }
-        writePersistentSessionUsageCache(
-            caches.sessions, {.file = file, .activePaths = std::move(paths), .now = setting.now});
-        watch.lap("cache written");
-    }
+    caches.sessions.save();
+    watch.lap("cache written");
     rusage used{};
     ::getrusage(RUSAGE_SELF, &used);
-    std::cout << "threads " << sources->size() << ", own events " << deltas << ", total "
+    std::cout << "threads " << (*threads)->rows.size() << ", quarters " << buckets << ", total "
               << sum.totalTokens << " (input " << sum.inputTokens << ", cached "
               << sum.cachedInputTokens << ", output " << sum.outputTokens << ", reasoning "
-              << sum.reasoningOutputTokens << "), last readings added up " << naive.totalTokens
-              << "\nwaiting " << loaded.waitingLogs << ", gaps " << loaded.gaps.count()
-              << "\npeak memory " << used.ru_maxrss << " KiB\n";
-    return loaded.waitingLogs + static_cast<std::size_t>(loaded.gaps.count()) == 0 ? 0 : 1;
+              << sum.reasoningOutputTokens << ")\nwaiting " << batch.waitingLogs() << ", gaps "
+              << loaded.gaps.count() << "\npeak memory " << used.ru_maxrss << " KiB\n";
+    return batch.waitingLogs() + static_cast<std::size_t>(loaded.gaps.count()) == 0 ? 0 : 1;
 }

@@ -144,6 +144,7 @@ void edit(const fs::path& file, std::string_view from, std::string_view to) {
     std::ofstream(file, std::ios::binary) << text.replace(at, from.size(), to);
 }
 
+const std::string forgetKept = "DELETE FROM value WHERE CAST(key AS TEXT) LIKE 'analytics%';";
 const std::string oldInstead = "，显示上次完整统计（数据可能暂时陈旧）";
 const std::string noDays = "，今日、近 7 天与日趋势暂不可用";
 const std::string unreadable = "1 个 Codex session 日志暂时无法读取";
@@ -155,7 +156,7 @@ class Analytics : public ProgramTest {
     const fs::path home = root() / "home";
     const fs::path database = home / ".codex/state_5.sqlite";
     const fs::path cache = root() / "cache";
-    const fs::path cacheFile = cache / "local-analytics-v2.json";
+    const fs::path store = cache / "session-usage.sqlite";
     const Variables user{{"HOME", home}, {"TZ", "UTC"}};
     corpus::Truth truth;
 
@@ -178,6 +179,11 @@ class Analytics : public ProgramTest {
     }
     void sql(const std::string& statements) const {
         EXPECT_TRUE(DatabaseWriter(database).run(statements)) << statements;
+    }
+    void storeSql(const std::string& statements) const {
+        EXPECT_TRUE(
+            DatabaseWriter(store).run(statements + "UPDATE state SET generation = generation + 1;"))
+            << statements;
     }
 
     void expectState(const std::string& whole, const char* status,
@@ -226,7 +232,9 @@ TEST_F(Analytics, EveryFigureIsTheTruth) {
         EXPECT_GT(truth.skills.size(), 5U);
         expectTruth(read());
         expectTruth(read());
-        fs::remove(cacheFile);  // what is left are the logs' own figures
+        storeSql(forgetKept);  // what is left are the logs' own shares
+        expectTruth(read());
+        storeSql("DELETE FROM share;");  // their events
         expectTruth(read());
     }
 }
@@ -245,16 +253,15 @@ TEST_F(Analytics, ALogThatMayBeInTheMakingHoldsTheFiguresBack) {
     make({.conversations = 20, .totalBytes = 100'000, .spanDays = 9});
     const std::string good = read();
     expectTruth(good);
-    // A time that no other thing has: of 2023.
-    edit(cacheFile, "\"capturedAt\":8", "\"capturedAt\":7");
+    std::this_thread::sleep_for(std::chrono::seconds(1));  // so that its capture is told apart
     const fs::path bad = spoilHome();
     const std::string stale = read();
     expectState(stale, "staleFallback", {unreadable + oldInstead});
-    EXPECT_NE(stale.find("\"localUsageCapturedAt\": \"2023-"), std::string::npos);
+    const auto capture = [](const std::string& whole) {
+        return whole.substr(whole.find("\"localUsageCapturedAt\""), 48);
+    };
+    EXPECT_EQ(capture(stale), capture(good));
     EXPECT_EQ(differences(figuresOf(stale), figuresOf(good)), Figures());
-    // Nobody waits longer than ten minutes from the first sight.
-    edit(cache / "kept-sessions-v1.json", "\"firstSeenAt\":8", "\"firstSeenAt\":7");
-    expectTruth(read());
     fs::remove_all(cache);
     expectUnavailable(read(), unreadable + noDays);
     // An hour later it is what it is, or an hour ahead of the clock.
@@ -315,43 +322,22 @@ TEST_F(Analytics, AWriterHoldsTheDatabase) {
     }
 }
 
-TEST_F(Analytics, ACacheThatCannotBeUsedIsNoCache) {
+TEST_F(Analytics, WhatIsKeptAndDamagedIsNotShown) {
     make({.conversations = 20, .totalBytes = 100'000, .spanDays = 9});
-    const fs::path linked = root() / "linked";
-
-    using Spoil = std::function<void(const fs::path&)>;
-    const Spoil pad = [](const fs::path& file) {  // blanks change nothing but the size
-        std::ofstream(file, std::ios::app) << std::string(65 << 20, ' ');
-    };
-    const Spoil link = [&](const fs::path& file) {
-        fs::rename(file, linked);
-        fs::create_symlink(linked, file);
-    };
-    const auto replace = [](const char* from, const char* to) -> Spoil {
-        return [=](const fs::path& file) { edit(file, from, to); };
-    };
-    const fs::path& file = cacheFile;
-    const Spoil cases[] = {replace("\"version\":", "\"version\":9"),
-                           replace("\"dayKey\":\"2", "\"dayKey\":\"1"),
-                           replace("\"UTC\"", "\"Asia/Tokyo\""),
-                           replace("\"version\"", "version"),
-                           pad,
-                           link};
     expectTruth(read());
-    for (const Spoil& spoil : cases) {
-        SCOPED_TRACE(&spoil - cases);
-        spoil(file);
-        const std::string spoilt = contents(file);
+    for (const std::string& spoil :
+         {forgetKept, std::string("UPDATE value SET bytes = x'00';"),
+          std::string("UPDATE share SET bytes = zeroblob(length(bytes)); DELETE FROM value;"),
+          std::string("UPDATE log SET head = x'01'; DELETE FROM value;"),
+          std::string("UPDATE events SET bytes = x''; DELETE FROM share; DELETE FROM value;")}) {
+        SCOPED_TRACE(spoil);
+        storeSql(spoil);
         fs::path bad = spoilHome();
         expectUnavailable(read(), unreadable + noDays);
         fs::remove(bad);
         expectTruth(read());
-        EXPECT_FALSE(fs::is_symlink(file));
-        EXPECT_NE(contents(file), spoilt) << "a bad cache stays";
-        EXPECT_TRUE(!fs::exists(linked) || contents(linked) == spoilt) << "written through a link";
-        fs::remove(linked);
         bad = spoilHome();
-        expectState(read(), "staleFallback", {unreadable + oldInstead});  // the new cache serves
+        expectState(read(), "staleFallback", {unreadable + oldInstead});  // kept anew
         fs::remove(bad);
     }
 }

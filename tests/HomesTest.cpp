@@ -122,59 +122,10 @@ class Homes : public ProgramTest {
         });
         return text;
     }
-    /// Of a conversation, by the last read.
-    std::int64_t tokensOf(const std::string& thread) const {
-        std::int64_t tokens = -1;
-        const auto document = JsonDocument::parse(dump(variables(cache)));
-        document->root()["compat"]["codex"]["local"]["recentThreads"].forEachElement(
-            [&](JsonView each) {
-                if (each["id"].text() == thread) tokens = *each["tokens"].integer();
-                return true;
-            });
-        return tokens;
-    }
 
   private:
     mutable int reads_ = 0;
 };
-
-TEST_F(Homes, TurnsTakenBackAndTheirForksCountOnce) {
-    for (const bool hasRecords : {true, false}) {
-        SCOPED_TRACE(hasRecords);
-        Log first = newLog(idOf('a'), hasRecords);
-        first.answer(1);
-        first.answer(10);
-        const Log left = first;
-        first.answer(100);
-        put(first);
-        Log second = left.next(idOf('a'), idOf('a'));  // the turn of 100 was taken back
-        second.answer(1'000);
-        const Log leftAgain = second;
-        second.answer(10'000);
-        put(second, idOf('b'));
-        Log fork = leftAgain.next(idOf('b'), idOf('c'));
-        fork.answer(100'000);
-        put(fork);
-        EXPECT_EQ(found(true), "111111");
-        EXPECT_EQ(found(), "111111");
-        second.answer(1'000'000);
-        // Between a record and its reading, and then behind it.
-        const std::string whole = second.text;
-        second.text.resize(second.text.rfind("{\"timestamp"));
-        put(second, idOf('b'));
-        EXPECT_EQ(found(), hasRecords ? "1111111" : "111111");
-        second.text = whole;
-        put(second, idOf('b'));
-        EXPECT_EQ(found(), "1111111");
-        EXPECT_EQ(tokensOf(idOf('a')), 1'011'111);
-        if (hasRecords) {  // a segment that holds the first one's requests again
-            put(first, idOf('d'));
-            EXPECT_EQ(found(), "1111111");
-            fs::remove(home / ".codex" / day / nameOf(idOf('a'), idOf('d')));
-        }
-        fs::remove_all(cache);
-    }
-}
 
 TEST_F(Homes, WhatWasCountedKeepsCounting) {
     Log a = newLog(idOf('a'), false);
@@ -225,14 +176,17 @@ TEST_F(Homes, WhatWasCountedKeepsCounting) {
     home = first;
     fs::remove(home / ".codex" / day / path.filename());
     EXPECT_EQ(found(), "11011 goneLog:1");
-    // What a later version wrote, and what is damaged, is not written over.
-    const fs::path kept = cache / "kept-sessions-v1.json";
-    for (const std::string text : {R"({"kept":{},"version":9})", "{"}) {
-        std::ofstream(kept, std::ios::binary) << text;
-        found();
-        std::ifstream stays(text == "{" ? kept.string() + ".damaged" : kept.string());
-        EXPECT_EQ(std::string(std::istreambuf_iterator<char>(stays), {}), text);
-    }
+    // What a later version wrote stays as it is; what is damaged is put aside and named.
+    const fs::path store = cache / "session-usage.sqlite";
+    ASSERT_TRUE(DatabaseWriter(store).run("PRAGMA user_version = 99;"));
+    EXPECT_EQ(found(), "1000 missingLog:1");
+    ASSERT_TRUE(DatabaseWriter(store).run("PRAGMA user_version = 1;"));
+    EXPECT_EQ(found(), "11011 goneLog:1");
+    for (const char* rest : {"-wal", "-shm"}) fs::remove(store.string() + rest);
+    fs::resize_file(store, 0);
+    fs::resize_file(store, 40'960);
+    EXPECT_EQ(found(), "1000 missingLog:1 damagedRecord:1");
+    EXPECT_TRUE(fs::exists(store.string() + ".damaged"));
 }
 
 TEST_F(Homes, OfCopiesTheLongerCounts) {

@@ -3,8 +3,8 @@
 #include <map>
 
 #include "corpus/Corpus.h"
+#include "local/KeptThreadIndex.h"
 #include "local/SessionBatch.h"
-#include "local/SessionUsageCacheFile.h"
 #include "support/Program.h"
 
 namespace vantry {
@@ -38,44 +38,54 @@ struct Found {
 class Reader {
   public:
     explicit Reader(const std::filesystem::path& home)
-        : home_(home), cacheFile_(sessionUsageCacheURL(home / "cache")) {
+        : home_(home), storeFile_(sessionStoreFile(home / "cache")) {
         setting_.codexHome = home / ".codex";
     }
 
     /// Reads with a cache that only the disk remembers, and writes it.
     Found read() {
         ReaderCaches caches;
-        persistentSessionUsageCache(caches.sessions, cacheFile_);
-        const auto index = readThreadIndex(std::get<StateDatabase>(
-            openStateDatabase({.sqlitePath = *firstExistingPath(sqliteProgramCandidates()),
-                               .databasePaths = {home_ / ".codex/state_5.sqlite"}})));
+        caches.sessions.open(
+            {.file = storeFile_, .formerDirectory = {}, .codexHome = setting_.codexHome});
+        const auto index =
+            readKeptThreadIndex({.sqlitePath = *firstExistingPath(sqliteProgramCandidates()),
+                                 .databasePaths = {home_ / ".codex/state_5.sqlite"}},
+                                caches);
         setting_.now = Date::now();
-        LoadedSessions loaded = loadSessions(
-            {.rows = std::get<std::vector<SessionUsageSource>>(index), .setting = setting_},
+        SessionBatch batch(
+            {.rows = std::get<const ThreadIndexReading*>(index)->rows, .setting = setting_},
             caches.sessions);
-        Found found{.waitingLogs = loaded.waitingLogs};
-        visitEffectiveUsage(loaded, setting_.now, loaded.gaps, [&](const VisitedSession& session) {
-            for (const SessionUsageDelta& delta : session.usage.deltas) {
-                found.total.add(delta.tokens);
-                found.days[utcDay(delta.date.secondsSince1970())].add(delta.tokens);
-                found.projects[session.source.cwd].add(delta.tokens);
-                found.models[delta.model].add(delta.tokens);
-                found.threads[session.source.threadId].add(delta.tokens);
+        batch.read();
+        LoadedSessions loaded = batch.load();
+        bringSharesUpToDate(loaded, caches.sessions, setting_.now);
+        Found found{.waitingLogs = batch.waitingLogs()};
+        const auto take = [&](const VisitedSession& session) {
+            for (const SessionShareBucket& bucket : session.tokens.buckets.list()) {
+                std::optional<std::string> model;
+                if (bucket.model > 0) {
+                    model = session.tokens.models.at(static_cast<std::size_t>(bucket.model) - 1);
+                }
+                found.total.add(bucket.tokens);
+                found.days[utcDay(bucket.start().secondsSince1970())].add(bucket.tokens);
+                found.projects[session.source.cwd].add(bucket.tokens);
+                found.models[model].add(bucket.tokens);
+                found.threads[session.source.threadId].add(bucket.tokens);
             }
-            found.toolCalls[session.source.threadId] = session.usage.toolCalls;
-        });
+            found.toolCalls[session.source.threadId] = session.share.toolCalls;
+        };
+        visitShares({.loaded = loaded,
+                     .cache = caches.sessions,
+                     .cutoff = setting_.now,
+                     .gaps = loaded.gaps},
+                    take);
         for (const LocalUsageGap& gap : loaded.gaps.list) found.gaps[gap.kind] = gap.count;
-        std::set<std::string> paths;
-        for (const auto& [path, entry] : caches.sessions.entries) paths.insert(path);
-        writePersistentSessionUsageCache(
-            caches.sessions,
-            {.file = cacheFile_, .activePaths = std::move(paths), .now = setting_.now});
+        caches.sessions.save();
         return found;
     }
 
   private:
     std::filesystem::path home_;
-    std::filesystem::path cacheFile_;
+    std::filesystem::path storeFile_;
     SessionReadSetting setting_{};
 };
 

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <cstring>
 #include <filesystem>
 #include <fmt/format.h>
 #include <fstream>
@@ -6,6 +7,7 @@
 #include "io/BoundedProcessRunner.h"
 #include "local/LocalUsageReader.h"
 #include "local/StateDatabase.h"
+#include "platform/Base64.h"
 #include "platform/Iso8601.h"
 #include "selftests/Suites.h"
 #include "selftests/support/SelfTest.h"
@@ -170,9 +172,52 @@ void checkForgetting(SelfTest& test) {
     home.read(caches);
     std::filesystem::remove(home.directory().path() / ".codex/sessions/rollout-b.jsonl");
     const auto before = today(home.read(caches));
-    const auto count = forgetGoneSessions(home.directory().path() / "cache");  // another process
-    test.expect(before == 290 && count == 1 && today(home.read(caches)) == 250,
+    ReaderCaches other;  // of another process
+    home.read(other);
+    const auto count = other.sessions.forgetGone();
+    const bool isSaved = other.sessions.save() == SessionUsageCache::Saving::done;
+    test.expect(before == 290 && count == 1 && isSaved && today(home.read(caches)) == 250,
                 "what another process forgets does not come back");
+}
+
+// What earlier versions knew of a log that is there no more, and of one that was gone already.
+void checkTakeover(SelfTest& test) {
+    Home home;
+    fill(home);
+    std::string record(56, '\0');
+    const double date = (noon - hour).secondsSinceReference();
+    const std::int64_t tokens = 1'000;
+    std::memcpy(record.data(), &date, sizeof date);
+    for (const std::size_t at : {8U, 40U}) std::memcpy(&record[at], &tokens, sizeof tokens);
+    const std::string codex = home.database().parent_path();
+    const auto entry = [&](const char* thread) {
+        return R"({"home":")" + codex +
+               R"(","fileSize":1,"hasTokenEvents":true,"tokenEventCount":1,"deltaStorage":{"count":1,)"
+               R"("isCompressed":false,"payload":")" +
+               base64Text(record) +
+               R"(","models":[]},"toolCalls":{},"toolCallProofs":{},"skillLoads":[],"readingTrail":)"
+               R"({"ordinals":"AA==","byteCount":1,"isCompressed":false,"corrections":[]},)"
+               R"("lineage":{"threadId":")" +
+               thread + R"("},"isCounted":true,"isCurrent":true})";
+    };
+    home.directory().write("cache/session-usage-v1.json", R"({"entries":{")" + codex +
+                                                              R"(/sessions/rollout-y.jsonl":)" +
+                                                              entry("y") + R"(},"version":14})");
+    home.directory().write("cache/kept-sessions-v1.json",
+                           R"({"kept":{"gone":{"z":[{"path":")" + codex +
+                               R"(/sessions/rollout-z.jsonl","entry":)" + entry("z") +
+                               R"(}]},"troubles":{},"homes":{}},"version":1})");
+    for (int round = 0; round < 2; ++round) {
+        const LocalUsageRead read = home.readAnew();
+        const auto& gaps = read.result.local->gaps.list;
+        test.expect(today(read) == 2'290 && gaps.size() == 1 && gaps[0].count == 2 &&
+                        gaps[0].kind == LocalUsageGapKind::goneLog,
+                    "what earlier versions kept goes on counting");
+    }
+    const auto cache = home.directory().path() / "cache";
+    test.expect(!std::filesystem::exists(cache / "session-usage-v1.json") &&
+                    !std::filesystem::exists(cache / "kept-sessions-v1.json"),
+                "and is taken over once");
 }
 
 void checkDatabase(SelfTest& test) {
@@ -258,6 +303,7 @@ bool run() {
     }
     checkComplete(test);
     checkForgetting(test);
+    checkTakeover(test);
     checkDatabase(test);
     checkSeveralDatabases(test);
     return test.finish();

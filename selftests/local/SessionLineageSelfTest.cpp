@@ -63,25 +63,30 @@ struct Batch {
         return entry;
     }
 
-    std::vector<LoadedSessionUsage> logs() const {
+    std::vector<LoadedSessionUsage> logs() {
         std::vector<LoadedSessionUsage> logs;
+        known.clear();
         auto entry = entries.begin();
         for (const SessionUsageSource& source : sources) {
-            logs.push_back({.source = source, .entry = *entry++, .segmentId = source.threadId});
+            known.push_back({.head = formsOf(*entry++).head});
+            logs.push_back({.source = source, .known = known.back(), .segmentId = source.threadId});
         }
         return logs;
     }
 
-    EffectiveSessionUsage effective(const std::string& id) const {
+    EffectiveSessionUsage effective(const std::string& id) {
         const auto all = logs();
         const auto log =
             std::ranges::find(all, id, [](const auto& each) { return each.segmentId; });
-        SessionDeltaMemo memo;
+        SessionDeltaMemo memo([&](const LoadedSessionUsage& session) {
+            const auto place = std::next(entries.begin(), &session - all.data());
+            return std::make_shared<const SessionUsageCacheEntry>(*place);
+        });
         return effectiveSessionUsage(*log, SessionFamilies(all), memo).value();
     }
 
     /// The own tokens of a log, and "?" where its parent could not be checked.
-    std::string own(const std::string& id) const {
+    std::string own(const std::string& id) {
         const auto usage = effective(id);
         std::int64_t sum = 0;
         for (const SessionUsageDelta& delta : usage.deltas) sum += delta.tokens.totalTokens;
@@ -90,6 +95,7 @@ struct Batch {
 
     std::list<SessionUsageSource> sources;
     std::list<SessionUsageCacheEntry> entries;
+    std::list<KnownSession> known;
 };
 
 void checkCopies(SelfTest& test) {
@@ -118,14 +124,17 @@ void checkCopies(SelfTest& test) {
     const auto rootOf = [&](std::size_t at) {
         return rootConversationSource(logs[at], SessionFamilies(logs)).threadId;
     };
-    test.expect(rootOf(4) == "root" && rootOf(6) == "lost" && sessionsInParentCycles(logs).empty(),
+    test.expect(rootOf(4) == "root" && rootOf(6) == "lost" &&
+                    sessionsInParentCycles(logs, SessionFamilies(logs)).empty(),
                 "a conversation has a root");
     batch.add("cycle-a", {{5, 5}}, "cycle-b");
     batch.add("cycle-b", {{5, 5}}, "cycle-a");
     batch.add("child-of-cycle", {{5, 5}}, "cycle-a");
     batch.add("own-base", {{5, 5}}, {}, SessionHistoryBase{"own-base", 3});
     const std::set<std::size_t> circles{logs.size(), logs.size() + 1, logs.size() + 3};
-    test.expect(sessionsInParentCycles(batch.logs()) == circles, "who is in a circle is found");
+    const auto all = batch.logs();
+    test.expect(sessionsInParentCycles(all, SessionFamilies(all)) == circles,
+                "who is in a circle is found");
 }
 
 // Logs that copy nothing and go on counting. The root stands at 10, 30, 60 after lines 5, 9, 15.

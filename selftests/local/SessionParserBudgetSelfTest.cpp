@@ -46,23 +46,28 @@ struct Home {
         return {.codexHome = directory.path() / ".codex", .now = now};
     }
     SessionReadOutcome read(const SessionReadSetting& setting) const {
-        const auto known = cache.entries.find(log().string());
         return readSession({.path = log().string(),
                             .fallbackThreadId = "me",
-                            .cached = known == cache.entries.end() ? nullptr : &known->second},
+                            .known = known ? &known->head : nullptr,
+                            .loadKnown =
+                                [&] {
+                                    return std::make_shared<const SessionUsageCacheEntry>(
+                                        entryOf(known->head, known->events).value());
+                                }},
                            setting);
     }
     /// Reads and keeps; the route that was taken.
     SessionReadRoute keep(const SessionReadSetting& setting) {
-        auto outcome = read(setting);
-        const SessionReadRoute route = outcome.route;
-        const std::string path = log().string();
-        keepOutcome({.path = path, .outcome = std::move(outcome), .now = now}, cache);
-        return route;
+        const auto outcome = read(setting);
+        if (outcome.entry) known = formsOf(*outcome.entry);
+        return outcome.route;
+    }
+    std::optional<SessionUsageCacheEntry> kept() const {
+        return known ? entryOf(known->head, known->events) : std::nullopt;
     }
 
     TemporaryDirectory directory{"vantry-session-reads-"};
-    SessionUsageCache cache;
+    std::optional<SessionEntryForms> known;
 };
 
 // What a log says, without what depends on how it was read.
@@ -116,11 +121,7 @@ void checkLargeLogs(SelfTest& test) {
 void checkLimits(SelfTest& test) {
     Home home;
     home.write(header("me") + event(10) + filler(3'000) + event(30));
-    const auto kept = [&] {
-        const auto entry = home.cache.entries.find(home.log());
-        return contents(entry == home.cache.entries.end() ? std::nullopt
-                                                          : std::optional(entry->second));
-    };
+    const auto kept = [&] { return contents(home.kept()); };
     const auto refuses = [&](const char* what, auto change) {
         SessionReadSetting setting = home.setting();
         change(setting);
@@ -159,12 +160,12 @@ void checkTails(SelfTest& test) {
     home.write(header("me") + event(10) + R"({"type":"event_msg","payload":{"type":"token_count")");
     test.expect(home.keep(home.setting()) == SessionReadRoute::whole &&
                     home.keep(home.setting()) == SessionReadRoute::hit &&
-                    contents(home.cache.entries[home.log()]) == "1/10/me 10@0",
+                    contents(home.kept()) == "1/10/me 10@0",
                 "an unfinished line is not there yet, whatever it holds");
     home.append("\n" + event(11));
     test.expect(home.keep(home.setting()) == SessionReadRoute::appended &&
-                    contents(home.cache.entries[home.log()]) == "2/11/me 10@0 1@0" &&
-                    home.cache.entries[home.log()].lines.unreadable == 1,
+                    contents(home.kept()) == "2/11/me 10@0 1@0" &&
+                    home.known->head.lines.unreadable == 1,
                 "finished, a line that is no JSON is passed over and counted");
     std::string torn;
     for (int i = 0; i < 9; ++i) torn += "{\"type\":\"token_count\"\n";
@@ -190,10 +191,9 @@ void checkGrowth(SelfTest& test) {
     for (std::size_t i = 0; i < text.size() && agrees; ++i) {
         home.append(text.substr(i, 1));
         home.keep(home.setting());
-        agrees = contents(home.cache.entries[home.log()]) == fresh(home);
+        agrees = contents(home.kept()) == fresh(home);
     }
-    test.expect(agrees && contents(home.cache.entries[home.log()]) ==
-                              "5/16/me 10@3m 30@5m 15@7m 1@9m shell1",
+    test.expect(agrees && contents(home.kept()) == "5/16/me 10@3m 30@5m 15@7m 1@9m shell1",
                 "逐行 autoreleasepool 释放后仍须完整保留差分、模型与工具身份元数据");
 }
 
@@ -205,7 +205,7 @@ void checkChanges(SelfTest& test) {
         const SessionReadRoute route = home.keep(home.setting());
         test.expect(route == expected, what);
         if (route == SessionReadRoute::failed) return;
-        test.expect(contents(home.cache.entries[home.log()]) == fresh(home), what);
+        test.expect(contents(home.kept()) == fresh(home), what);
     };
     using Route = SessionReadRoute;
     step("new", Route::whole, [] {});

@@ -238,7 +238,7 @@ void checkRows(SelfTest& test) {
     std::map<std::string, SkillUsageAccumulator> skills;
     const auto load = [&](const char* path, const char* thread, std::optional<Date> at) {
         skills.try_emplace(path, SkillUsageAccumulator{.path = path})
-            .first->second.addLoad(thread, at);
+            .first->second.addLoads(thread, 1, at);
     };
     for (const char* path : {"/b/SKILL.md", "/a/SKILL.md"}) load(path, "t", {});
     load("~/x/review/SKILL.md", "t", Date(5));

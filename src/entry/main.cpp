@@ -36,12 +36,12 @@ int forgetGone() {
     ReaderCaches caches;
     CodexUsageReader::readLocalUsage({.context = context, .userCodex = CodexFolders::ofUser()},
                                      caches);
-    const auto count = CodexUsageReader::forgetGoneSessions(context.cacheDirectory);
-    if (!count) {
+    const std::size_t count = caches.sessions.forgetGone();
+    if (caches.sessions.save() != SessionUsageCache::Saving::done) {
         std::cerr << "vantry: what is kept of the logs cannot be changed" << std::endl;
         return 1;
     }
-    std::cout << "Forgot " << *count << (*count == 1 ? " log that is" : " logs that are") << " gone"
+    std::cout << "Forgot " << count << (count == 1 ? " log that is" : " logs that are") << " gone"
               << std::endl;
     return 0;
 }

@@ -36,7 +36,7 @@ AncestorReadings ancestorReadings(const LoadedSessionUsage& session,
         if (versions.empty() || !visited.insert(base->threadId).second) return result;
         // Several states of one log show the same readings as far as they go together.
         for (const LoadedSessionUsage* version : versions) {
-            if (const SessionReadings* readings = memo.readings(version->entry)) {
+            if (const SessionReadings* readings = memo.readings(*version)) {
                 result.logs.push_back(readings->before(base->endOrdinalExclusive));
             }
         }
@@ -66,8 +66,9 @@ std::optional<TokenBreakdown> startOf(const SessionFirstReading& first) {
 
 FirstCost firstCost(const LoadedSessionUsage& session, const SessionFamilies& families,
                     SessionDeltaMemo& memo) {
-    if (!session.entry.firstReading) return {};
-    const SessionFirstReading& first = *session.entry.firstReading;
+    const SessionUsageCacheEntry* entry = memo.entry(session);
+    if (entry == nullptr || !entry->firstReading) return {};
+    const SessionFirstReading& first = *entry->firstReading;
     if (!session.lineage().historyBase) return {.tokens = first.total};
     const AncestorReadings ancestors = ancestorReadings(session, families, memo);
     // The reading at the point of leaving decides; an older one only where that one does not fit.

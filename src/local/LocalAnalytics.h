@@ -6,7 +6,6 @@
 #include <string>
 #include <vector>
 
-#include "local/SQLiteReader.h"
 #include "records/LocalUsage.h"
 
 namespace vantry {
@@ -80,7 +79,6 @@ struct LocalAnalyticsReadResult {
     Date capturedAt;  ///< when the analytics were computed
     bool isStale = false;
     LocalUsageReadStatus readStatus = LocalUsageReadStatus::unavailable;
-    std::optional<CodexUsageReader::SQLiteReadFailure> sqliteFailure;
 };
 
 }  // namespace vantry

@@ -1,24 +1,21 @@
 #include "local/LocalAnalyticsCache.h"
 
-#include <system_error>
-
 #include "diagnostics/DebugLog.h"
-#include "io/BoundedCacheData.h"
-#include "platform/AtomicFile.h"
+#include "platform/Compression.h"
 #include "platform/JsonWriter.h"
+#include "platform/RecordBytes.h"
 
 namespace vantry::CodexUsageReader {
 
-namespace fs = std::filesystem;
-
-fs::path localAnalyticsCacheURL(const fs::path& cacheDirectory) {
-    return cacheDirectory.empty() ? fs::path() : cacheDirectory / "local-analytics-v2.json";
-}
-
-std::optional<LocalAnalyticsCacheEntry> readPersistentLocalAnalyticsCache(const fs::path& file) {
-    if (file.empty()) return std::nullopt;
-    const auto bytes = boundedCacheData(file, localAnalyticsCacheByteLimit);
-    const auto document = bytes ? JsonDocument::parse(*bytes) : std::nullopt;
+std::optional<LocalAnalyticsCacheEntry> readPersistentLocalAnalyticsCache(std::string_view bytes) {
+    RecordBytesReader reader(bytes);
+    std::uint64_t size = 0;
+    std::string packed;
+    reader.read(size);
+    reader.read(packed);
+    if (!reader.isDone() || size > localAnalyticsCacheByteLimit) return std::nullopt;
+    const auto text = size == 0 ? packed : decompressed(packed, size);
+    const auto document = text ? JsonDocument::parse(*text) : std::nullopt;
     if (!document) return std::nullopt;
     // An entry of another version may have any shape.
     if (document->root()["version"].integer() != localAnalyticsCacheVersion) return std::nullopt;
@@ -27,18 +24,19 @@ std::optional<LocalAnalyticsCacheEntry> readPersistentLocalAnalyticsCache(const 
     return entry;
 }
 
-bool writePersistentLocalAnalyticsCache(const LocalAnalyticsCacheWrite& write) {
-    if (write.cacheURL.empty()) return false;
-    const auto text = writeJson(encode(write.entry, RecordForm::stored), JsonLayout::compact);
-    if (!text || static_cast<std::int64_t>(text->size()) > write.maxByteCount) {
+std::optional<std::string> persistentLocalAnalyticsCache(const LocalAnalyticsCacheEntry& entry,
+                                                         std::int64_t maxByteCount) {
+    const auto text = writeJson(encode(entry, RecordForm::stored), JsonLayout::compact);
+    if (!text || static_cast<std::int64_t>(text->size()) > maxByteCount) {
         debugLog("local analytics cache: the entry is too large or cannot be encoded");
-        return false;
+        return std::nullopt;
     }
-    std::error_code error;
-    fs::create_directories(write.cacheURL.parent_path(), error);
-    if (!error) error = replaceFileAtomically(write.cacheURL, *text);
-    if (error) debugLog("local analytics cache: " + error.message());
-    return !error;
+    const auto packed = compressed(*text);
+    std::string bytes;
+    RecordBytesWriter writer(bytes);
+    writer.write(packed ? text->size() : std::size_t{0});
+    writer.write(packed.value_or(*text));
+    return bytes;
 }
 
 const LocalAnalyticsCacheEntry* lastCompleteLocalAnalyticsCache(const LocalAnalyticsCache& cache,

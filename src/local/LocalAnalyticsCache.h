@@ -1,21 +1,20 @@
 #pragma once
 
 #include <cstdint>
-#include <filesystem>
 #include <optional>
 #include <set>
 #include <string>
+#include <string_view>
 
 #include "local/LocalAnalytics.h"
 
 namespace vantry {
 
-/// The last complete batch, in memory and on disk.
+/// The last complete batch, in memory and as it is kept beside the logs.
 struct LocalAnalyticsCache {
     std::optional<LocalAnalyticsCacheEntry> memory;
-    std::optional<LocalAnalyticsCacheEntry> persistent;  ///< as the file had it
+    std::optional<LocalAnalyticsCacheEntry> persistent;  ///< as the store had it
     bool isPersistentLoaded = false;
-    bool isPending = false;  ///< the entry in memory is not on disk yet
 };
 
 namespace LocalAnalyticsCachePolicy {
@@ -31,25 +30,16 @@ constexpr bool mayStore(std::int64_t rejectedFutureTokenEventCount) {
 namespace CodexUsageReader {
 
 /// Raised whenever the analytics change their meaning; an entry of another version is not used.
-inline constexpr std::int64_t localAnalyticsCacheVersion = 33;
+inline constexpr std::int64_t localAnalyticsCacheVersion = 34;
 inline constexpr std::int64_t localAnalyticsCacheByteLimit = 8 * 1024 * 1024;
 
-/// The cache file below a directory of caches; an empty path, for no persistence, below none.
-std::filesystem::path localAnalyticsCacheURL(const std::filesystem::path& cacheDirectory);
+/// The entry of kept bytes. Whatever is wrong with them, they count as absent. Any thread.
+std::optional<LocalAnalyticsCacheEntry> readPersistentLocalAnalyticsCache(std::string_view bytes);
 
-/// The entry of the file. Whatever is wrong with it, it counts as absent. Blocks; any thread.
-std::optional<LocalAnalyticsCacheEntry> readPersistentLocalAnalyticsCache(
-    const std::filesystem::path& file);
-
-struct LocalAnalyticsCacheWrite {
-    const LocalAnalyticsCacheEntry& entry;
-    std::filesystem::path cacheURL;  ///< may be empty: nothing is done
-    std::int64_t maxByteCount = localAnalyticsCacheByteLimit;
-};
-
-/// Replaces the file, whole or not at all. False when the entry takes more bytes than it may or
-/// cannot be written; the file is then as it was. Blocks.
-bool writePersistentLocalAnalyticsCache(const LocalAnalyticsCacheWrite& write);
+/// The bytes of an entry; nothing when its text takes more bytes than it may or cannot be encoded.
+std::optional<std::string> persistentLocalAnalyticsCache(
+    const LocalAnalyticsCacheEntry& entry,
+    std::int64_t maxByteCount = localAnalyticsCacheByteLimit);
 
 /// The day and the zone that figures are shown for.
 struct LocalAnalyticsDay {

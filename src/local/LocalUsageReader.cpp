@@ -4,6 +4,7 @@
 #include <system_error>
 
 #include "io/BoundedCacheData.h"
+#include "local/KeptThreadIndex.h"
 #include "local/LocalAnalyticsReader.h"
 #include "local/ProjectNames.h"
 #include "statistics/DayLabel.h"
@@ -94,6 +95,42 @@ LocalUsage compose(const SQLiteLocalTotals& totals, LocalAnalytics analytics) {
     return local;
 }
 
+constexpr int mostAttempts = 4;
+
+LocalUsageRead readOnce(const LocalUsageRequest& request, const StateDatabaseFiles& databases,
+                        ReaderCaches& caches) {
+    const RuntimeLoadContext& context = request.context;
+    const StatisticsWindows windows = StatisticsWindows::of(context.statistics);
+    const fs::path codexHome = canonicalPath(context.codex().home);
+    caches.sessions.open({.file = sessionStoreFile(context.recordDirectory()),
+                          .formerDirectory = context.cacheDirectory,
+                          .codexHome = codexHome,
+                          .maySpill = request.persistCaches});
+    const auto index = readKeptThreadIndex(databases, caches);
+    LocalUsageRead read;
+    if (const auto* failure = std::get_if<SQLiteReadFailure>(&index)) {
+        read.result.capturedAt = context.now;
+        read.messages = {std::string(messageFor(*failure)), std::string(detailsMissing)};
+        return read;
+    }
+    const ThreadIndexReading& threads = *std::get<const ThreadIndexReading*>(index);
+    auto analytics = readLocalAnalytics(
+        {.index = threads,
+         .homeDirectory = context.homeDirectory,
+         .codexHome = codexHome,
+         .statistics = context.statistics,
+         .windows = windows,
+         .acceptsEventsWrittenDuringLoad = context.acceptsEventsWrittenDuringLoad},
+        caches, read.messages);
+    read.result = {.capturedAt = analytics.capturedAt,
+                   .isStale = analytics.isStale,
+                   .readStatus = analytics.readStatus};
+    if (!analytics.analytics.detailedUsage) read.messages.emplace_back(detailsMissing);
+    nameProjects(analytics.analytics, readProjectNames(request.userCodex.home));
+    read.result.local = compose(threads.totals, std::move(analytics.analytics));
+    return read;
+}
+
 }  // namespace
 
 LocalUsageRead readLocalUsage(const LocalUsageRequest& request, ReaderCaches& caches) {
@@ -109,40 +146,13 @@ LocalUsageRead readLocalUsage(const LocalUsageRequest& request, ReaderCaches& ca
             .result = {.dependencyFailure = LocalReaderDependencyFailure::sqliteExecutableMissing},
             .messages = {"未找到 sqlite3"}};
     }
-    const StatisticsWindows windows = StatisticsWindows::of(context.statistics);
-    const auto state = openStateDatabase({.sqlitePath = *sqlite, .databasePaths = databases});
-    const auto* database = std::get_if<StateDatabase>(&state);
-    const auto totals =
-        database != nullptr ? readLocalTotals(*database) : std::get<SQLiteReadFailure>(state);
-    const CodexProjectNameIndex names = readProjectNames(request.userCodex.home);
-
     LocalUsageRead read;
-    if (const auto* failure = std::get_if<SQLiteReadFailure>(&totals)) {
-        // A database that does not answer is not asked a second time.
-        read.result.capturedAt = context.now;
-        read.messages = {std::string(messageFor(*failure)), std::string(detailsMissing)};
-        return read;
+    // Where another process was faster, its result is where this one starts anew.
+    for (int attempt = 0; attempt < mostAttempts; ++attempt) {
+        read = readOnce(request, {.sqlitePath = *sqlite, .databasePaths = databases}, caches);
+        if (!request.persistCaches) break;
+        if (caches.sessions.save() != SessionUsageCache::Saving::outdated) break;
     }
-    auto analytics = readLocalAnalytics(
-        {.database = *database,
-         .homeDirectory = context.homeDirectory,
-         .codexHome = canonicalPath(context.codex().home),
-         .cacheDirectory = context.cacheDirectory,
-         .statistics = context.statistics,
-         .windows = windows,
-         .acceptsEventsWrittenDuringLoad = context.acceptsEventsWrittenDuringLoad,
-         .persistCaches = request.persistCaches},
-        caches, read.messages);
-    read.result = {.capturedAt = analytics.capturedAt,
-                   .isStale = analytics.isStale,
-                   .readStatus = analytics.readStatus};
-    if (analytics.sqliteFailure) read.messages.emplace_back(messageFor(*analytics.sqliteFailure));
-    if (!analytics.analytics.detailedUsage) read.messages.emplace_back(detailsMissing);
-    // What half a database says must not take the place of figures that were complete.
-    if (analytics.sqliteFailure) return read;
-    nameProjects(analytics.analytics, names);
-    read.result.local =
-        compose(std::get<SQLiteLocalTotals>(totals), std::move(analytics.analytics));
     return read;
 }
 

@@ -1,8 +1,8 @@
 #pragma once
 
 #include <optional>
-#include <set>
 #include <string>
+#include <unordered_set>
 #include <vector>
 
 #include "records/Projects.h"
@@ -24,7 +24,7 @@ struct ThreadUsageShare {
 struct ProjectUsageAccumulator {
     TokenBreakdown tokens;
     double estimatedCostUSD = 0;
-    std::set<std::string> threadIds;
+    std::unordered_set<std::string> threadIds;
     std::optional<Date> lastActiveAt;
     std::optional<Date> firstActiveAt;
 

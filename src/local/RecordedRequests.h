@@ -1,15 +1,14 @@
 #pragma once
 
 #include <cstdint>
-#include <map>
-#include <set>
 #include <span>
 #include <string>
 #include <unordered_map>
 #include <unordered_set>
 #include <vector>
 
-#include "local/SessionFamilies.h"
+#include "local/SessionKin.h"
+#include "local/SessionUsageDeduplicator.h"
 
 namespace vantry {
 
@@ -17,20 +16,44 @@ namespace vantry {
 /// the thread that the record names, or else in the first log that holds a copy.
 class RecordedRequests {
   public:
-    /// Looks through the logs that hold copies; the sessions outlive this.
-    explicit RecordedRequests(std::span<const LoadedSessionUsage> sessions);
+    /// All outlive this. One batch, one thread.
+    RecordedRequests(const SessionKin& kin, const SessionFamilies& families, SessionDeltaMemo& memo)
+        : kin_(kin), families_(families), memo_(memo) {}
 
-    /// Whether a record counts in the log that shows it; each counts for one log alone.
-    bool claim(const SessionUsageDelta& record, const LoadedSessionUsage& session);
+    struct Split {
+        std::vector<SessionUsageDelta> own;
+        std::vector<SessionUsageDelta> borrowed;  ///< of threads whose own logs do not show them
+    };
+
+    /// What counts for a log of what it itself tells. Those of one thread are asked for in order.
+    Split split(const LoadedSessionUsage& session, const EffectiveSessionUsage& usage);
+
+    /// Between two families: nothing of one matters to the other.
+    void forget();
 
   private:
-    bool claimOwn(std::uint64_t key, const LoadedSessionUsage& session);
+    using Keys = std::unordered_set<std::uint64_t>;
+    /// Requests that logs have claimed one after the other.
+    struct Claims {
+        std::size_t logCount = 0;  ///< the logs whose keys are here
+        Keys keys;
+    };
+    using Logs = std::span<const LoadedSessionUsage* const>;
 
-    std::unordered_set<std::uint64_t> copied_;  ///< that no log of their own thread shows
-    std::set<std::string> threadsOfSeveralLogs_;
-    std::map<std::string, std::unordered_set<std::uint64_t>> claimedByThread_;
-    const LoadedSessionUsage* last_ = nullptr;
-    std::unordered_set<std::uint64_t> claimedInLast_;
+    void bringUpTo(Logs logs, const std::string* copiedThread, Claims& claims);
+    bool isShownBy(const std::string& thread, std::uint64_t key);
+
+    const SessionKin& kin_;
+    const SessionFamilies& families_;
+    SessionDeltaMemo& memo_;
+    // By thread: what its own logs claimed, what copies elsewhere did, and all that its logs show.
+    std::unordered_map<std::string, Claims> own_;
+    std::unordered_map<std::string, Claims> copied_;
+    std::unordered_map<std::string, Keys> shown_;
 };
+
+/// The events of a log that shares no request with any other: a record that it shows twice counts
+/// once.
+std::vector<SessionUsageDelta> withoutRepeatedRecords(std::vector<SessionUsageDelta> deltas);
 
 }  // namespace vantry

@@ -21,18 +21,34 @@ bool isArchived(const std::string& rolloutPath) {
     return rolloutPath.find("/archived_sessions/") != std::string::npos;
 }
 
+// As if each event were priced by itself: no price depends on how many there are.
+double costOf(const SessionShareBucket& bucket, const ModelTokenPrice& price) {
+    return (static_cast<double>(bucket.uncachedInputTokens) * price.inputPerMillion +
+            static_cast<double>(bucket.billableCachedInputTokens) * price.cachedInputPerMillion +
+            static_cast<double>(bucket.tokens.outputTokens) * price.outputPerMillion) /
+           1e6;
+}
+
 }  // namespace
+
+/// A model that events name, or none, and what its tokens cost.
+struct SessionAggregation::PricedModel {
+    std::optional<std::string> id;
+    ModelTokenPrice price;
+};
 
 /// What one thread adds, gathered before it is put to its project: a thread has one project.
 struct SessionAggregation::Share {
     const CodexUsageReader::VisitedSession& session;
     Project& project;
-    std::string conversationTitle;
-    std::optional<std::string> indexModel;  ///< of events that name none
+    std::optional<std::string> conversationTitle;  ///< found where it is asked for
+    std::vector<PricedModel> models;               ///< first that of events that name none
     ThreadUsageShare today;
     ThreadUsageShare sevenDays;
     ThreadUsageShare all;
-    std::optional<double> officialDay;  ///< days since 1970 of the event before
+    Date dayStart;                      ///< of the quarters that are added up
+    Date dayEnd;                        ///< not before the start of the next
+    std::optional<double> officialDay;  ///< days since 1970 of what was before
     std::int64_t* officialDayTokens = nullptr;
 };
 
@@ -46,19 +62,18 @@ SessionAggregation::SessionAggregation(const StatisticsContext& statistics,
 void SessionAggregation::add(const CodexUsageReader::VisitedSession& session) {
     if (!session.isBorrowed) {
         ++sessionCount_;
-        tokenEventCount_ = saturatingAdd(tokenEventCount_, session.entry.tokenEventCount);
-        hasTokenEvents_ = hasTokenEvents_ || session.entry.hasTokenEvents;
+        tokenEventCount_ = saturatingAdd(tokenEventCount_, session.head.tokenEventCount);
+        hasTokenEvents_ = hasTokenEvents_ || session.head.hasTokenEvents;
     }
-    setAsideEventCount_ = saturatingAdd(setAsideEventCount_, session.usage.setAsideDeltaCount);
-    rejectedFutureEventCount_ =
-        saturatingAdd(rejectedFutureEventCount_, session.usage.rejectedFutureDeltaCount);
+    setAsideEventCount_ = saturatingAdd(setAsideEventCount_, session.setAsideEventCount);
+    rejectedFutureEventCount_ = saturatingAdd(rejectedFutureEventCount_, session.waitingEventCount);
+    const SessionShareTokens& tokens = session.tokens;
+    // A number that cannot be spoils the trend of the models, which must be exact.
+    if (tokens.isSpoilt) models_.add({.tokens = -1, .at = windows_.now});
     Project& home = project(session.source.cwd);
-    Share share{.session = session,
-                .project = home,
-                .conversationTitle =
-                    CodexUsageReader::normalizedConversationTitle(session.root.title.value_or("")),
-                .indexModel = LocalModelUsageAccumulator::normalizedModel(session.source.model)};
-    for (const SessionUsageDelta& delta : session.usage.deltas) addEvent(delta, share);
+    Share share{.session = session, .project = home, .models = pricedModels(session)};
+    addBuckets(share);
+    share.all.firstActiveAt = tokens.firstActiveAt;
     home.rows.today.add(session.source.threadId, share.today);
     home.rows.sevenDays.add(session.source.threadId, share.sevenDays);
     home.rows.all.add(session.source.threadId, share.all);
@@ -79,34 +94,93 @@ SessionAggregation::Project& SessionAggregation::project(const std::string& work
     return place->second;
 }
 
-const ModelTokenPrice& SessionAggregation::price(const std::optional<std::string>& model) {
-    if (!lastPrice_ || lastPricedModel_ != model) {
-        lastPricedModel_ = model;
-        lastPrice_ = tokenPrice(model);
-    }
-    return *lastPrice_;
+std::vector<SessionAggregation::PricedModel> SessionAggregation::pricedModels(
+    const CodexUsageReader::VisitedSession& session) {
+    std::vector<PricedModel> models;
+    const auto add = [&](std::optional<std::string> id) {
+        const auto [known, isNew] = prices_.try_emplace(id);
+        if (isNew) known->second = tokenPrice(id);
+        models.push_back({.id = std::move(id), .price = known->second});
+    };
+    add(LocalModelUsageAccumulator::normalizedModel(session.source.model));
+    for (const std::string& model : session.tokens.models) add(model);
+    return models;
 }
 
-void SessionAggregation::addEvent(const SessionUsageDelta& delta, Share& share) {
-    const auto& model = delta.model ? delta.model : share.indexModel;
-    const double cost = estimatedCostUSD(delta.tokens, price(model));
-    const std::int64_t tokens = delta.tokens.visibleTotalTokens();
-    const Date at = delta.date;
+// Quarters of one day and one model are one to all that asks for days: so few are left of the many
+// that a log has. The hours of the last days are asked for.
+void SessionAggregation::addBuckets(Share& share) {
+    std::vector<SessionShareBucket> ofDay(share.models.size());
+    std::vector<bool> isThere(share.models.size());
+    const auto flush = [&] {
+        for (std::size_t model = 0; model < ofDay.size(); ++model) {
+            if (isThere[model]) addBucket(ofDay[model], share);
+            isThere[model] = false;
+        }
+    };
+    share.session.tokens.buckets.forEach([&](const SessionShareBucket& bucket) {
+        const auto model = static_cast<std::size_t>(bucket.model);
+        if (model >= ofDay.size()) return;
+        const Date at = bucket.start();
+        if (!(at >= share.dayStart && at < share.dayEnd)) {
+            flush();
+            findDay(at, share);
+        }
+        if (isThere[model]) {
+            ofDay[model].add(bucket);
+        } else {
+            ofDay[model] = bucket;
+            isThere[model] = true;
+        }
+    });
+    flush();
+}
 
-    totals_.lifetime.add(delta.tokens, cost);
-    share.all.add(delta.tokens, cost, at);
-    if (at >= windows_.monthStart) totals_.month.add(delta.tokens, cost);
+// What is one day here and for the service alike; of the last days a quarter.
+void SessionAggregation::findDay(Date at, Share& share) {
+    constexpr double hoursAreShown = 9 * secondsPerDay;
+    share.dayStart = at;
+    share.dayEnd = at + SessionShareBucket::seconds;
+    if (at >= windows_.todayStart - hoursAreShown) return;
+    const double day = std::floor(at.secondsSince1970() / secondsPerDay);
+    const Date start(day * secondsPerDay);
+    const Date end = start + secondsPerDay;
+    const auto [known, isNew] = midnights_.try_emplace(static_cast<std::int64_t>(day));
+    if (isNew) {
+        const auto midnight = calendar_.startOfDay(end - 1);
+        const auto before = midnight ? calendar_.startOfDay(*midnight - 1) : std::nullopt;
+        // A zone that crosses the date line has two, and such a day is not added up.
+        if (before && (*midnight <= start || *before <= start)) known->second = midnight;
+    }
+    if (!known->second) return;
+    const Date midnight = std::clamp(*known->second, start, end);
+    share.dayStart = at < midnight ? start : midnight;
+    share.dayEnd = at < midnight ? midnight : end;
+}
+
+void SessionAggregation::addBucket(const SessionShareBucket& bucket, Share& share) {
+    const PricedModel& model = share.models.at(static_cast<std::size_t>(bucket.model));
+    const double cost = costOf(bucket, model.price);
+    const std::int64_t tokens = bucket.visibleTokens;
+    // Only of the last moment more is known than the day, and it is asked for.
+    const auto& last = share.session.tokens.lastActiveAt;
+    const bool isLast = last && *last >= share.dayStart && *last < share.dayEnd;
+    const Date at = isLast ? *last : bucket.start();
+
+    totals_.lifetime.add(bucket.tokens, cost);
+    share.all.add(bucket.tokens, cost, at);
+    if (at >= windows_.monthStart) totals_.month.add(bucket.tokens, cost);
     if (at >= windows_.sevenDayStart) {
-        totals_.sevenDay.add(delta.tokens, cost);
-        share.sevenDays.add(delta.tokens, cost, at);
+        totals_.sevenDay.add(bucket.tokens, cost);
+        share.sevenDays.add(bucket.tokens, cost, at);
     }
     if (windows_.isToday(at)) {
-        totals_.today.add(delta.tokens, cost);
-        share.today.add(delta.tokens, cost, at);
+        totals_.today.add(bucket.tokens, cost);
+        share.today.add(bucket.tokens, cost, at);
     }
-    if (at >= windows_.trendStart) addDay(delta, cost);
+    if (at >= windows_.trendStart) addDay(bucket, cost);
     hours_.add(tokens, at);
-    models_.add({.tokens = tokens, .modelID = model, .at = at});
+    models_.add({.tokens = tokens, .modelID = model.id, .at = at});
 
     const double officialDay = std::floor(at.secondsSince1970() / secondsPerDay);
     if (share.officialDay != officialDay) {
@@ -122,31 +196,37 @@ void SessionAggregation::addEvent(const SessionUsageDelta& delta, Share& share) 
                               .at = at,
                               .windows = windows_,
                               .calendar = calendar_});
+    if (at < windows_.thirtyDayStart) return;
+    if (!share.conversationTitle) {
+        share.conversationTitle =
+            CodexUsageReader::normalizedConversationTitle(root.title.value_or(""));
+    }
     share.project.detail.addConversation({.threadID = root.threadId,
-                                          .title = share.conversationTitle,
+                                          .title = *share.conversationTitle,
                                           .isSubagent = root.isSubagent,
                                           .tokens = tokens,
                                           .at = at,
                                           .windows = windows_});
 }
 
-void SessionAggregation::addDay(const SessionUsageDelta& delta, double costUSD) {
-    const Date start = calendar_.startOfDay(delta.date).value_or(delta.date);
+void SessionAggregation::addDay(const SessionShareBucket& bucket, double costUSD) {
+    const Date at = bucket.start();
+    const Date start = calendar_.startOfDay(at).value_or(at);
     if (lastDayStart_ != start) {
         lastDayStart_ = start;
-        lastDay_ = &dailyUsage_[localDayKey(delta.date, calendar_)];
+        lastDay_ = &dailyUsage_[localDayKey(at, calendar_)];
     }
-    lastDay_->add(delta.tokens, costUSD);
+    lastDay_->add(bucket.tokens, costUSD);
 }
 
 void SessionAggregation::addToolsAndSkills(const CodexUsageReader::VisitedSession& session,
                                            Project& home) {
+    if (session.isBorrowed) return;
     const SessionUsageSource& source = session.source;
-    const auto lastEvent = session.usage.deltas.empty()
-                               ? source.updatedAt
-                               : std::optional(session.usage.deltas.back().date);
-    home.detail.addToolCalls(session.usage.toolCalls);
-    for (const auto& [name, count] : session.usage.toolCalls) {
+    const auto lastEvent =
+        session.tokens.lastEventAt ? session.tokens.lastEventAt : source.updatedAt;
+    home.detail.addToolCalls(session.share.toolCalls);
+    for (const auto& [name, count] : session.share.toolCalls) {
         ToolUsageAccumulator& tool = tools_[name];
         tool.name = name;
         tool.add(count);
@@ -157,15 +237,16 @@ void SessionAggregation::addToolsAndSkills(const CodexUsageReader::VisitedSessio
                             .threadID = source.threadId,
                             .at = lastEvent});
     }
-    for (const SkillLoadEvent& load : session.usage.skillLoads) {
+    for (const SessionShareSkill& load : session.share.skills) {
         SkillUsageAccumulator& skill = skills_[load.path];
         skill.path = load.path;
-        skill.addLoad(source.threadId, load.date);
+        skill.addLoads(source.threadId, load.loadCount, load.lastLoadedAt);
         breakdown_.addSkill({.id = load.path,
                              .projectID = home.rows.id,
                              .projectName = home.rows.name,
+                             .loadCount = load.loadCount,
                              .threadID = source.threadId,
-                             .at = load.date});
+                             .at = load.lastLoadedAt});
     }
 }
 
@@ -178,7 +259,7 @@ void SessionAggregation::addThread(const CodexUsageReader::VisitedSession& sessi
     thread.tokens = saturatingAdd(thread.tokens, tokens);
     if (!isNew && (session.isBorrowed || !(thread.updatedAt <= source.updatedAt))) return;
     thread.id = source.threadId;
-    thread.title = CodexUsageReader::normalizedConversationTitle(source.title.value_or(""));
+    thread.title = source.title.value_or("");
     thread.updatedAt = source.updatedAt;
     thread.model = source.model;
     thread.cwd = source.cwd;
@@ -195,6 +276,9 @@ std::vector<LocalThread> SessionAggregation::recentThreads() const {
         return a.updatedAt != b.updatedAt ? a.updatedAt > b.updatedAt : a.id < b.id;
     });
     threads.erase(end, threads.end());
+    for (LocalThread& thread : threads) {
+        thread.title = CodexUsageReader::normalizedConversationTitle(thread.title);
+    }
     return threads;
 }
 

@@ -4,6 +4,7 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "local/ProjectUsageAccumulator.h"
@@ -20,11 +21,11 @@
 
 namespace vantry {
 
-/// The sums of a batch, built up thread by thread. No event is kept: a batch may have millions.
-/// One thread.
+/// The sums of a batch, built up from what each log adds, in quarters of an hour. One thread.
 class SessionAggregation {
   public:
-    /// Events up to `cutoff` are handed in, which may be a little later than the windows' now.
+    /// Shares are handed in that count up to `cutoff`, which may be a little later than the
+    /// windows' now.
     SessionAggregation(const StatisticsContext& statistics, const StatisticsWindows& windows,
                        Date cutoff);
     SessionAggregation(const SessionAggregation&) = delete;
@@ -68,14 +69,17 @@ class SessionAggregation {
     std::vector<LocalThread> recentThreads() const;
 
   private:
+    struct PricedModel;
     struct Share;
 
     Project& project(const std::string& workingDirectory);
-    void addEvent(const SessionUsageDelta& delta, Share& share);
-    void addDay(const SessionUsageDelta& delta, double costUSD);
+    void addBuckets(Share& share);
+    void findDay(Date at, Share& share);
+    void addBucket(const SessionShareBucket& bucket, Share& share);
+    void addDay(const SessionShareBucket& bucket, double costUSD);
     void addToolsAndSkills(const CodexUsageReader::VisitedSession& session, Project& project);
     void addThread(const CodexUsageReader::VisitedSession& session, std::int64_t tokens);
-    const ModelTokenPrice& price(const std::optional<std::string>& model);
+    std::vector<PricedModel> pricedModels(const CodexUsageReader::VisitedSession& session);
 
     StatisticsWindows windows_;
     Calendar calendar_;
@@ -94,11 +98,13 @@ class SessionAggregation {
     std::map<std::string, SkillUsageAccumulator> skills_;
     std::map<std::string, LocalThread> threads_;  ///< by id; a thread can have several logs
 
-    // What the event before needed is mostly what the next one needs.
+    std::map<std::optional<std::string>, ModelTokenPrice> prices_;
+    /// Where a day begins within one of the service, by the number of that since 1970.
+    std::unordered_map<std::int64_t, std::optional<Date>> midnights_;
+
+    // What the quarter before needed is mostly what the next one needs.
     std::optional<Date> lastDayStart_;
     PricedTokenUsage* lastDay_ = nullptr;
-    std::optional<std::string> lastPricedModel_;
-    std::optional<ModelTokenPrice> lastPrice_;
 };
 
 }  // namespace vantry

@@ -1,17 +1,22 @@
 #include "local/SessionBatch.h"
 
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <functional>
 #include <numeric>
 #include <set>
+#include <string_view>
 #include <system_error>
 #include <unordered_map>
 #include <unordered_set>
 #include <utility>
 
+#include "local/RecordedRequests.h"
 #include "local/SessionKeeping.h"
 #include "local/SessionVersions.h"
+#include "platform/Checksum.h"
+#include "platform/Sha256.h"
 #include "platform/WorkQueue.h"
 
 namespace vantry::CodexUsageReader {
@@ -23,9 +28,10 @@ namespace fs = std::filesystem;
 /// A log that may be there.
 struct Candidate {
     std::string path;
-    std::string fallbackThreadId;
+    std::string_view threadId;  ///< that a row tells, if one does
     bool isInAllowedFolder = false;
     SessionReadOutcome outcome;
+    std::optional<KnownSession> session;  ///< what was read
 };
 
 LocalUsageGapKind gapKindOf(SessionLogTrouble trouble) {
@@ -47,27 +53,63 @@ std::string unpackedPath(const std::string& path) {
     return isCompressedSession(path) ? path.substr(0, path.rfind('.')) : path;
 }
 
-/// One run of loadSessions(), step by step.
-class BatchLoader {
+std::uint64_t placeHash(const KnownSession& session) {
+    return checksum(static_cast<std::uint64_t>(session.id), {session.path});
+}
+
+// Shares are made before the figures' cutoff is known. What is ahead of it waits in any case.
+bool isSole(const SessionUsageCacheEntry& entry, const SessionUsageSource& source) {
+    const SessionUsageLineage& lineage = *entry.lineage;
+    return !lineage.parentThreadId && !lineage.historyBase && !source.isSubagent &&
+           entry.deltaStorage.threads.empty();
+}
+
+}  // namespace
+
+class SessionBatch::Steps {
   public:
-    BatchLoader(const SessionBatchRequest& request, SessionUsageCache& cache)
+    Steps(const SessionBatchRequest& request, SessionUsageCache& cache)
         : request_(request), cache_(cache) {}
 
-    LoadedSessions load() {
-        adoptSessionHome(request_.setting.codexHome, cache_);
+    void read() {
         if (!collect()) {
-            ++loaded_.waitingLogs;
-            return std::move(loaded_);
+            ++waitingLogs_;
+            return;
         }
         readAll();
         keepOutcomes();
         keepVanishedSessions({.codexHome = request_.setting.codexHome, .livePaths = livePaths_},
                              cache_);
+    }
+
+    std::size_t waitingLogs() const { return waitingLogs_; }
+
+    std::string fingerprint() {
+        // In no order: a sum of what stands for each.
+        std::array<std::uint64_t, 3> sums{};
+        for (const auto& [path, session] : cache_.live) {
+            sums[session.head.isCounted ? 0 : 1] += placeHash(session);
+        }
+        for (const auto& [segment, versions] : cache_.gone) {
+            for (const KnownSession& session : versions) sums[2] += placeHash(session);
+        }
+        std::string text;
+        for (const std::uint64_t sum : sums) text += std::to_string(sum) + " ";
+        for (const LocalUsageGap& gap : readGaps_.list) {
+            text.append(rawText(gap.kind));
+            for (const std::string& path : gap.paths) text.append(1, '\0').append(path);
+        }
+        return sha256Hex(text + cache_.lostFile());
+    }
+
+    LoadedSessions load() {
+        loaded_.gaps = readGaps_;
         addLive();
         dropCopies();
         forgetReturned();
         addGone();
         addRowsWithoutLog();
+        loaded_.families.emplace(loaded_.sessions);
         dropCycles();
         return std::move(loaded_);
     }
@@ -75,46 +117,81 @@ class BatchLoader {
   private:
     // False where what lies in the folders cannot be told now.
     bool collect() {
-        const auto listing = sessionLogFiles(request_.setting.codexHome, cache_.folders);
+        auto listing = sessionLogFiles(request_.setting.codexHome, cache_.folders);
         for (const std::string& path : listing.strangers) {
-            loaded_.gaps.add(LocalUsageGapKind::notRegularFile, path);
+            readGaps_.add(LocalUsageGapKind::notRegularFile, path);
         }
         for (const std::string& path : listing.closed) {
-            loaded_.gaps.add(LocalUsageGapKind::unreadableLog, path);
+            readGaps_.add(LocalUsageGapKind::unreadableLog, path);
         }
-        std::unordered_set<std::string> stems;
-        std::unordered_set<std::string> paths;
         std::unordered_map<std::string, bool> folders;
-        for (const std::string& path : listing.logs) {
-            const std::string folder = path.substr(0, path.rfind('/'));
-            const auto [known, isNew] = folders.try_emplace(folder);
+        candidates_.reserve(listing.logs.size());
+        for (std::string& path : listing.logs) {
+            const auto [known, isNew] = folders.try_emplace(path.substr(0, path.rfind('/')));
             if (isNew) {
-                known->second = sessionRolloutAccessIsAllowed(folder, request_.setting.codexHome);
+                known->second =
+                    sessionRolloutAccessIsAllowed(known->first, request_.setting.codexHome);
             }
-            stems.insert(sessionFileStem(path));
-            candidates_.push_back({.path = path,
-                                   .fallbackThreadId = sessionThreadIdOfFile(path),
-                                   .isInAllowedFolder = known->second});
+            candidates_.push_back({.path = std::move(path), .isInAllowedFolder = known->second});
         }
-        for (const SessionUsageSource& row : request_.rows) {
-            // The home's own folders come first: the row of a home that was moved names another
-            // place.
-            rowsById_.emplace(row.threadId, &row);
-            if (stems.contains(sessionFileStem(row.rolloutPath))) continue;
-            if (!paths.insert(row.rolloutPath).second) continue;
-            candidates_.push_back({.path = row.rolloutPath, .fallbackThreadId = row.threadId});
-        }
+        addRowsElsewhere();
         return listing.isWhole;
     }
 
-    SessionLogRequest requestFor(const Candidate& candidate) const {
-        const auto cached = cache_.entries.find(candidate.path);
-        const auto trouble = cache_.kept.troubles.find(candidate.path);
+    // The home's own folders come first: the row of a home that was moved names another place.
+    void addRowsElsewhere() {
+        std::unordered_set<std::string_view> paths;
+        paths.reserve(candidates_.size());
+        for (const Candidate& candidate : candidates_) paths.insert(candidate.path);
+        std::vector<const SessionUsageSource*> elsewhere;
+        rowsById_.reserve(request_.rows.size());
+        for (const SessionUsageSource& row : request_.rows) {
+            rowsById_.emplace(row.threadId, &row);
+            if (paths.insert(row.rolloutPath).second) elsewhere.push_back(&row);
+        }
+        if (elsewhere.empty()) return;
+        std::unordered_set<std::string> stems;
+        for (const Candidate& candidate : candidates_)
+            stems.insert(sessionFileStem(candidate.path));
+        for (const SessionUsageSource* row : elsewhere) {
+            if (stems.contains(sessionFileStem(row->rolloutPath))) continue;
+            candidates_.push_back({.path = row->rolloutPath, .threadId = row->threadId});
+        }
+    }
+
+    SessionLogRequest requestFor(const Candidate& candidate) {
+        const auto known = cache_.live.find(candidate.path);
+        const KnownSession* session = known == cache_.live.end() ? nullptr : &known->second;
+        const auto trouble = cache_.troubles.find(candidate.path);
         return {.path = candidate.path,
-                .fallbackThreadId = candidate.fallbackThreadId,
+                .fallbackThreadId = candidate.threadId,
                 .isInAllowedFolder = candidate.isInAllowedFolder,
-                .cached = cached == cache_.entries.end() ? nullptr : &cached->second,
-                .knownTrouble = trouble == cache_.kept.troubles.end() ? nullptr : &trouble->second};
+                .known = session == nullptr ? nullptr : &session->head,
+                .loadKnown = [this, session] { return cache_.entry(*session); },
+                .knownTrouble = trouble == cache_.troubles.end() ? nullptr : &trouble->second};
+    }
+
+    // In a thread of its own.
+    void take(Candidate& candidate) {
+        if (!candidate.outcome.entry) return;
+        const SessionUsageCacheEntry& entry = *candidate.outcome.entry;
+        candidate.session = cache_.takeIn(candidate.path, formsOf(entry));
+        const SessionUsageSource source = sourceOf(candidate.path, candidate.session->head);
+        if (isSole(entry, source)) makeSoleShare(candidate, source);
+        candidate.outcome.entry.reset();
+        candidate.outcome.deltas = std::vector<SessionUsageDelta>();
+    }
+
+    // While its events are at hand: most logs have no kin.
+    void makeSoleShare(Candidate& candidate, const SessionUsageSource& source) {
+        const SessionUsageCacheEntry& entry = *candidate.outcome.entry;
+        const auto deltas = withoutRepeatedRecords(std::move(candidate.outcome.deltas));
+        cache_.keepShare(*candidate.session, sourcesWithoutKin(candidate.session->head, source),
+                         makeSessionShare({.own = deltas,
+                                           .borrowed = {},
+                                           .toolCalls = entry.toolCalls,
+                                           .skillLoads = entry.skillLoads,
+                                           .cutoff = request_.setting.now}));
     }
 
     // The cache is only looked at meanwhile.
@@ -148,6 +225,7 @@ class BatchLoader {
                 Candidate& candidate = candidates_[order[i]];
                 candidate.outcome = readSeenSession(requestFor(candidate), *unread[order[i]],
                                                     request_.setting, workspace);
+                take(candidate);
             }
         };
         if (!order.empty()) inThreads(order.size(), readRest);
@@ -183,10 +261,8 @@ class BatchLoader {
                 addTrouble(candidate);
             }
             if (isKnown) forgetSessionTrouble(candidate.path, cache_);
-            keepOutcome({.path = candidate.path,
-                         .outcome = std::move(outcome),
-                         .now = request_.setting.now},
-                        cache_);
+            if (!candidate.session) continue;
+            keepReadSession(*std::move(candidate.session), outcome.route, cache_);
         }
     }
 
@@ -199,15 +275,14 @@ class BatchLoader {
                                                       .now = request_.setting.now},
                                                      cache_);
         if (mustWait) {
-            ++loaded_.waitingLogs;
+            ++waitingLogs_;
         } else {
-            loaded_.gaps.add(gapKindOf(outcome.trouble), candidate.path);
+            readGaps_.add(gapKindOf(outcome.trouble), candidate.path);
         }
     }
 
-    SessionUsageSource sourceOf(const std::string& path,
-                                const SessionUsageCacheEntry& entry) const {
-        const SessionUsageLineage& lineage = *entry.lineage;
+    SessionUsageSource sourceOf(const std::string& path, const SessionHead& head) const {
+        const SessionUsageLineage& lineage = head.lineage;
         const auto row = rowsById_.find(lineage.threadId);
         SessionUsageSource source;
         if (row != rowsById_.end()) {
@@ -215,7 +290,7 @@ class BatchLoader {
         } else {
             source = {.threadId = lineage.threadId,
                       .cwd = lineage.cwd.value_or(""),
-                      .updatedAt = entry.modificationDate,
+                      .updatedAt = head.file.modificationDate(),
                       .isSubagent = lineage.isSubagent.value_or(false),
                       .allowsMissingParentLineage = lineage.allowsMissingParent.value_or(false)};
         }
@@ -223,19 +298,21 @@ class BatchLoader {
         return source;
     }
 
-    void add(const std::string& path, const SessionUsageCacheEntry& entry, bool isGone) {
-        const SessionUsageSource& source = loaded_.sources.emplace_back(sourceOf(path, entry));
+    void add(KnownSession& known, bool isGone) {
+        const auto row = rowsById_.find(known.head.lineage.threadId);
+        const bool isRows = row != rowsById_.end() && row->second->rolloutPath == known.path;
+        const SessionUsageSource& source =
+            isRows ? *row->second : loaded_.sources.emplace_back(sourceOf(known.path, known.head));
         loaded_.sessions.push_back({.source = source,
-                                    .entry = entry,
-                                    .segmentId = sessionSegmentId(path, source.threadId),
+                                    .known = known,
+                                    .segmentId = sessionSegmentId(known.path, source.threadId),
                                     .isGone = isGone});
     }
 
     void addLive() {
         for (const Candidate& candidate : candidates_) {
-            const auto entry = cache_.entries.find(candidate.path);
-            if (entry == cache_.entries.end()) continue;
-            add(entry->first, entry->second, false);
+            const auto known = cache_.live.find(candidate.path);
+            if (known != cache_.live.end()) add(known->second, false);
         }
         sortFrom(0);
     }
@@ -263,29 +340,30 @@ class BatchLoader {
         for (std::size_t i = 0; i < loaded_.sessions.size(); ++i) {
             const auto [known, isNew] = first.try_emplace(loaded_.sessions[i].segmentId, i);
             if (isNew) continue;
-            const auto choice = SessionVersions::longer(loaded_.sessions[known->second].entry,
-                                                        loaded_.sessions[i].entry);
+            const auto choice = SessionVersions::longer(loaded_.sessions[known->second].known,
+                                                        loaded_.sessions[i].known, cache_);
             const std::size_t loser = choice.isSecond ? known->second : i;
             if (choice.isSecond) known->second = i;
             dropped.insert(loser);
             if (!choice.partsFromOther) continue;
-            const std::string& path = loaded_.sessions[loser].source.rolloutPath;
-            loaded_.gaps.add(LocalUsageGapKind::divergentCopy, path);
+            KnownSession& lost = loaded_.sessions[loser].known;
+            loaded_.gaps.add(LocalUsageGapKind::divergentCopy, lost.path);
             // What was counted once stays counted.
-            SessionUsageCacheEntry& entry = cache_.entries.at(path);
-            if (std::exchange(entry.isCounted, false)) keepSession(path, entry, cache_);
+            if (lost.head.isCounted) keepSession(lost, cache_);
+            setCounted(lost, false);
         }
         remove(dropped);
-        for (const LoadedSessionUsage& session : loaded_.sessions) {
-            SessionUsageCacheEntry& entry = cache_.entries.at(session.source.rolloutPath);
-            if (!std::exchange(entry.isCounted, true)) cache_.hasChanges = true;
-        }
+        for (const LoadedSessionUsage& session : loaded_.sessions) setCounted(session.known, true);
+    }
+
+    static void setCounted(KnownSession& session, bool isCounted) {
+        if (std::exchange(session.head.isCounted, isCounted) != isCounted) session.isUnsaved = true;
     }
 
     void forgetReturned() {
-        if (cache_.kept.gone.empty()) return;
+        if (cache_.gone.empty()) return;
         for (const LoadedSessionUsage& session : loaded_.sessions) {
-            forgetReturnedSession(session.source.rolloutPath, session.entry, cache_);
+            cache_.forgetReturned(session.segmentId, session.known);
         }
     }
 
@@ -300,12 +378,10 @@ class BatchLoader {
 
     void addGone() {
         const std::size_t first = loaded_.sessions.size();
-        const std::string home = sessionHomeName(request_.setting.codexHome);
-        for (const auto& [key, versions] : cache_.kept.gone) {
-            for (const KeptSession& kept : versions) {
-                if (kept.entry.home != home) break;
-                add(kept.path, kept.entry, true);
-                loaded_.gaps.add(LocalUsageGapKind::goneLog, kept.path);
+        for (auto& [segment, versions] : cache_.gone) {
+            for (KnownSession& session : versions) {
+                add(session, true);
+                loaded_.gaps.add(LocalUsageGapKind::goneLog, session.path);
             }
         }
         sortFrom(first);
@@ -324,27 +400,46 @@ class BatchLoader {
     }
 
     void dropCycles() {
-        const auto inCycle = sessionsInParentCycles(loaded_.sessions);
+        const auto inCycle = sessionsInParentCycles(loaded_.sessions, *loaded_.families);
+        if (inCycle.empty()) return;
         for (const std::size_t i : inCycle) {
             loaded_.gaps.add(LocalUsageGapKind::parentCycle,
                              loaded_.sessions[i].source.rolloutPath);
         }
         remove(inCycle);
+        loaded_.families.emplace(loaded_.sessions);
     }
 
-    const SessionBatchRequest& request_;
+    SessionBatchRequest request_;
     SessionUsageCache& cache_;
     std::vector<Candidate> candidates_;
-    std::unordered_map<std::string, const SessionUsageSource*> rowsById_;
-    std::set<std::string> livePaths_;
+    std::unordered_map<std::string_view, const SessionUsageSource*> rowsById_;
+    std::unordered_set<std::string_view> livePaths_;
     std::unordered_set<std::string> troubledStems_;
+    LocalUsageGaps readGaps_;
+    std::size_t waitingLogs_ = 0;
     LoadedSessions loaded_;
 };
 
-}  // namespace
+SessionBatch::SessionBatch(const SessionBatchRequest& request, SessionUsageCache& cache)
+    : steps_(std::make_unique<Steps>(request, cache)) {}
 
-LoadedSessions loadSessions(const SessionBatchRequest& request, SessionUsageCache& cache) {
-    return BatchLoader(request, cache).load();
+SessionBatch::~SessionBatch() = default;
+
+void SessionBatch::read() {
+    steps_->read();
+}
+
+std::size_t SessionBatch::waitingLogs() const {
+    return steps_->waitingLogs();
+}
+
+std::string SessionBatch::fingerprint() const {
+    return steps_->fingerprint();
+}
+
+LoadedSessions SessionBatch::load() {
+    return steps_->load();
 }
 
 }  // namespace vantry::CodexUsageReader

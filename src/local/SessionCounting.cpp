@@ -1,142 +1,163 @@
 #include <algorithm>
-#include <map>
 #include <unordered_map>
+#include <unordered_set>
 
 #include "local/RecordedRequests.h"
 #include "local/SessionBatch.h"
+#include "local/SessionKin.h"
 
 namespace vantry::CodexUsageReader {
 
 namespace {
 
-using Deltas = std::vector<SessionUsageDelta>;
-using Visit = std::function<void(const VisitedSession&)>;
+using Sessions = std::vector<const LoadedSessionUsage*>;
 
-/// For each position, the entries that no session after it needs.
-std::vector<std::vector<const SessionUsageCacheEntry*>> releasesOf(
-    const std::vector<LoadedSessionUsage>& sessions, const SessionFamilies& families) {
-    // From the last session back: who is met first is needed last.
-    std::unordered_map<const SessionUsageCacheEntry*, std::size_t> lastUse;
-    for (std::size_t i = sessions.size(); i-- > 0;) {
-        std::vector<const LoadedSessionUsage*> waiting{&sessions[i]};
-        while (!waiting.empty()) {
-            const LoadedSessionUsage* session = waiting.back();
-            waiting.pop_back();
-            if (!lastUse.emplace(&session->entry, i).second) continue;
-            const auto& lineage = session->lineage();
-            const auto need = [&](const SessionFamilies::Logs& logs) {
-                waiting.insert(waiting.end(), logs.begin(), logs.end());
-            };
-            need(families.parentsOf(*session));
-            if (lineage.parentThreadId) need(families.ofThread(*lineage.parentThreadId));
-            need(families.ofSegment(session->segmentId));
-        }
-    }
-    std::vector<std::vector<const SessionUsageCacheEntry*>> releases(sessions.size());
-    for (const auto& [entry, position] : lastUse) releases[position].push_back(entry);
-    return releases;
-}
-
-class Counting {
+class ShareMaking {
   public:
-    Counting(const LoadedSessions& loaded, Date cutoff, LocalUsageGaps& gaps, const Visit& visit)
+    ShareMaking(const LoadedSessions& loaded, SessionUsageCache& cache, Date cutoff)
         : loaded_(loaded),
-          families_(loaded.sessions),
-          requests_(loaded.sessions),
+          cache_(cache),
           cutoff_(cutoff),
-          gaps_(gaps),
-          visit_(visit) {
-        for (const LoadedSessionUsage& session : loaded.sessions) {
+          kin_(loaded.sessions, *loaded.families),
+          memo_([&](const LoadedSessionUsage& session) { return cache.entry(session.known); }),
+          requests_(kin_, *loaded.families, memo_) {}
+
+    bool run() {
+        Sessions outdated;
+        cache_.loadShares();
+        for (const LoadedSessionUsage& session : loaded_.sessions) {
+            const SessionHead& head = session.head();
+            const bool isSound = head.shareSources == kin_.sources(session) &&
+                                 cache_.hasShare(session.known.id) &&
+                                 !(head.shareLastActiveAt && *head.shareLastActiveAt > cutoff_);
+            if (!isSound) outdated.push_back(&session);
+        }
+        // Family by family: what one needs is not kept while another is at work.
+        std::unordered_set<const LoadedSessionUsage*> held;
+        for (const LoadedSessionUsage* session : kin_.byFamily(outdated)) {
+            const Sessions kin = kin_.kin(*session);
+            if (std::ranges::none_of(kin, [&](const auto* log) { return held.contains(log); })) {
+                for (const LoadedSessionUsage* log : held) memo_.release(*log);
+                held.clear();
+                requests_.forget();
+            }
+            held.insert(kin.begin(), kin.end());
+            make(*session);
+        }
+        return isWhole_;
+    }
+
+  private:
+    void make(const LoadedSessionUsage& session) {
+        const auto usage = effectiveSessionUsage(session, *loaded_.families, memo_);
+        if (!usage) {
+            cache_.giveUp(session.known);
+            isWhole_ = isWhole_ && session.isGone;
+            return;
+        }
+        const auto split = requests_.split(session, *usage);
+        cache_.keepShare(session.known, kin_.sources(session),
+                         makeSessionShare({.own = split.own,
+                                           .borrowed = split.borrowed,
+                                           .toolCalls = usage->toolCalls,
+                                           .skillLoads = usage->skillLoads,
+                                           .isWithoutParent = usage->isWithoutParent,
+                                           .cutoff = cutoff_}));
+    }
+
+    const LoadedSessions& loaded_;
+    SessionUsageCache& cache_;
+    Date cutoff_;
+    SessionKin kin_;
+    SessionDeltaMemo memo_;
+    RecordedRequests requests_;
+    bool isWhole_ = true;
+};
+
+class Visiting {
+  public:
+    Visiting(const SessionVisits& visits, const std::function<void(const VisitedSession&)>& visit)
+        : visits_(visits), visit_(visit) {
+        for (const LoadedSessionUsage& session : visits.loaded.sessions) {
             if (!session.isGone) sourceByThread_.emplace(session.source.threadId, &session.source);
         }
     }
 
     void run() {
-        const auto releases = releasesOf(loaded_.sessions, families_);
-        for (std::size_t i = 0; i < loaded_.sessions.size(); ++i) {
-            count(loaded_.sessions[i]);
-            for (const SessionUsageCacheEntry* entry : releases[i]) memo_.release(*entry);
-        }
+        for (const LoadedSessionUsage& session : visits_.loaded.sessions) visitLog(session);
+        visits_.cache.dropLoadedShares();
     }
 
   private:
-    void count(const LoadedSessionUsage& session) {
-        const std::string& path = session.source.rolloutPath;
-        auto usage = effectiveSessionUsage(session, families_, memo_);
-        if (!usage) {
-            gaps_.add(LocalUsageGapKind::damagedLog, path);
+    void visitLog(const LoadedSessionUsage& session) {
+        auto share = visits_.cache.share(session.known.id);
+        if (!share) {
+            visits_.gaps.add(LocalUsageGapKind::damagedLog, session.source.rolloutPath);
             return;
         }
-        leaveOutFuture(*usage);
-        nameGaps(session, *usage);
-        std::map<std::string, Deltas> borrowed = takeRecords(session, *usage);
-        const SessionUsageSource& root = rootConversationSource(session, families_);
-        visit_({.source = session.source, .entry = session.entry, .usage = *usage, .root = root});
-        for (const auto& [thread, deltas] : borrowed) {
-            const auto named = sourceByThread_.find(thread);
-            SessionUsageSource source = session.source;
-            if (named != sourceByThread_.end()) source = *named->second;
-            source.threadId = thread;
-            visit_({.source = source,
-                    .entry = session.entry,
-                    .usage = {.deltas = deltas},
-                    .root = named != sourceByThread_.end() ? *named->second : source,
-                    .isBorrowed = true});
-        }
+        VisitedSession visited{.source = session.source,
+                               .head = session.head(),
+                               .share = *share,
+                               .tokens = share->own,
+                               .root = rootConversationSource(session, *visits_.loaded.families)};
+        enter(share->own, visited);
+        nameGaps(session, *share, visited.setAsideEventCount);
+        visit_(visited);
+        for (auto& [thread, tokens] : share->borrowed)
+            visitBorrowed(session, *share, thread, tokens);
     }
 
-    void leaveOutFuture(EffectiveSessionUsage& usage) const {
-        const bool isPast = std::ranges::all_of(
-            usage.deltas, [&](const SessionUsageDelta& delta) { return delta.date <= cutoff_; });
-        if (isPast) return;
-        auto accepted = SessionUsageEventTimePolicy::acceptedDeltas(
-            Deltas(usage.deltas.begin(), usage.deltas.end()), cutoff_);
-        usage.rejectedFutureDeltaCount = accepted.rejectedCount;
-        usage.setAsideDeltaCount = accepted.setAsideCount;
-        usage.take(std::move(accepted.deltas));
+    void visitBorrowed(const LoadedSessionUsage& session, const SessionShare& share,
+                       const std::string& thread, SessionShareTokens& tokens) {
+        const auto named = sourceByThread_.find(thread);
+        SessionUsageSource source =
+            named != sourceByThread_.end() ? *named->second : session.source;
+        source.threadId = thread;
+        VisitedSession visited{.source = source,
+                               .head = session.head(),
+                               .share = share,
+                               .tokens = tokens,
+                               .root = named != sourceByThread_.end() ? *named->second : source,
+                               .isBorrowed = true};
+        enter(tokens, visited);
+        visit_(visited);
     }
 
-    void nameGaps(const LoadedSessionUsage& session, const EffectiveSessionUsage& usage) {
+    void enter(SessionShareTokens& tokens, VisitedSession& visited) const {
+        tokens.enter(visits_.cutoff);
+        const Date tomorrow = visits_.cutoff + 86'400.0;
+        visited.waitingEventCount = static_cast<std::int64_t>(tokens.waiting.size());
+        visited.setAsideEventCount = std::ranges::count_if(
+            tokens.waiting,
+            [&](const SessionShareEvent& event) { return !(event.date <= tomorrow); });
+    }
+
+    void nameGaps(const LoadedSessionUsage& session, const SessionShare& share,
+                  std::int64_t setAside) {
         using Kind = LocalUsageGapKind;
         const auto name = [&](Kind kind, std::int64_t count) {
-            if (count > 0) gaps_.add(kind, session.source.rolloutPath, count);
+            if (count > 0) visits_.gaps.add(kind, session.source.rolloutPath, count);
         };
-        name(Kind::countedWithoutParent, usage.isWithoutParent ? 1 : 0);
-        name(Kind::unreadableLines, session.entry.lines.unreadable);
-        name(Kind::recordDisagreement, session.entry.lines.disagreeing);
-        name(Kind::futureEvents, usage.setAsideDeltaCount);
+        name(Kind::countedWithoutParent, share.isWithoutParent ? 1 : 0);
+        name(Kind::unreadableLines, session.head().lines.unreadable);
+        name(Kind::recordDisagreement, session.head().lines.disagreeing);
+        name(Kind::futureEvents, setAside);
     }
 
-    /// Leaves out the records that count elsewhere, and takes those that count for another thread.
-    std::map<std::string, Deltas> takeRecords(const LoadedSessionUsage& session,
-                                              EffectiveSessionUsage& usage) {
-        std::map<std::string, Deltas> borrowed;
-        if (session.entry.deltaStorage.recordKeys.empty()) return borrowed;
-        Deltas own;
-        own.reserve(usage.deltas.size());
-        for (const SessionUsageDelta& delta : usage.deltas) {
-            if (delta.isRecord() && !requests_.claim(delta, session)) continue;
-            (delta.recordThread ? borrowed[*delta.recordThread] : own).push_back(delta);
-        }
-        if (own.size() < usage.deltas.size()) usage.take(std::move(own));
-        return borrowed;
-    }
-
-    const LoadedSessions& loaded_;
-    SessionFamilies families_;
-    RecordedRequests requests_;
-    Date cutoff_;
-    SessionDeltaMemo memo_;
-    LocalUsageGaps& gaps_;
-    const Visit& visit_;
+    const SessionVisits& visits_;
+    const std::function<void(const VisitedSession&)>& visit_;
     std::unordered_map<std::string, const SessionUsageSource*> sourceByThread_;
 };
 
 }  // namespace
 
-void visitEffectiveUsage(const LoadedSessions& loaded, Date cutoff, LocalUsageGaps& gaps,
-                         const Visit& visit) {
-    Counting(loaded, cutoff, gaps, visit).run();
+bool bringSharesUpToDate(const LoadedSessions& loaded, SessionUsageCache& cache, Date cutoff) {
+    return ShareMaking(loaded, cache, cutoff).run();
+}
+
+void visitShares(const SessionVisits& visits,
+                 const std::function<void(const VisitedSession&)>& visit) {
+    Visiting(visits, visit).run();
 }
 
 }  // namespace vantry::CodexUsageReader

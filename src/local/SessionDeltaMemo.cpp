@@ -10,28 +10,36 @@ std::span<const SessionReadings::Reading> SessionReadings::before(
     return {readings.begin(), end};
 }
 
-SessionDeltaMemo::Deltas SessionDeltaMemo::deltas(const SessionUsageCacheEntry& entry) {
-    const auto known = deltas_.find(&entry);
-    if (known != deltas_.end()) return known->second;
-    auto decoding = entry.deltaStorage.decoded();
-    if (!decoding.deltas) return nullptr;
-    auto deltas =
-        std::make_shared<const std::vector<SessionUsageDelta>>(*std::move(decoding.deltas));
-    return deltas_.emplace(&entry, std::move(deltas)).first->second;
+const SessionUsageCacheEntry* SessionDeltaMemo::entry(const LoadedSessionUsage& session) {
+    Log& log = logs_[&session];
+    if (!std::exchange(log.isLoaded, true)) log.entry = load_(session);
+    return log.entry.get();
 }
 
-const SessionReadings* SessionDeltaMemo::readings(const SessionUsageCacheEntry& entry) {
-    const auto known = readings_.find(&entry);
-    if (known != readings_.end()) return &known->second;
-    const auto decoding = entry.deltaStorage.decoded();
-    const auto trail = entry.readingTrail.decoded(entry.deltaStorage.count);
-    if (!decoding.deltas || !trail) return nullptr;
+SessionDeltaMemo::Deltas SessionDeltaMemo::deltas(const LoadedSessionUsage& session) {
+    const SessionUsageCacheEntry* known = entry(session);
+    Log& log = logs_[&session];
+    if (known == nullptr || log.deltas != nullptr) return log.deltas;
+    auto decoding = known->deltaStorage.decoded();
+    if (!decoding.deltas) return nullptr;
+    log.deltas =
+        std::make_shared<const std::vector<SessionUsageDelta>>(*std::move(decoding.deltas));
+    return log.deltas;
+}
+
+const SessionReadings* SessionDeltaMemo::readings(const LoadedSessionUsage& session) {
+    const Deltas events = deltas(session);
+    Log& log = logs_[&session];
+    if (events == nullptr) return nullptr;
+    if (log.readings) return &*log.readings;
+    const auto trail = log.entry->readingTrail.decoded(log.entry->deltaCount());
+    if (!trail) return nullptr;
     SessionReadings result;
-    result.readings.reserve(decoding.deltas->size());
+    result.readings.reserve(events->size());
     TokenBreakdown total;
     auto correction = trail->corrections.begin();
-    for (std::size_t i = 0; i < decoding.deltas->size(); ++i) {
-        total.add((*decoding.deltas)[i].tokens);
+    for (std::size_t i = 0; i < events->size(); ++i) {
+        total.add((*events)[i].tokens);
         const auto isHere = [&] {
             return correction != trail->corrections.end() &&
                    correction->deltaIndex <= static_cast<std::int64_t>(i);
@@ -43,13 +51,8 @@ const SessionReadings* SessionDeltaMemo::readings(const SessionUsageCacheEntry& 
             result.readings.push_back({.ordinal = correction->ordinal, .total = total});
         }
     }
-    return &readings_.emplace(&entry, std::move(result)).first->second;
-}
-
-void SessionDeltaMemo::release(const SessionUsageCacheEntry& entry) {
-    deltas_.erase(&entry);
-    histories_.erase(&entry);
-    readings_.erase(&entry);
+    log.readings = std::move(result);
+    return &*log.readings;
 }
 
 }  // namespace vantry

@@ -1,15 +1,15 @@
 #pragma once
 
 #include <cstdint>
-#include <map>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <span>
-#include <string>
+#include <unordered_map>
+#include <utility>
 #include <vector>
 
-#include "local/SessionLineParser.h"
-#include "local/SessionUsageCacheEntry.h"
+#include "local/SessionFamilies.h"
 
 namespace vantry {
 
@@ -25,28 +25,38 @@ struct SessionReadings {
     std::span<const Reading> before(std::int64_t endOrdinalExclusive) const;
 };
 
-/// Decoded logs that a batch needs more than once: a parent with hundreds of children is decoded
-/// once. Belongs to one batch and one thread.
+/// The entries of logs that a batch needs, loaded and decoded once: a parent can have hundreds of
+/// children. Belongs to one batch and one thread.
 class SessionDeltaMemo {
   public:
+    using Entry = std::shared_ptr<const SessionUsageCacheEntry>;
     using Deltas = std::shared_ptr<const std::vector<SessionUsageDelta>>;
+    using Load = std::function<Entry(const LoadedSessionUsage&)>;
 
-    /// The deltas of an entry, which stays where it is; null for a damaged entry.
-    Deltas deltas(const SessionUsageCacheEntry& entry);
+    explicit SessionDeltaMemo(Load load) : load_(std::move(load)) {}
 
-    /// The readings of an entry; null for a damaged entry.
-    const SessionReadings* readings(const SessionUsageCacheEntry& entry);
+    /// All of these are null for a log whose bytes are damaged, and stay until it is released.
+    const SessionUsageCacheEntry* entry(const LoadedSessionUsage& session);
+    Deltas deltas(const LoadedSessionUsage& session);
+    const SessionReadings* readings(const LoadedSessionUsage& session);
 
-    /// What somebody found that a copy of this entry's log can hold; null until it is told.
-    Deltas& history(const SessionUsageCacheEntry& entry) { return histories_[&entry]; }
+    /// What somebody found that a copy of this log can hold; null until it is told.
+    Deltas& history(const LoadedSessionUsage& session) { return logs_[&session].history; }
 
-    /// Forgets an entry. What somebody still holds lives on.
-    void release(const SessionUsageCacheEntry& entry);
+    /// Forgets a log. What somebody still holds lives on.
+    void release(const LoadedSessionUsage& session) { logs_.erase(&session); }
 
   private:
-    std::map<const SessionUsageCacheEntry*, Deltas> deltas_;
-    std::map<const SessionUsageCacheEntry*, Deltas> histories_;
-    std::map<const SessionUsageCacheEntry*, SessionReadings> readings_;
+    struct Log {
+        bool isLoaded = false;
+        Entry entry;
+        Deltas deltas;
+        Deltas history;
+        std::optional<SessionReadings> readings;
+    };
+
+    Load load_;
+    std::unordered_map<const LoadedSessionUsage*, Log> logs_;
 };
 
 }  // namespace vantry

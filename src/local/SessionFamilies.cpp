@@ -4,39 +4,47 @@
 
 namespace vantry {
 
+namespace {
+
+const SessionFamilies::Logs none;
+
+}  // namespace
+
 SessionFamilies::SessionFamilies(std::span<const LoadedSessionUsage> sessions) {
+    byThread_.reserve(sessions.size());
+    bySegment_.reserve(sessions.size());
     for (const LoadedSessionUsage& session : sessions) {
         byThread_[session.source.threadId].push_back(&session);
         bySegment_[session.segmentId].push_back(&session);
     }
     for (auto* names : {&byThread_, &bySegment_}) {
         for (auto& [name, logs] : *names) {
+            if (logs.size() == 1) continue;
             std::stable_partition(logs.begin(), logs.end(),
                                   [](const auto* log) { return !log->isGone; });
         }
     }
 }
 
-const SessionFamilies::Logs& SessionFamilies::find(const std::map<std::string, Logs>& logs,
+const SessionFamilies::Logs& SessionFamilies::find(const LogsByName& logs,
                                                    const std::string& name) {
-    static const Logs none;
     const auto found = logs.find(name);
     return found == logs.end() ? none : found->second;
 }
 
-SessionFamilies::Logs SessionFamilies::parentsOf(const LoadedSessionUsage& session) const {
+const SessionFamilies::Logs& SessionFamilies::parentsOf(const LoadedSessionUsage& session) const {
     const SessionUsageLineage& lineage = session.lineage();
     if (lineage.historyBase) return ofSegment(lineage.historyBase->threadId);
     if (lineage.parentThreadId) return ofThread(*lineage.parentThreadId);
-    return {};
+    return none;
 }
 
-std::set<std::size_t> sessionsInParentCycles(std::span<const LoadedSessionUsage> sessions) {
+std::set<std::size_t> sessionsInParentCycles(std::span<const LoadedSessionUsage> sessions,
+                                             const SessionFamilies& families) {
     const bool hasParents = std::ranges::any_of(sessions, [](const LoadedSessionUsage& session) {
         return session.lineage().parentThreadId || session.lineage().historyBase;
     });
     if (!hasParents) return {};
-    const SessionFamilies families(sessions);
     std::vector<std::vector<std::size_t>> parents(sessions.size());
     std::vector<std::size_t> openParents(sessions.size());
     std::vector<std::size_t> openChildren(sessions.size());

@@ -1,25 +1,27 @@
 #pragma once
 
-#include <map>
 #include <set>
 #include <span>
 #include <string>
+#include <string_view>
+#include <unordered_map>
 #include <vector>
 
-#include "local/SessionUsageCacheEntry.h"
+#include "local/SessionUsageCache.h"
 #include "local/ThreadIndex.h"
 
 namespace vantry {
 
-/// One log of a batch: a segment of its thread. Source and entry lie with the batch's owner and
+/// One log of a batch: a segment of its thread. Source and log lie with the batch's owner and
 /// outlive this.
 struct LoadedSessionUsage {
     const SessionUsageSource& source;
-    const SessionUsageCacheEntry& entry;
+    KnownSession& known;    ///< as the cache knows it
     std::string segmentId;  ///< the name by which other logs speak of it
     bool isGone = false;    ///< counted before, and no longer there
 
-    const SessionUsageLineage& lineage() const { return *entry.lineage; }
+    const SessionHead& head() const { return known.head; }
+    const SessionUsageLineage& lineage() const { return known.head.lineage; }
 };
 
 /// The logs of a batch by their names. Several logs can stand under one name: segments of a thread,
@@ -28,7 +30,7 @@ class SessionFamilies {
   public:
     using Logs = std::vector<const LoadedSessionUsage*>;
 
-    /// The sessions outlive this.
+    /// The sessions outlive this, and stay what they are.
     explicit SessionFamilies(std::span<const LoadedSessionUsage> sessions);
 
     const Logs& ofThread(const std::string& threadId) const { return find(byThread_, threadId); }
@@ -37,16 +39,19 @@ class SessionFamilies {
     }
 
     /// The logs that this one goes on from or may have copied.
-    Logs parentsOf(const LoadedSessionUsage& session) const;
+    const Logs& parentsOf(const LoadedSessionUsage& session) const;
 
   private:
-    static const Logs& find(const std::map<std::string, Logs>& logs, const std::string& name);
+    using LogsByName = std::unordered_map<std::string_view, Logs>;  ///< names lie in the sessions
 
-    std::map<std::string, Logs> byThread_;
-    std::map<std::string, Logs> bySegment_;
+    static const Logs& find(const LogsByName& logs, const std::string& name);
+
+    LogsByName byThread_;
+    LogsByName bySegment_;
 };
 
 /// The positions of the logs that are their own ancestors, by whatever way.
-std::set<std::size_t> sessionsInParentCycles(std::span<const LoadedSessionUsage> sessions);
+std::set<std::size_t> sessionsInParentCycles(std::span<const LoadedSessionUsage> sessions,
+                                             const SessionFamilies& families);
 
 }  // namespace vantry

@@ -5,7 +5,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "platform/Sha256.h"
+#include "platform/Checksum.h"
 
 namespace vantry {
 
@@ -41,7 +41,6 @@ std::optional<Date> SessionFileSnapshot::modificationDate() const {
 
 void SessionFileSnapshot::describe(SessionUsageCacheEntry& entry) const {
     entry.fileSize = fileSize;
-    entry.modificationDate = modificationDate();
     entry.modificationTimeNanoseconds = modificationTimeNanoseconds;
     entry.fileIdentifier = fileIdentifier;
     entry.changeTimeNanoseconds = changeTimeNanoseconds;
@@ -50,13 +49,11 @@ void SessionFileSnapshot::describe(SessionUsageCacheEntry& entry) const {
 
 namespace CodexUsageReader {
 
-bool sameSessionFileIdentity(const SessionUsageCacheEntry& entry,
-                             const SessionFileSnapshot& snapshot) {
-    return entry.fileSize == snapshot.fileSize &&
-           entry.modificationTimeNanoseconds == snapshot.modificationTimeNanoseconds &&
-           entry.changeTimeNanoseconds == snapshot.changeTimeNanoseconds &&
-           entry.mode == snapshot.mode &&
-           (!entry.fileIdentifier || entry.fileIdentifier == snapshot.fileIdentifier);
+bool sameSessionFileIdentity(const SessionFileSnapshot& known, const SessionFileSnapshot& now) {
+    return known.fileSize == now.fileSize &&
+           known.modificationTimeNanoseconds == now.modificationTimeNanoseconds &&
+           known.changeTimeNanoseconds == now.changeTimeNanoseconds && known.mode == now.mode &&
+           (!known.fileIdentifier || known.fileIdentifier == now.fileIdentifier);
 }
 
 bool sessionFileContainsSnapshotPrefix(const std::filesystem::path& path,
@@ -76,7 +73,7 @@ std::optional<std::string> sessionPrefixProof(const FileDescriptor& file, std::i
     if (offset < 0 || !take(0, 0) || !take(size, offset - static_cast<std::int64_t>(size))) {
         return std::nullopt;
     }
-    return sha256Hex(bytes);
+    return std::to_string(checksum(0, {bytes}));
 }
 
 }  // namespace CodexUsageReader

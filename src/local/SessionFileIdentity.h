@@ -53,10 +53,9 @@ struct RecordFields<SessionFileSnapshot> {
 /// longer than that, and answer for that moment only.
 namespace CodexUsageReader {
 
-/// Whether the entry was made from this very state of the file. Times are compared in whole
-/// nanoseconds; an entry without a file number takes any.
-bool sameSessionFileIdentity(const SessionUsageCacheEntry& entry,
-                             const SessionFileSnapshot& snapshot);
+/// Whether a file that was read in one state is in that very state. Times are compared in whole
+/// nanoseconds; a state without a file number takes any.
+bool sameSessionFileIdentity(const SessionFileSnapshot& known, const SessionFileSnapshot& now);
 
 /// Whether the file at the path is the same and may have grown since.
 bool sessionFileContainsSnapshotPrefix(const std::filesystem::path& path,

@@ -88,7 +88,10 @@ struct Walk {
             ::clock_gettime(CLOCK_REALTIME, &now);
             folder.isSettled =
                 folder.changeNanoseconds < nanosecondsOf(now) - 2 * nanosecondsPerSecond;
-            if (const auto error = list(path, folder)) {
+            const auto error = list(path, folder);
+            std::ranges::sort(folder.logs);
+            std::ranges::sort(folder.folders);
+            if (error) {
                 if (*error == EMFILE || *error == ENFILE || *error == ENOMEM)
                     listing.isWhole = false;
                 listing.closed.push_back(path);
@@ -113,7 +116,8 @@ SessionLogListing sessionLogFiles(const std::filesystem::path& codexHome,
         walk.visit((codexHome / name).native(), 0);
     }
     cache = std::move(walk.seen);
-    std::ranges::sort(walk.listing.logs);
+    // Folders hold either logs or folders, as a rule: then all are in order already.
+    if (!std::ranges::is_sorted(walk.listing.logs)) std::ranges::sort(walk.listing.logs);
     std::ranges::sort(walk.listing.strangers);
     return std::move(walk.listing);
 }

@@ -11,7 +11,6 @@
 #include "io/RegularFileReader.h"
 #include "local/SessionLineParser.h"
 #include "local/SessionLineage.h"
-#include "platform/Text.h"
 
 namespace vantry::CodexUsageReader {
 
@@ -49,10 +48,9 @@ SessionLogTrouble troubleOfOpening() {
     }
 }
 
-SessionUsageCacheEntry entryOf(const Snapshot& log, ParsedSessionUsage&& usage,
-                               const SessionReadSetting& setting) {
-    SessionUsageCacheEntry entry{.home = validUtf8(setting.codexHome.native()),
-                                 .hasTokenEvents = usage.hasTokenEvents,
+// Takes all but the deltas out of `usage`.
+SessionUsageCacheEntry entryOf(const Snapshot& log, ParsedSessionUsage& usage) {
+    SessionUsageCacheEntry entry{.hasTokenEvents = usage.hasTokenEvents,
                                  .tokenEventCount = usage.tokenEventCount,
                                  .deltaStorage = SessionUsageDeltaStorage::encoding(usage.deltas),
                                  .toolCalls = std::move(usage.toolCalls),
@@ -60,7 +58,6 @@ SessionUsageCacheEntry entryOf(const Snapshot& log, ParsedSessionUsage&& usage,
                                  .skillLoads = std::move(usage.skillLoads),
                                  .lastTokenUsage = usage.lastTokenUsage,
                                  .lastModel = std::move(usage.lastModel),
-                                 .lastAccessedAt = setting.now,
                                  .firstReading = usage.firstReading,
                                  .readingTrail = SessionReadingTrailStorage::encoding(usage.trail),
                                  .pendingRecords = std::move(usage.pendingRecords),
@@ -72,9 +69,9 @@ SessionUsageCacheEntry entryOf(const Snapshot& log, ParsedSessionUsage&& usage,
 }
 
 // Whether an unchanged log needs no look: what stands behind its last finished line does not count.
-bool isUnchanged(const SessionFileSnapshot& file, const SessionUsageCacheEntry& cached) {
-    return cached.isCurrent && sameSessionFileIdentity(cached, file) && cached.parsedByteOffset &&
-           *cached.parsedByteOffset >= 0 && *cached.parsedByteOffset <= file.fileSize;
+bool isUnchanged(const SessionFileSnapshot& file, const SessionHead& known) {
+    return known.isCurrent && sameSessionFileIdentity(known.file, file) && known.parsedByteOffset &&
+           *known.parsedByteOffset >= 0 && *known.parsedByteOffset <= file.fileSize;
 }
 
 // The state from which a log that has grown is read on.
@@ -97,12 +94,11 @@ std::optional<ParsedSessionUsage> resumed(const SessionUsageCacheEntry& cached) 
                               .lines = cached.lines};
 }
 
-bool canGoOn(const Snapshot& log, const SessionUsageCacheEntry& cached) {
-    return cached.isCurrent && !log.isCompressed && cached.parsedByteOffset &&
-           cached.lastTokenUsage && cached.fileIdentifier && cached.prefixProof &&
-           cached.fileIdentifier == log.file.fileIdentifier &&
-           log.file.fileSize > cached.fileSize && *cached.parsedByteOffset >= 0 &&
-           *cached.parsedByteOffset <= cached.fileSize;
+bool canGoOn(const Snapshot& log, const SessionHead& known) {
+    return known.isCurrent && !log.isCompressed && known.parsedByteOffset &&
+           known.file.fileIdentifier && known.file.fileIdentifier == log.file.fileIdentifier &&
+           log.file.fileSize > known.file.fileSize && *known.parsedByteOffset >= 0 &&
+           *known.parsedByteOffset <= known.file.fileSize;
 }
 
 /// An open log and what it is read with.
@@ -139,7 +135,8 @@ SessionReadOutcome readFrom(std::int64_t offset, ParsedSessionUsage usage, const
     }
     SessionReadOutcome outcome{.route = offset > 0 ? SessionReadRoute::appended
                                                    : SessionReadRoute::whole};
-    SessionUsageCacheEntry& entry = outcome.entry.emplace(entryOf(log, std::move(usage), setting));
+    SessionUsageCacheEntry& entry = outcome.entry.emplace(entryOf(log, usage));
+    outcome.deltas = std::move(usage.deltas);
     entry.logSize = offset + reading.consumed;
     entry.parsedByteOffset = log.isCompressed ? log.file.fileSize : entry.logSize;
     if (!log.isCompressed) entry.prefixProof = sessionPrefixProof(file, entry.logSize);
@@ -163,17 +160,19 @@ bool isKnownToFail(const KnownSessionTrouble* known, const SessionFileSnapshot& 
     }
 }
 
-std::optional<SessionReadOutcome> readAppended(const SessionUsageCacheEntry& cached,
+std::optional<SessionReadOutcome> readAppended(const SessionLogRequest& request,
                                                const std::string& threadId, const OpenLog& open) {
-    if (!cached.lineage || cached.lineage->threadId != threadId ||
-        sessionPrefixProof(open.file, *cached.parsedByteOffset) != cached.prefixProof ||
-        !goTo(*cached.parsedByteOffset, open)) {
+    if (request.known->lineage.threadId != threadId) return std::nullopt;
+    const auto known = request.loadKnown();
+    const std::int64_t offset = *request.known->parsedByteOffset;
+    if (known == nullptr || !known->lastTokenUsage || !known->prefixProof ||
+        sessionPrefixProof(open.file, offset) != known->prefixProof || !goTo(offset, open)) {
         return std::nullopt;
     }
-    auto usage = resumed(cached);
+    auto usage = resumed(*known);
     if (!usage) return std::nullopt;
     usage->threadId = threadId;
-    auto outcome = readFrom(*cached.parsedByteOffset, *std::move(usage), open);
+    auto outcome = readFrom(offset, *std::move(usage), open);
     if (!outcome.isKnown()) return std::nullopt;
     return outcome;
 }
@@ -190,6 +189,11 @@ std::optional<SessionUsageLineage> lineageOf(const OpenLog& open, std::size_t he
     if (header.isThere) return std::move(header.lineage);
     if (!goTo(0, open)) return std::nullopt;
     return readSessionUsageLineage(file, false);
+}
+
+bool isId(std::string_view text) {
+    return std::ranges::all_of(
+        text, [](unsigned char byte) { return std::isxdigit(byte) != 0 || byte == '-'; });
 }
 
 }  // namespace
@@ -221,10 +225,16 @@ std::string sessionSegmentId(const std::string& path, const std::string& threadI
     if (threadId.empty() || at == std::string::npos) return threadId;
     // A copy may have got something behind its name.
     std::string id = stem.substr(at + threadId.size() + 1, idSize);
-    const bool isId = id.size() == idSize && std::ranges::all_of(id, [](unsigned char byte) {
-                          return std::isxdigit(byte) != 0 || byte == '-';
-                      });
-    return isId ? id : threadId;
+    return id.size() == idSize && isId(id) ? id : threadId;
+}
+
+std::string sessionThreadIdOfFile(const std::string& path) {
+    constexpr std::string_view before = "rollout-2026-01-01T00-00-00-";
+    constexpr std::size_t idSize = 36;
+    std::string stem = sessionFileStem(path);
+    if (stem.size() < before.size() + idSize) return stem;
+    std::string id = stem.substr(before.size(), idSize);
+    return isId(id) ? id : stem;
 }
 
 SessionLook lookAtSession(const SessionLogRequest& request, const SessionReadSetting& setting) {
@@ -243,7 +253,7 @@ SessionLook lookAtSession(const SessionLogRequest& request, const SessionReadSet
         !sessionRolloutAccessIsAllowed(request.path, setting.codexHome)) {
         return failed(SessionLogTrouble::outside);
     }
-    if (request.cached != nullptr && isUnchanged(*file, *request.cached)) {
+    if (request.known != nullptr && isUnchanged(*file, *request.known)) {
         return {.outcome = SessionReadOutcome{.route = SessionReadRoute::hit, .file = file}};
     }
     if (isKnownToFail(request.knownTrouble, *file, setting.now)) {
@@ -263,14 +273,16 @@ SessionReadOutcome readSeenSession(const SessionLogRequest& request,
     const OpenLog openLog{
         .log = log, .file = *descriptor, .setting = setting, .workspace = workspace};
     workspace.clear();
-    const bool mayGoOn = request.cached != nullptr && canGoOn(log, *request.cached);
+    const bool mayGoOn = request.known != nullptr && canGoOn(log, *request.known);
     constexpr std::size_t headBytes = 65'536;
     auto lineage = lineageOf(openLog, mayGoOn ? headBytes : SessionLogBuffer::chunkBytes);
     if (!lineage) {
-        lineage = SessionUsageLineage{.threadId = std::string(request.fallbackThreadId)};
+        lineage = SessionUsageLineage{.threadId = request.fallbackThreadId.empty()
+                                                      ? sessionThreadIdOfFile(request.path)
+                                                      : std::string(request.fallbackThreadId)};
     }
     std::optional<SessionReadOutcome> outcome;
-    if (mayGoOn) outcome = readAppended(*request.cached, lineage->threadId, openLog);
+    if (mayGoOn) outcome = readAppended(request, lineage->threadId, openLog);
     if (!outcome) {
         const bool holdsHead = !mayGoOn && !workspace.buffer.bytes().empty();
         if (!holdsHead && !goTo(0, openLog)) {

@@ -1,14 +1,18 @@
 #pragma once
 
 #include <filesystem>
+#include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
-#include "local/KeptSessions.h"
 #include "local/SessionFileIdentity.h"
+#include "local/SessionHead.h"
 #include "local/SessionLogStream.h"
 #include "local/SessionReadLimits.h"
+#include "local/SessionTrouble.h"
 #include "local/SessionUsageCacheEntry.h"
 
 namespace vantry::CodexUsageReader {
@@ -28,6 +32,7 @@ struct SessionReadOutcome {
     SessionReadRoute route = SessionReadRoute::failed;
     /// What was read. Absent after a hit, where what is known still holds.
     std::optional<SessionUsageCacheEntry> entry;
+    std::vector<SessionUsageDelta> deltas;  ///< those of the entry
     SessionLogTrouble trouble = SessionLogTrouble::none;
     /// The file as it stood when the read began; absent where there is none to be looked at.
     std::optional<SessionFileSnapshot> file;
@@ -39,11 +44,13 @@ struct SessionReadOutcome {
 /// One log to be read.
 struct SessionLogRequest {
     const std::string& path;
-    /// The thread of a log whose header does not say it.
+    /// The thread of a log whose header does not say it; empty for the one that its name tells.
     std::string_view fallbackThreadId;
     /// Whether the folder was found to be one that may be touched.
     bool isInAllowedFolder = false;
-    const SessionUsageCacheEntry* cached = nullptr;  ///< what is known of it from before
+    const SessionHead* known = nullptr;  ///< from before
+    /// The entry of what is known, asked for where the log has grown; null where it cannot be had.
+    std::function<std::shared_ptr<const SessionUsageCacheEntry>()> loadKnown;
     /// What stopped the last read; a log that has not changed since is not read again.
     const KnownSessionTrouble* knownTrouble = nullptr;
 };
@@ -81,5 +88,8 @@ std::string sessionSegmentId(const std::string& path, const std::string& threadI
 std::string sessionFileStem(const std::string& path);
 
 bool isCompressedSession(const std::string& path);
+
+/// The thread that the name of a log's file tells, or the name where it tells none.
+std::string sessionThreadIdOfFile(const std::string& path);
 
 }  // namespace vantry::CodexUsageReader

@@ -290,6 +290,10 @@ SessionStore::WriteStart SessionStore::beginWriting() {
     return WriteStart::ready;
 }
 
+bool SessionStore::isWriting() const {
+    return state_->isWriting && !isFailure(state_->failure);
+}
+
 void SessionStore::put(const StoredSession& session) {
     State& state = *state_;
     DatabaseStatement* const statement = state.write(

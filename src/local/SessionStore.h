@@ -85,6 +85,9 @@ class SessionStore {
     /// Begins a transaction where it says `ready`, and nothing else. Reads then see what was put.
     WriteStart beginWriting();
 
+    /// Whether a transaction is open in which nothing has failed.
+    bool isWriting() const;
+
     /// A row that is there is replaced, its parts stay. A path that another row holds that is not
     /// gone fails the transaction.
     void put(const StoredSession& session);

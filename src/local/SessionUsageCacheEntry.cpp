@@ -79,6 +79,7 @@ SessionReadingTrailStorage SessionReadingTrailStorage::encoding(const SessionRea
         last = next;
     }
     storage.byteCount = static_cast<std::int64_t>(storage.ordinals.size());
+    if (storage.ordinals.size() < worthPacking) return storage;
     if (auto smaller = compressed(storage.ordinals)) {
         storage.ordinals = std::move(*smaller);
         storage.isCompressed = true;
@@ -121,18 +122,6 @@ std::string SessionUsageCacheEntry::damage() const {
         return "invalid session turn";
     }
     return {};
-}
-
-SessionUsageCacheEntry SessionUsageCacheEntry::touching(std::optional<std::uint64_t> identifier,
-                                                        Date date) const {
-    SessionUsageCacheEntry copy = *this;
-    copy.touch(identifier, date);
-    return copy;
-}
-
-void SessionUsageCacheEntry::touch(std::optional<std::uint64_t> identifier, Date date) {
-    lastAccessedAt = date;
-    if (identifier) fileIdentifier = identifier;
 }
 
 SessionUsageCacheEntryReading readSessionUsageCacheEntry(JsonView value) {

@@ -7,7 +7,6 @@
 #include <vector>
 
 #include "local/SessionUsage.h"
-#include "local/StoredText.h"
 #include "platform/Base64.h"
 #include "platform/RecordFields.h"
 
@@ -41,7 +40,7 @@ struct SessionUsageDeltaStorage {
 
     /// The most deltas that are taken from a file, so that its few bytes cannot ask for much
     /// memory.
-    static constexpr std::int64_t maxStoredCount = 1'000'000;
+    static constexpr std::int64_t maxStoredCount = 16'000'000;
 
     /// What is wrong with a value that comes from a file: its limits, its model names, its bytes.
     std::string storedDamage() const;
@@ -74,7 +73,6 @@ struct SessionUsageCacheEntry {
     /// The Codex home that it was counted in.
     std::string home;
     std::int64_t fileSize = 0;
-    std::optional<Date> modificationDate;
     /// Since 1970. A Date of today has steps of a quarter of a microsecond; files are told apart by
     /// this one, so that no change between two steps goes unseen.
     std::optional<std::int64_t> modificationTimeNanoseconds;
@@ -88,7 +86,6 @@ struct SessionUsageCacheEntry {
     std::optional<TokenBreakdown> lastTokenUsage;
     std::optional<std::string> lastModel;
     std::optional<std::uint64_t> fileIdentifier;  ///< the file's number (inode)
-    std::optional<Date> lastAccessedAt;
     std::optional<SessionUsageLineage> lineage;
     std::optional<SessionFirstReading> firstReading;
     SessionReadingTrailStorage readingTrail;
@@ -112,12 +109,6 @@ struct SessionUsageCacheEntry {
     /// What is wrong with the bytes and values of an entry from a file; empty when nothing is.
     std::string damage() const;
 
-    /// A copy that was used at `date`; the identifier is filled in when one is given.
-    SessionUsageCacheEntry touching(std::optional<std::uint64_t> identifier, Date date) const;
-
-    /// The same without the copy.
-    void touch(std::optional<std::uint64_t> identifier, Date date);
-
     friend bool operator==(const SessionUsageCacheEntry&, const SessionUsageCacheEntry&) = default;
 };
 
@@ -130,6 +121,8 @@ struct SessionUsageCacheEntryReading {
 /// The entry of a stored form with all its bytes checked. Any thread.
 SessionUsageCacheEntryReading readSessionUsageCacheEntry(JsonView value);
 
+// The JSON form is that of earlier versions, and is only read.
+
 /// A member of bytes; base64 in JSON.
 template <class Record>
 struct BytesField {
@@ -137,19 +130,6 @@ struct BytesField {
     std::string Record::*member;
     bool mayBeMissing = false;
 };
-
-template <class Record>
-void encodeField(const BytesField<Record>& entry, const Record& record, RecordForm /*form*/,
-                 JsonValue::Object& members) {
-    members.insert_or_assign(std::string(entry.name), base64Text(record.*entry.member));
-}
-
-template <class Record>
-void writeField(StoredTextWriter& writer, const BytesField<Record>& entry, const Record& record,
-                std::size_t start) {
-    writer.writeName(entry.name, start);
-    writer.writeBytes(record.*entry.member);
-}
 
 template <class Record>
 bool decodeField(const BytesField<Record>& entry, JsonView value, Record& into) {
@@ -161,29 +141,17 @@ bool decodeField(const BytesField<Record>& entry, JsonView value, Record& into) 
     return true;
 }
 
+template <>
+struct RecordFields<SessionToolCallProofs> {
+    static constexpr std::tuple list{field("byName", &SessionToolCallProofs::byName)};
+};
+
 /// Proofs of tool calls by the tool's name; base64 in JSON.
 template <class Record>
 struct ToolCallProofsField {
     std::string_view name;
     SessionToolCallProofs Record::*member;
 };
-
-template <class Record>
-void encodeField(const ToolCallProofsField<Record>& entry, const Record& record, RecordForm,
-                 JsonValue::Object& members) {
-    JsonValue::Object proofs;
-    for (const auto& [name, bytes] : (record.*entry.member).byName) {
-        proofs.insert_or_assign(name, base64Text(bytes));
-    }
-    members.insert_or_assign(std::string(entry.name), std::move(proofs));
-}
-
-template <class Record>
-void writeField(StoredTextWriter& writer, const ToolCallProofsField<Record>& entry,
-                const Record& record, std::size_t start) {
-    writer.writeName(entry.name, start);
-    writer.writeBytesByName((record.*entry.member).byName);
-}
 
 template <class Record>
 bool decodeField(const ToolCallProofsField<Record>& entry, JsonView value, Record& into) {
@@ -211,18 +179,6 @@ template <class Record, class Member>
 LaterField(const char*, Member Record::*) -> LaterField<Record, Member>;
 
 template <class Record, class Member>
-void encodeField(const LaterField<Record, Member>& entry, const Record& record, RecordForm form,
-                 JsonValue::Object& members) {
-    members.insert_or_assign(std::string(entry.name), encode(record.*entry.member, form));
-}
-
-template <class Record, class Member>
-void writeField(StoredTextWriter& writer, const LaterField<Record, Member>& entry,
-                const Record& record, std::size_t start) {
-    writer.writeMember(entry.name, record.*entry.member, start);
-}
-
-template <class Record, class Member>
 bool decodeField(const LaterField<Record, Member>& entry, JsonView value, Record& into) {
     const JsonView member = value[entry.name];
     return member.isMissing() || decode(member, into.*entry.member);
@@ -235,19 +191,6 @@ struct FileNumberField {
     std::string_view name;
     std::optional<std::uint64_t> Record::*member;
 };
-
-template <class Record>
-void encodeField(const FileNumberField<Record>& entry, const Record& record, RecordForm /*form*/,
-                 JsonValue::Object& members) {
-    const auto& number = record.*entry.member;
-    if (number) members.insert_or_assign(std::string(entry.name), JsonValue(*number));
-}
-
-template <class Record>
-void writeField(StoredTextWriter& writer, const FileNumberField<Record>& entry,
-                const Record& record, std::size_t start) {
-    writer.writeMember(entry.name, record.*entry.member, start);
-}
 
 template <class Record>
 bool decodeField(const FileNumberField<Record>& entry, JsonView value, Record& into) {
@@ -292,7 +235,6 @@ struct RecordFields<SessionUsageCacheEntry> {
     using Entry = SessionUsageCacheEntry;
     static constexpr std::tuple list{
         field("fileSize", &Entry::fileSize),
-        field("modificationDate", &Entry::modificationDate),
         field("modificationTimeNanoseconds", &Entry::modificationTimeNanoseconds),
         field("hasTokenEvents", &Entry::hasTokenEvents),
         field("tokenEventCount", &Entry::tokenEventCount),
@@ -304,7 +246,6 @@ struct RecordFields<SessionUsageCacheEntry> {
         field("lastTokenUsage", &Entry::lastTokenUsage),
         field("lastModel", &Entry::lastModel),
         FileNumberField<Entry>{"fileIdentifier", &Entry::fileIdentifier},
-        field("lastAccessedAt", &Entry::lastAccessedAt),
         field("lineage", &Entry::lineage),
         field("firstReading", &Entry::firstReading),
         field("readingTrail", &Entry::readingTrail),

@@ -80,23 +80,24 @@ void replaceFirst(const SessionUsageCacheEntry& entry, const TokenBreakdown& cos
     usage.take(std::move(deltas));
 }
 
-bool inheritsCounter(const LoadedSessionUsage& session) {
-    const auto& first = session.entry.firstReading;
-    return session.lineage().historyBase && first && first->deltaIndex;
+bool inheritsCounter(const SessionUsageCacheEntry& entry) {
+    const auto& first = entry.firstReading;
+    return entry.lineage->historyBase && first && first->deltaIndex;
 }
 
 // Adds what a log itself holds before that line.
 void appendOwn(const LoadedSessionUsage& session, std::int64_t endOrdinalExclusive,
                const SessionFamilies& families, SessionDeltaMemo& memo, Deltas& history) {
-    const SessionUsageCacheEntry& entry = session.entry;
-    const auto deltas = memo.deltas(entry);
-    const auto trail = entry.readingTrail.decoded(entry.deltaCount());
-    if (!deltas || !trail) return;
+    const SessionUsageCacheEntry* entry = memo.entry(session);
+    const auto deltas = memo.deltas(session);
+    if (!deltas) return;
+    const auto trail = entry->readingTrail.decoded(entry->deltaCount());
+    if (!trail) return;
     for (std::size_t i = 0; i < deltas->size(); ++i) {
         if (trail->ordinals[i] >= endOrdinalExclusive) break;
         SessionUsageDelta delta = (*deltas)[i];
-        if (inheritsCounter(session) &&
-            static_cast<std::int64_t>(i) == entry.firstReading->deltaIndex) {
+        if (inheritsCounter(*entry) &&
+            static_cast<std::int64_t>(i) == entry->firstReading->deltaIndex) {
             delta.tokens = InheritedCounter::firstCost(session, families, memo).tokens;
         }
         if (!delta.tokens.isZero()) history.push_back(std::move(delta));
@@ -106,8 +107,8 @@ void appendOwn(const LoadedSessionUsage& session, std::int64_t endOrdinalExclusi
 // What a copy of an ancestor's log can hold: its deltas, and before them what it inherited.
 SessionDeltaMemo::Deltas historyOf(const LoadedSessionUsage& ancestor,
                                    const SessionFamilies& families, SessionDeltaMemo& memo) {
-    if (!ancestor.lineage().historyBase) return memo.deltas(ancestor.entry);
-    SessionDeltaMemo::Deltas& known = memo.history(ancestor.entry);
+    if (!ancestor.lineage().historyBase) return memo.deltas(ancestor);
+    SessionDeltaMemo::Deltas& known = memo.history(ancestor);
     if (known != nullptr) return known;
     struct Link {
         const LoadedSessionUsage* log;
@@ -117,7 +118,7 @@ SessionDeltaMemo::Deltas historyOf(const LoadedSessionUsage& ancestor,
     std::set<const LoadedSessionUsage*> visited{&ancestor};
     while (true) {
         const auto& base = chain.back().log->lineage().historyBase;
-        const auto bases = families.parentsOf(*chain.back().log);
+        const auto& bases = families.parentsOf(*chain.back().log);
         if (!base || bases.empty() || !visited.insert(bases.front()).second) break;
         chain.push_back(
             {bases.front(), std::min(base->endOrdinalExclusive, chain.back().endOrdinalExclusive)});
@@ -159,6 +160,7 @@ Inheritance inheritance(const LoadedSessionUsage& session,
                         std::span<const SessionUsageDelta> deltas, const SessionFamilies& families,
                         SessionDeltaMemo& memo) {
     Inheritance result;
+    const bool hasCalls = !memo.entry(session)->toolCallProofs.byName.empty();
     const bool copiesNothing = session.lineage().historyBase.has_value();
     std::set<std::string> visited{session.source.threadId};
     for (auto parent = session.lineage().parentThreadId;
@@ -176,8 +178,9 @@ Inheritance inheritance(const LoadedSessionUsage& session,
             }
         }
         for (const LoadedSessionUsage* ancestor : ancestors) {
-            if (session.entry.toolCallProofs.byName.empty()) break;
-            ancestor->entry.toolCallProofs.forEach(
+            const SessionUsageCacheEntry* entry = hasCalls ? memo.entry(*ancestor) : nullptr;
+            if (entry == nullptr) continue;
+            entry->toolCallProofs.forEach(
                 [&](const std::string&, std::uint64_t proof) { result.toolCalls.insert(proof); });
         }
         if (ancestors.empty()) break;
@@ -202,11 +205,9 @@ void removeCopiedCalls(const Proofs& copied, const SessionUsageCacheEntry& entry
 /// Whose the growth of a counter is, in a log that copies its history.
 class CopiedGrowth {
   public:
-    CopiedGrowth(const LoadedSessionUsage& session, std::span<const SessionUsageDelta> deltas)
-        : lineage_(session.lineage()), behindCopies_(deltas.size()) {
-        if (lineage_.ownFromOrdinal) {
-            trail_ = session.entry.readingTrail.decoded(session.entry.deltaCount());
-        }
+    CopiedGrowth(const SessionUsageCacheEntry& entry, std::span<const SessionUsageDelta> deltas)
+        : lineage_(*entry.lineage), behindCopies_(deltas.size()) {
+        if (lineage_.ownFromOrdinal) trail_ = entry.readingTrail.decoded(entry.deltaCount());
         while (behindCopies_ > 0 && !deltas[behindCopies_ - 1].recordThread) --behindCopies_;
     }
 
@@ -236,11 +237,9 @@ class CopiedGrowth {
 
 // Leaves out what a log copied, as far as its parents show it, and what it surely or, without a
 // parent, possibly copied besides. Records say themselves whose they are.
-void leaveOutCopies(const LoadedSessionUsage& session, std::size_t copied, bool hasOtherVersions,
-                    const SessionFamilies& families, EffectiveSessionUsage& usage) {
-    const bool lacksParent =
-        copied == 0 && !hasOtherVersions && sessionUsageHasUnresolvedParent(session, families);
-    const CopiedGrowth growth(session, usage.deltas);
+void leaveOutCopies(const SessionUsageCacheEntry& entry, std::size_t copied, bool lacksParent,
+                    EffectiveSessionUsage& usage) {
+    const CopiedGrowth growth(entry, usage.deltas);
     Deltas own;
     for (std::size_t i = copied; i < usage.deltas.size(); ++i) {
         const SessionUsageDelta& delta = usage.deltas[i];
@@ -256,25 +255,24 @@ void leaveOutCopies(const LoadedSessionUsage& session, std::size_t copied, bool 
 }
 
 // What was kept of a log counts beside the log as far as the log does not tell it: which events an
-// earlier version tells. None where there is no other version.
+// earlier version tells. None where there is no other version. Its calls are added to `calls`.
 std::vector<bool> toldByOtherVersions(const LoadedSessionUsage& session,
                                       const SessionFamilies& families, SessionDeltaMemo& memo,
-                                      EffectiveSessionUsage& usage) {
+                                      std::span<const SessionUsageDelta> deltas, Proofs& calls) {
     using namespace SessionVersions;
     std::vector<bool> told;
-    Proofs calls;
+    const SessionUsageCacheEntry& entry = *memo.entry(session);
     for (const LoadedSessionUsage* version : families.ofSegment(session.segmentId)) {
         if (version == &session) break;  // those behind leave this one out
-        if (const auto other = memo.deltas(version->entry)) {
-            const auto shared = sharedEvents(comparable(session.entry, usage.deltas),
-                                             comparable(version->entry, *other));
-            told.resize(shared.size());
-            for (std::size_t i = 0; i < shared.size(); ++i) told[i] = told[i] || shared[i];
-        }
-        version->entry.toolCallProofs.forEach(
+        const auto other = memo.deltas(*version);
+        if (other == nullptr) continue;
+        const SessionUsageCacheEntry& otherEntry = *memo.entry(*version);
+        const auto shared = sharedEvents(comparable(entry, deltas), comparable(otherEntry, *other));
+        told.resize(shared.size());
+        for (std::size_t i = 0; i < shared.size(); ++i) told[i] = told[i] || shared[i];
+        otherEntry.toolCallProofs.forEach(
             [&](const std::string&, std::uint64_t proof) { calls.insert(proof); });
     }
-    removeCopiedCalls(calls, session.entry, usage);
     return told;
 }
 
@@ -300,16 +298,16 @@ bool sessionUsageHasUnresolvedParent(const LoadedSessionUsage& session,
 std::optional<EffectiveSessionUsage> effectiveSessionUsage(const LoadedSessionUsage& session,
                                                            const SessionFamilies& families,
                                                            SessionDeltaMemo& memo) {
-    const SessionUsageCacheEntry& entry = session.entry;
-    const auto all = memo.deltas(entry);
+    const auto all = memo.deltas(session);
     if (all == nullptr) return std::nullopt;
+    const SessionUsageCacheEntry& entry = *memo.entry(session);
     EffectiveSessionUsage usage{
         .owner = all, .deltas = *all, .toolCalls = entry.toolCalls, .skillLoads = entry.skillLoads};
-    const auto told = toldByOtherVersions(session, families, memo, usage);
-    const auto shared = inheritance(session, usage.deltas, families, memo);
+    auto shared = inheritance(session, usage.deltas, families, memo);
+    const auto told = toldByOtherVersions(session, families, memo, usage.deltas, shared.toolCalls);
     removeCopiedCalls(shared.toolCalls, entry, usage);
     const auto& lineage = session.lineage();
-    if (inheritsCounter(session)) {
+    if (inheritsCounter(entry)) {
         const auto cost = InheritedCounter::firstCost(session, families, memo);
         const auto first = static_cast<std::size_t>(*entry.firstReading->deltaIndex);
         const bool isTold = first < told.size() && told[first];
@@ -326,7 +324,9 @@ std::optional<EffectiveSessionUsage> effectiveSessionUsage(const LoadedSessionUs
         leaveOut(told, usage);
     }
     if (!lineage.historyBase && (lineage.parentThreadId || session.source.isSubagent)) {
-        leaveOutCopies(session, copied, !told.empty(), families, usage);
+        const bool lacksParent =
+            copied == 0 && told.empty() && sessionUsageHasUnresolvedParent(session, families);
+        leaveOutCopies(entry, copied, lacksParent, usage);
     }
     return usage;
 }
@@ -334,6 +334,7 @@ std::optional<EffectiveSessionUsage> effectiveSessionUsage(const LoadedSessionUs
 const SessionUsageSource& rootConversationSource(const LoadedSessionUsage& session,
                                                  const SessionFamilies& families) {
     const LoadedSessionUsage* root = &session;
+    if (!session.lineage().parentThreadId) return session.source;
     std::set<std::string> visited{session.source.threadId};
     for (auto parent = root->lineage().parentThreadId; parent && visited.insert(*parent).second;
          parent = root->lineage().parentThreadId) {

@@ -28,9 +28,6 @@ struct EffectiveSessionUsage {
         owner = std::make_shared<const std::vector<SessionUsageDelta>>(std::move(events));
         deltas = *owner;
     }
-
-    std::int64_t rejectedFutureDeltaCount = 0;  ///< left out by the counting, as too early
-    std::int64_t setAsideDeltaCount = 0;        ///< of these, those more than a day ahead
 };
 
 namespace SessionUsageDeduplicator {

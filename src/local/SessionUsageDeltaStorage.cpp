@@ -162,7 +162,7 @@ SessionUsageDeltaStorage SessionUsageDeltaStorage::encoding(
         std::memcpy(place, &record, sizeof(Record));
         place += sizeof(Record);
     }
-    if (storage.payload.empty()) return storage;
+    if (storage.payload.size() < worthPacking) return storage;
     if (auto smaller = compressed(storage.payload)) {
         storage.payload = std::move(*smaller);
         storage.isCompressed = true;

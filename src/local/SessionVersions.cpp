@@ -75,13 +75,14 @@ bool isCovered(const SessionUsageCacheEntry& part, const SessionUsageCacheEntry&
     return std::ranges::all_of(shared, [](bool isShared) { return isShared; });
 }
 
-Choice longer(const SessionUsageCacheEntry& first, const SessionUsageCacheEntry& second) {
-    if (isCovered(second, first)) {
-        return {.isSecond =
-                    second.deltaCount() == first.deltaCount() && second.logSize > first.logSize};
+Choice longer(const KnownSession& first, const KnownSession& second, SessionUsageCache& cache) {
+    const SessionHead& one = first.head;
+    const SessionHead& other = second.head;
+    if (cache.isCovered(second, first)) {
+        return {.isSecond = other.deltaCount == one.deltaCount && other.logSize > one.logSize};
     }
-    if (isCovered(first, second)) return {.isSecond = true};
-    return {.isSecond = second.logSize > first.logSize, .partsFromOther = true};
+    if (cache.isCovered(first, second)) return {.isSecond = true};
+    return {.isSecond = other.logSize > one.logSize, .partsFromOther = true};
 }
 
 }  // namespace vantry::SessionVersions

@@ -3,7 +3,7 @@
 #include <span>
 #include <vector>
 
-#include "local/SessionUsageCacheEntry.h"
+#include "local/SessionUsageCache.h"
 
 /// Two states of one log, or two copies of it, compared by the events that count.
 namespace vantry::SessionVersions {
@@ -29,6 +29,6 @@ struct Choice {
 };
 
 /// The longer one: by events where one tells all of the other, else by bytes.
-Choice longer(const SessionUsageCacheEntry& first, const SessionUsageCacheEntry& second);
+Choice longer(const KnownSession& first, const KnownSession& second, SessionUsageCache& cache);
 
 }  // namespace vantry::SessionVersions

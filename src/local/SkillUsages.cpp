@@ -9,8 +9,9 @@
 
 namespace vantry {
 
-void SkillUsageAccumulator::addLoad(const std::string& threadId, std::optional<Date> at) {
-    loadCount = saturatingAdd(loadCount, 1);
+void SkillUsageAccumulator::addLoads(const std::string& threadId, std::int64_t count,
+                                     std::optional<Date> at) {
+    loadCount = saturatingAdd(loadCount, count);
     threadIds.insert(threadId);
     if (at && (!lastLoadedAt || *lastLoadedAt < *at)) lastLoadedAt = at;
 }

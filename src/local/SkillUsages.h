@@ -4,9 +4,9 @@
 #include <filesystem>
 #include <map>
 #include <optional>
-#include <set>
 #include <string>
 #include <string_view>
+#include <unordered_set>
 #include <vector>
 
 #include "local/SkillStaticInfo.h"
@@ -18,10 +18,11 @@ namespace vantry {
 struct SkillUsageAccumulator {
     std::string path;
     std::int64_t loadCount = 0;
-    std::set<std::string> threadIds;
+    std::unordered_set<std::string> threadIds;
     std::optional<Date> lastLoadedAt;
 
-    void addLoad(const std::string& threadId, std::optional<Date> at);
+    /// Loads of one thread, the last of them at `at`.
+    void addLoads(const std::string& threadId, std::int64_t count, std::optional<Date> at);
 };
 
 namespace CodexUsageReader {

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "local/StateDatabase.h"
-#include "platform/Date.h"
+#include "platform/RecordFields.h"
 
 namespace vantry {
 
@@ -31,6 +31,46 @@ struct SQLiteLocalTotals {
     std::optional<Date> lastUpdatedAt;
 
     friend bool operator==(const SQLiteLocalTotals&, const SQLiteLocalTotals&) = default;
+};
+
+/// What Codex's state databases say of threads.
+struct ThreadIndexReading {
+    std::string fingerprint;  ///< of the databases' files; empty where they may be changing
+    SQLiteLocalTotals totals;
+    std::vector<SessionUsageSource> rows;  ///< oldest first, then by thread
+    /// Stand for the rows, which fall into as many parts by their thread.
+    std::vector<std::uint64_t> partHashes;
+
+    friend bool operator==(const ThreadIndexReading&, const ThreadIndexReading&) = default;
+};
+
+template <>
+struct RecordFields<SQLiteLocalTotals> {
+    static constexpr std::tuple list{field("threadCount", &SQLiteLocalTotals::threadCount),
+                                     field("lastUpdatedAt", &SQLiteLocalTotals::lastUpdatedAt)};
+};
+
+template <>
+struct RecordFields<SessionUsageSource> {
+    using Source = SessionUsageSource;
+    static constexpr std::tuple list{
+        field("threadId", &Source::threadId),
+        field("rolloutPath", &Source::rolloutPath),
+        field("model", &Source::model),
+        field("cwd", &Source::cwd),
+        field("updatedAt", &Source::updatedAt),
+        field("isSubagent", &Source::isSubagent),
+        field("allowsMissingParentLineage", &Source::allowsMissingParentLineage),
+        field("title", &Source::title)};
+};
+
+/// Without the rows, which are kept in parts.
+template <>
+struct RecordFields<ThreadIndexReading> {
+    using Reading = ThreadIndexReading;
+    static constexpr std::tuple list{field("fingerprint", &Reading::fingerprint),
+                                     field("totals", &Reading::totals),
+                                     field("partHashes", &Reading::partHashes)};
 };
 
 /// The thread index. A batch with one bad row is refused whole: a thread that is left out would

@@ -9,6 +9,9 @@
 
 namespace vantry {
 
+/// Fewer bytes than this are not worth the time.
+inline constexpr std::size_t worthPacking = 512;
+
 /// The bytes in fewer bytes; nothing when they do not become fewer. Any thread.
 std::optional<std::string> compressed(std::string_view bytes);
 

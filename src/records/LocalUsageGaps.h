@@ -25,12 +25,13 @@ enum class LocalUsageGapKind : std::uint8_t {
     recordDisagreement,    ///< the counter grew by something else than the record of a request
     futureEvents,          ///< events dated more than a day ahead
     goneLog,               ///< counted, and no longer there: it keeps counting
+    damagedRecord,         ///< what was known of gone logs, and can no longer be read
 };
 
 template <>
 struct EnumTexts<LocalUsageGapKind> {
     using Kind = LocalUsageGapKind;
-    static constexpr std::array<std::pair<Kind, std::string_view>, 12> table{
+    static constexpr std::array<std::pair<Kind, std::string_view>, 13> table{
         {{Kind::missingLog, "missingLog"},
          {Kind::unreadableLog, "unreadableLog"},
          {Kind::damagedLog, "damagedLog"},
@@ -42,7 +43,8 @@ struct EnumTexts<LocalUsageGapKind> {
          {Kind::unreadableLines, "unreadableLines"},
          {Kind::recordDisagreement, "recordDisagreement"},
          {Kind::futureEvents, "futureEvents"},
-         {Kind::goneLog, "goneLog"}}};
+         {Kind::goneLog, "goneLog"},
+         {Kind::damagedRecord, "damagedRecord"}}};
 };
 
 struct LocalUsageGap {

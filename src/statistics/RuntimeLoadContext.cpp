@@ -18,7 +18,9 @@ RuntimeLoadContext RuntimeLoadContext::live(
                                                 : absolutePath(cacheOverride),
         .statistics = StatisticsContext(statisticsPreference, now, TimeZone::system(environment)),
         .movedCodex = CodexFolders::current(environment),
-        .chosenCodex = codex.empty() ? std::nullopt : std::optional<std::filesystem::path>(codex)};
+        .chosenCodex = codex.empty() ? std::nullopt : std::optional<std::filesystem::path>(codex),
+        .dataDirectory = cacheOverride.empty() ? directories.data / application::displayName
+                                               : absolutePath(cacheOverride)};
 }
 
 }  // namespace vantry

@@ -23,6 +23,13 @@ struct RuntimeLoadContext {
     /// The codex that the user wants to be run, in place of one that is looked for.
     std::optional<std::filesystem::path> chosenCodex = {};
 
+    /// Where lies what cannot be made again, if not with the caches.
+    std::filesystem::path dataDirectory = {};
+
+    const std::filesystem::path& recordDirectory() const {
+        return dataDirectory.empty() ? cacheDirectory : dataDirectory;
+    }
+
     CodexFolders codex() const { return movedCodex.value_or(CodexFolders::below(homeDirectory)); }
 
     /// The context of a real read: the user's directories, or those that VANTRY_HOME_OVERRIDE and

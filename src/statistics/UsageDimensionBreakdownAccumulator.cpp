@@ -60,7 +60,7 @@ void UsageDimensionBreakdownAccumulator::addSkill(const SkillUse& use) {
     add(skillProjects_[use.id], {.id = use.id,
                                  .projectID = use.projectID,
                                  .projectName = use.projectName,
-                                 .callCount = 1,
+                                 .callCount = use.loadCount,
                                  .threadID = use.threadID,
                                  .at = use.at});
 }

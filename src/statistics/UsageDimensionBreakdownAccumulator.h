@@ -3,8 +3,8 @@
 #include <cstdint>
 #include <map>
 #include <optional>
-#include <set>
 #include <string>
+#include <unordered_set>
 
 #include "platform/Date.h"
 #include "records/Projects.h"
@@ -29,10 +29,11 @@ class UsageDimensionBreakdownAccumulator {
         const std::string& id;
         const std::string& projectID;
         const std::string& projectName;
+        std::int64_t loadCount = 1;
         const std::string& threadID;
         std::optional<Date> at;
     };
-    /// One use of the Skill.
+    /// Uses of the Skill by one thread.
     void addSkill(const SkillUse& use);
 
     /// The projects of each by falling number of events, then by name.
@@ -42,7 +43,7 @@ class UsageDimensionBreakdownAccumulator {
     struct ProjectAccumulator {
         std::string name;
         std::int64_t eventCount = 0;
-        std::set<std::string> threadIDs;
+        std::unordered_set<std::string> threadIDs;
         std::optional<std::int64_t> estimatedTokens;
         std::optional<Date> lastActiveAt;
     };

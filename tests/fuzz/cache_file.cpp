@@ -1,24 +1,26 @@
-// Feeds the bytes to the reader of the session cache: as a whole file, and as the payload of one
-// delta storage, which a file's base64 would hide from the fuzzer.
+// Feeds the bytes to the readers of what is kept of a log: its entry, its share, its head, and the
+// payload of one delta storage.
 
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 #include <string>
 
-#include "local/SessionUsageCacheFile.h"
+#include "local/SessionHead.h"
+#include "local/SessionShare.h"
 
 using namespace vantry;
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const std::string bytes(reinterpret_cast<const char*>(data), size);
-    const auto reading = CodexUsageReader::readSessionUsageDiskCache(bytes);
-    if (reading.entries) {
-        for (const auto& [path, entry] : *reading.entries) {
-            if (!entry.deltaStorage.decoded().deltas) std::abort();
-            if (!entry.readingTrail.decoded(entry.deltaStorage.count)) std::abort();
-        }
+    if (const auto entry = entryOf({}, bytes)) {
+        if (!entry->deltaStorage.decoded().deltas) std::abort();
+        if (!entry->readingTrail.decoded(entry->deltaStorage.count)) std::abort();
     }
+    if (const auto share = recordOfBytes<SessionShare>(bytes)) {
+        share->own.buckets.list();
+    }
+    recordOfBytes<SessionHead>(bytes);
     if (size < 2) return 0;
     const SessionUsageDeltaStorage storage{.count = data[0],
                                            .isCompressed = (data[1] & 1) != 0,
