@@ -90,7 +90,9 @@ LocalAnalyticsReadResult readLocalAnalytics(const LocalAnalyticsRequest& request
         return result;
     }
     made.sourceFingerprint = batch.fingerprint();
-    if (const auto* entry = reusableEntry(made, caches.analytics, trace)) {
+    const auto* const entry =
+        batch.isOutOfTime(now) ? nullptr : reusableEntry(made, caches.analytics, trace);
+    if (entry != nullptr) {
         return {.analytics = entry->analytics,
                 .capturedAt = entry->capturedAt,
                 .readStatus = LocalUsageReadStatus::complete};
@@ -115,8 +117,9 @@ LocalAnalyticsReadResult readLocalAnalytics(const LocalAnalyticsRequest& request
         return readLocalAnalytics(again, caches, messages);
     }
     trace.checkpoint("shares");
-    visitShares({.loaded = loaded, .cache = caches.sessions, .cutoff = cutoff, .gaps = gaps},
-                [&](const VisitedSession& session) { aggregation.add(session); });
+    const bool isWhole =
+        visitShares({.loaded = loaded, .cache = caches.sessions, .cutoff = cutoff, .gaps = gaps},
+                    [&](const VisitedSession& session) { aggregation.add(session); });
     if (const std::string lost = caches.sessions.lostFile(); !lost.empty()) {
         gaps.add(LocalUsageGapKind::damagedRecord, lost);
     }
@@ -142,7 +145,8 @@ LocalAnalyticsReadResult readLocalAnalytics(const LocalAnalyticsRequest& request
     result.analytics = makeLocalAnalytics(aggregation, request.statistics, request.windows);
     result.analytics.gaps = std::move(gaps);
     result.analytics.skillUsages = std::move(skills);
-    if (LocalAnalyticsCachePolicy::mayStore(rejected - aggregation.setAsideEventCount())) {
+    if (isWhole &&
+        LocalAnalyticsCachePolicy::mayStore(rejected - aggregation.setAsideEventCount())) {
         made.sourceFingerprint = batch.fingerprint();
         publish(made, result, caches);
     }

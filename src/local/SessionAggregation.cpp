@@ -38,7 +38,7 @@ struct SessionAggregation::PricedModel {
 };
 
 /// What one thread adds, gathered before it is put to its project: a thread has one project.
-struct SessionAggregation::Share {
+struct SessionAggregation::Addition {
     const CodexUsageReader::VisitedSession& session;
     Project& project;
     std::optional<std::string> conversationTitle;  ///< found where it is asked for
@@ -71,14 +71,14 @@ void SessionAggregation::add(const CodexUsageReader::VisitedSession& session) {
     // A number that cannot be spoils the trend of the models, which must be exact.
     if (tokens.isSpoilt) models_.add({.tokens = -1, .at = windows_.now});
     Project& home = project(session.source.cwd);
-    Share share{.session = session, .project = home, .models = pricedModels(session)};
-    addBuckets(share);
-    share.all.firstActiveAt = tokens.firstActiveAt;
-    home.rows.today.add(session.source.threadId, share.today);
-    home.rows.sevenDays.add(session.source.threadId, share.sevenDays);
-    home.rows.all.add(session.source.threadId, share.all);
+    Addition sums{.session = session, .project = home, .models = pricedModels(session)};
+    addBuckets(sums);
+    sums.all.firstActiveAt = tokens.firstActiveAt;
+    home.rows.today.add(session.source.threadId, sums.today);
+    home.rows.sevenDays.add(session.source.threadId, sums.sevenDays);
+    home.rows.all.add(session.source.threadId, sums.all);
     addToolsAndSkills(session, home);
-    addThread(session, share.all.tokens.visibleTotalTokens());
+    addThread(session, sums.all.tokens.visibleTotalTokens());
 }
 
 SessionAggregation::Project& SessionAggregation::project(const std::string& workingDirectory) {
@@ -109,22 +109,22 @@ std::vector<SessionAggregation::PricedModel> SessionAggregation::pricedModels(
 
 // Quarters of one day and one model are one to all that asks for days: so few are left of the many
 // that a log has. The hours of the last days are asked for.
-void SessionAggregation::addBuckets(Share& share) {
-    std::vector<SessionShareBucket> ofDay(share.models.size());
-    std::vector<bool> isThere(share.models.size());
+void SessionAggregation::addBuckets(Addition& sums) {
+    std::vector<SessionShareBucket> ofDay(sums.models.size());
+    std::vector<bool> isThere(sums.models.size());
     const auto flush = [&] {
         for (std::size_t model = 0; model < ofDay.size(); ++model) {
-            if (isThere[model]) addBucket(ofDay[model], share);
+            if (isThere[model]) addBucket(ofDay[model], sums);
             isThere[model] = false;
         }
     };
-    share.session.tokens.buckets.forEach([&](const SessionShareBucket& bucket) {
+    sums.session.tokens.buckets.forEach([&](const SessionShareBucket& bucket) {
         const auto model = static_cast<std::size_t>(bucket.model);
         if (model >= ofDay.size()) return;
         const Date at = bucket.start();
-        if (!(at >= share.dayStart && at < share.dayEnd)) {
+        if (!(at >= sums.dayStart && at < sums.dayEnd)) {
             flush();
-            findDay(at, share);
+            findDay(at, sums);
         }
         if (isThere[model]) {
             ofDay[model].add(bucket);
@@ -137,10 +137,10 @@ void SessionAggregation::addBuckets(Share& share) {
 }
 
 // What is one day here and for the service alike; of the last days a quarter.
-void SessionAggregation::findDay(Date at, Share& share) {
+void SessionAggregation::findDay(Date at, Addition& sums) {
     constexpr double hoursAreShown = 9 * secondsPerDay;
-    share.dayStart = at;
-    share.dayEnd = at + SessionShareBucket::seconds;
+    sums.dayStart = at;
+    sums.dayEnd = at + SessionShareBucket::seconds;
     if (at >= windows_.todayStart - hoursAreShown) return;
     const double day = std::floor(at.secondsSince1970() / secondsPerDay);
     const Date start(day * secondsPerDay);
@@ -154,59 +154,59 @@ void SessionAggregation::findDay(Date at, Share& share) {
     }
     if (!known->second) return;
     const Date midnight = std::clamp(*known->second, start, end);
-    share.dayStart = at < midnight ? start : midnight;
-    share.dayEnd = at < midnight ? midnight : end;
+    sums.dayStart = at < midnight ? start : midnight;
+    sums.dayEnd = at < midnight ? midnight : end;
 }
 
-void SessionAggregation::addBucket(const SessionShareBucket& bucket, Share& share) {
-    const PricedModel& model = share.models.at(static_cast<std::size_t>(bucket.model));
+void SessionAggregation::addBucket(const SessionShareBucket& bucket, Addition& sums) {
+    const PricedModel& model = sums.models.at(static_cast<std::size_t>(bucket.model));
     const double cost = costOf(bucket, model.price);
     const std::int64_t tokens = bucket.visibleTokens;
     // Only of the last moment more is known than the day, and it is asked for.
-    const auto& last = share.session.tokens.lastActiveAt;
-    const bool isLast = last && *last >= share.dayStart && *last < share.dayEnd;
+    const auto& last = sums.session.tokens.lastActiveAt;
+    const bool isLast = last && *last >= sums.dayStart && *last < sums.dayEnd;
     const Date at = isLast ? *last : bucket.start();
 
     totals_.lifetime.add(bucket.tokens, cost);
-    share.all.add(bucket.tokens, cost, at);
+    sums.all.add(bucket.tokens, cost, at);
     if (at >= windows_.monthStart) totals_.month.add(bucket.tokens, cost);
     if (at >= windows_.sevenDayStart) {
         totals_.sevenDay.add(bucket.tokens, cost);
-        share.sevenDays.add(bucket.tokens, cost, at);
+        sums.sevenDays.add(bucket.tokens, cost, at);
     }
     if (windows_.isToday(at)) {
         totals_.today.add(bucket.tokens, cost);
-        share.today.add(bucket.tokens, cost, at);
+        sums.today.add(bucket.tokens, cost, at);
     }
     if (at >= windows_.trendStart) addDay(bucket, cost);
     hours_.add(tokens, at);
     models_.add({.tokens = tokens, .modelID = model.id, .at = at});
 
     const double officialDay = std::floor(at.secondsSince1970() / secondsPerDay);
-    if (share.officialDay != officialDay) {
-        share.officialDay = officialDay;
-        share.officialDayTokens =
-            &share.project.tokensByOfficialDay[ProjectLifetimeEstimate::officialDayKey(at)];
+    if (sums.officialDay != officialDay) {
+        sums.officialDay = officialDay;
+        sums.officialDayTokens =
+            &sums.project.tokensByOfficialDay[ProjectLifetimeEstimate::officialDayKey(at)];
     }
-    *share.officialDayTokens = saturatingAdd(*share.officialDayTokens, tokens);
+    *sums.officialDayTokens = saturatingAdd(*sums.officialDayTokens, tokens);
 
-    const SessionUsageSource& root = share.session.root;
-    share.project.detail.add({.threadID = share.session.source.threadId,
-                              .tokens = tokens,
-                              .at = at,
-                              .windows = windows_,
-                              .calendar = calendar_});
+    const SessionUsageSource& root = sums.session.root;
+    sums.project.detail.add({.threadID = sums.session.source.threadId,
+                             .tokens = tokens,
+                             .at = at,
+                             .windows = windows_,
+                             .calendar = calendar_});
     if (at < windows_.thirtyDayStart) return;
-    if (!share.conversationTitle) {
-        share.conversationTitle =
+    if (!sums.conversationTitle) {
+        sums.conversationTitle =
             CodexUsageReader::normalizedConversationTitle(root.title.value_or(""));
     }
-    share.project.detail.addConversation({.threadID = root.threadId,
-                                          .title = *share.conversationTitle,
-                                          .isSubagent = root.isSubagent,
-                                          .tokens = tokens,
-                                          .at = at,
-                                          .windows = windows_});
+    sums.project.detail.addConversation({.threadID = root.threadId,
+                                         .title = *sums.conversationTitle,
+                                         .isSubagent = root.isSubagent,
+                                         .tokens = tokens,
+                                         .at = at,
+                                         .windows = windows_});
 }
 
 void SessionAggregation::addDay(const SessionShareBucket& bucket, double costUSD) {

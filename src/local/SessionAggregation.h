@@ -70,12 +70,12 @@ class SessionAggregation {
 
   private:
     struct PricedModel;
-    struct Share;
+    struct Addition;
 
     Project& project(const std::string& workingDirectory);
-    void addBuckets(Share& share);
-    void findDay(Date at, Share& share);
-    void addBucket(const SessionShareBucket& bucket, Share& share);
+    void addBuckets(Addition& sums);
+    void findDay(Date at, Addition& sums);
+    void addBucket(const SessionShareBucket& bucket, Addition& sums);
     void addDay(const SessionShareBucket& bucket, double costUSD);
     void addToolsAndSkills(const CodexUsageReader::VisitedSession& session, Project& project);
     void addThread(const CodexUsageReader::VisitedSession& session, std::int64_t tokens);

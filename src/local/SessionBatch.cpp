@@ -54,10 +54,9 @@ std::string unpackedPath(const std::string& path) {
 }
 
 std::uint64_t placeHash(const KnownSession& session) {
-    return checksum(static_cast<std::uint64_t>(session.id), {session.path});
+    return checksum(static_cast<std::uint64_t>(session.id) ^ session.head.contents, {session.path});
 }
 
-// Shares are made before the figures' cutoff is known. What is ahead of it waits in any case.
 bool isSole(const SessionUsageCacheEntry& entry, const SessionUsageSource& source) {
     const SessionUsageLineage& lineage = *entry.lineage;
     return !lineage.parentThreadId && !lineage.historyBase && !source.isSubagent &&
@@ -100,6 +99,17 @@ class SessionBatch::Steps {
             for (const std::string& path : gap.paths) text.append(1, '\0').append(path);
         }
         return sha256Hex(text + cache_.lostFile());
+    }
+
+    bool isOutOfTime(Date cutoff) const {
+        const auto isOut = [&](const KnownSession& session) {
+            return session.head.isShareOutOfTime(cutoff);
+        };
+        return std::ranges::any_of(cache_.live,
+                                   [&](const auto& each) { return isOut(each.second); }) ||
+               std::ranges::any_of(cache_.gone, [&](const auto& each) {
+                   return std::ranges::any_of(each.second, isOut);
+               });
     }
 
     LoadedSessions load() {
@@ -172,7 +182,7 @@ class SessionBatch::Steps {
     }
 
     // In a thread of its own.
-    void take(Candidate& candidate) {
+    void takeIn(Candidate& candidate) {
         if (!candidate.outcome.entry) return;
         const SessionUsageCacheEntry& entry = *candidate.outcome.entry;
         candidate.session = cache_.takeIn(candidate.path, formsOf(entry));
@@ -182,7 +192,8 @@ class SessionBatch::Steps {
         candidate.outcome.deltas = std::vector<SessionUsageDelta>();
     }
 
-    // While its events are at hand: most logs have no kin.
+    // While its events are at hand: most logs have no kin. The figures' cutoff is not known yet,
+    // and what is ahead of it waits in any case.
     void makeSoleShare(Candidate& candidate, const SessionUsageSource& source) {
         const SessionUsageCacheEntry& entry = *candidate.outcome.entry;
         const auto deltas = withoutRepeatedRecords(std::move(candidate.outcome.deltas));
@@ -225,7 +236,7 @@ class SessionBatch::Steps {
                 Candidate& candidate = candidates_[order[i]];
                 candidate.outcome = readSeenSession(requestFor(candidate), *unread[order[i]],
                                                     request_.setting, workspace);
-                take(candidate);
+                takeIn(candidate);
             }
         };
         if (!order.empty()) inThreads(order.size(), readRest);
@@ -380,6 +391,10 @@ class SessionBatch::Steps {
         const std::size_t first = loaded_.sessions.size();
         for (auto& [segment, versions] : cache_.gone) {
             for (KnownSession& session : versions) {
+                if (!session.head.holdsUsage()) {
+                    loaded_.gaps.add(LocalUsageGapKind::damagedLog, session.path);
+                    continue;
+                }
                 add(session, true);
                 loaded_.gaps.add(LocalUsageGapKind::goneLog, session.path);
             }
@@ -436,6 +451,10 @@ std::size_t SessionBatch::waitingLogs() const {
 
 std::string SessionBatch::fingerprint() const {
     return steps_->fingerprint();
+}
+
+bool SessionBatch::isOutOfTime(Date cutoff) const {
+    return steps_->isOutOfTime(cutoff);
 }
 
 LoadedSessions SessionBatch::load() {

@@ -54,6 +54,9 @@ class SessionBatch {
     /// long as it stays and the rows do, load() gives what it gave.
     std::string fingerprint() const;
 
+    /// Whether figures made before have what is ahead of that time, or lack what no longer is.
+    bool isOutOfTime(Date cutoff) const;
+
     /// Every log that counts, as it lies in the cache. Once, after read().
     LoadedSessions load();
 
@@ -89,8 +92,8 @@ struct SessionVisits {
 };
 
 /// Hands over what each log adds, in order, without its events. Once, after the shares were brought
-/// up to date.
-void visitShares(const SessionVisits& visits,
+/// up to date. False where that of a log could not be had, which is a gap until the next read.
+bool visitShares(const SessionVisits& visits,
                  const std::function<void(const VisitedSession&)>& visit);
 
 }  // namespace vantry::CodexUsageReader

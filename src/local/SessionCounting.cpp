@@ -42,20 +42,28 @@ class ShareMaking {
                 requests_.forget();
             }
             held.insert(kin.begin(), kin.end());
-            make(*session);
+            make(*session, kin);
         }
         return isWhole_;
     }
 
   private:
-    void make(const LoadedSessionUsage& session) {
+    void make(const LoadedSessionUsage& session, const Sessions& kin) {
         const auto usage = effectiveSessionUsage(session, *loaded_.families, memo_);
-        if (!usage) {
-            cache_.giveUp(session.known);
-            isWhole_ = isWhole_ && session.isGone;
+        RecordedRequests::Split split;
+        if (usage) split = requests_.split(session, *usage);
+        // Without one of them the session could seem to own what it copied.
+        bool isSound = true;
+        for (const LoadedSessionUsage* log : kin) {
+            if (!memo_.isMissing(*log)) continue;
+            cache_.giveUp(log->known, log->isGone);
+            isSound = false;
+        }
+        if (!isSound) {
+            cache_.dropShare(session.known);
+            isWhole_ = false;
             return;
         }
-        const auto split = requests_.split(session, *usage);
         cache_.keepShare(session.known, kin_.sources(session),
                          makeSessionShare({.own = split.own,
                                            .borrowed = split.borrowed,
@@ -83,9 +91,10 @@ class Visiting {
         }
     }
 
-    void run() {
+    bool run() {
         for (const LoadedSessionUsage& session : visits_.loaded.sessions) visitLog(session);
         visits_.cache.dropLoadedShares();
+        return isWhole_;
     }
 
   private:
@@ -93,6 +102,8 @@ class Visiting {
         auto share = visits_.cache.share(session.known.id);
         if (!share) {
             visits_.gaps.add(LocalUsageGapKind::damagedLog, session.source.rolloutPath);
+            visits_.cache.dropShare(session.known);
+            isWhole_ = false;
             return;
         }
         VisitedSession visited{.source = session.source,
@@ -147,6 +158,7 @@ class Visiting {
     const SessionVisits& visits_;
     const std::function<void(const VisitedSession&)>& visit_;
     std::unordered_map<std::string, const SessionUsageSource*> sourceByThread_;
+    bool isWhole_ = true;
 };
 
 }  // namespace
@@ -155,9 +167,9 @@ bool bringSharesUpToDate(const LoadedSessions& loaded, SessionUsageCache& cache,
     return ShareMaking(loaded, cache, cutoff).run();
 }
 
-void visitShares(const SessionVisits& visits,
+bool visitShares(const SessionVisits& visits,
                  const std::function<void(const VisitedSession&)>& visit) {
-    Visiting(visits, visit).run();
+    return Visiting(visits, visit).run();
 }
 
 }  // namespace vantry::CodexUsageReader

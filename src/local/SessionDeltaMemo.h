@@ -35,10 +35,16 @@ class SessionDeltaMemo {
 
     explicit SessionDeltaMemo(Load load) : load_(std::move(load)) {}
 
-    /// All of these are null for a log whose bytes are damaged, and stay until it is released.
+    /// All of these are null for a log whose bytes cannot be had, and stay until it is released.
     const SessionUsageCacheEntry* entry(const LoadedSessionUsage& session);
     Deltas deltas(const LoadedSessionUsage& session);
     const SessionReadings* readings(const LoadedSessionUsage& session);
+
+    /// Whether bytes of the log were asked for and could not be had.
+    bool isMissing(const LoadedSessionUsage& session) const {
+        const auto log = logs_.find(&session);
+        return log != logs_.end() && log->second.isMissing;
+    }
 
     /// What somebody found that a copy of this log can hold; null until it is told.
     Deltas& history(const LoadedSessionUsage& session) { return logs_[&session].history; }
@@ -49,6 +55,7 @@ class SessionDeltaMemo {
   private:
     struct Log {
         bool isLoaded = false;
+        bool isMissing = false;
         Entry entry;
         Deltas deltas;
         Deltas history;

@@ -28,6 +28,14 @@ constexpr std::tuple eventMembers{field("hasTokenEvents", &Entry::hasTokenEvents
 
 }  // namespace
 
+void SessionHead::tellNothing() {
+    hasToolCalls = false;
+    hasRecords = false;
+    deltaCount = 0;
+    copiedThreads.clear();
+    contents = 0;
+}
+
 SessionEntryForms formsOf(const SessionUsageCacheEntry& entry) {
     SessionEntryForms forms;
     RecordBytesWriter(forms.events).writeMembers(entry, eventMembers);

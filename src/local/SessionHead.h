@@ -44,6 +44,9 @@ struct SessionHead {
                (shareLastActiveAt && *shareLastActiveAt > cutoff);
     }
 
+    /// Leaves nothing of a log whose events are lost but where it lay and whose it was.
+    void tellNothing();
+
     friend bool operator==(const SessionHead&, const SessionHead&) = default;
 };
 

@@ -62,7 +62,11 @@ struct SessionStore::State {
     bool isVisiting = false;
     std::optional<SessionStoreFile::Identity> damaged;  ///< to be replaced at the next opening
     std::optional<std::int64_t> seenGeneration;
-    std::vector<std::int64_t> unfitting;  ///< rows with a wrong checksum
+    struct Unfitting {
+        std::int64_t id = 0;
+        bool isGone = false;
+    };
+    std::vector<Unfitting> unfitting;  ///< rows with a wrong checksum
     // Of the transaction:
     bool isWriting = false;
     bool hasChanges = false;
@@ -125,7 +129,7 @@ struct SessionStore::State {
 
     std::optional<std::vector<StoredSession>> sessions(const std::string& home) {
         std::vector<StoredSession> rows;
-        std::vector<std::int64_t> wrong;
+        std::vector<Unfitting> wrong;
         rows.reserve(usualRowCount);
         DatabaseStatement& statement = database().statement(
             "SELECT id, path, is_gone, checksum, head FROM log WHERE home = ?1 ORDER BY id");
@@ -139,13 +143,13 @@ struct SessionStore::State {
             row.isGone = statement.number(2) != 0;
             row.head = statement.bytes(4);
             if (checksumOf(row) != statement.number(3)) {
-                wrong.push_back(row.id);
+                wrong.push_back({.id = row.id, .isGone = row.isGone});
                 rows.pop_back();
             }
         }
         statement.reset();
         if (!held(result)) return std::nullopt;
-        unfitting = std::move(wrong);
+        unfitting.insert(unfitting.end(), wrong.begin(), wrong.end());
         return rows;
     }
 
@@ -196,6 +200,7 @@ std::optional<std::vector<StoredSession>> SessionStore::sessions(const std::stri
     for (int attempt = 0; attempt < 2 && state.isReady(); ++attempt) {
         if (state.isWriting) return state.sessions(home);
         if (!state.held(state.database().run("BEGIN"))) continue;
+        state.unfitting.clear();
         const std::optional<std::int64_t> generation = state.generation();
         std::optional<std::vector<StoredSession>> rows;
         if (generation) rows = state.sessions(home);
@@ -205,6 +210,10 @@ std::optional<std::vector<StoredSession>> SessionStore::sessions(const std::stri
         return rows;
     }
     return std::nullopt;
+}
+
+std::optional<std::vector<StoredSession>> SessionStore::moreSessions(const std::string& home) {
+    return state_->isReady() ? state_->sessions(home) : std::nullopt;
 }
 
 std::int64_t SessionStore::nextId() {
@@ -230,6 +239,15 @@ std::optional<std::string> SessionStore::part(std::int64_t id, SessionPart kind)
     statement.reset();
     state.held(result);
     return bytes;
+}
+
+bool SessionStore::isOutOfReach(std::int64_t id, SessionPart kind) {
+    State& state = *state_;
+    if (!state.isReady()) return true;
+    DatabaseStatement& statement = state.database().statement(statementsOf(kind).read).bind(1, id);
+    const Result result = statement.step();
+    statement.reset();
+    return !state.held(result);
 }
 
 bool SessionStore::forEachPart(const std::string& home, SessionPart kind, const PartVisit& visit) {
@@ -278,7 +296,7 @@ SessionStore::WriteStart SessionStore::beginWriting() {
     }
     const std::optional<std::int64_t> generation = state.generation();
     const bool isOurs = SessionStoreFile::identityOf(state.file) == state.opened.identity;
-    if (!generation || !isOurs || (state.seenGeneration && generation != state.seenGeneration)) {
+    if (!generation || !isOurs || generation != state.seenGeneration) {
         state.abandon();
         return generation ? WriteStart::outdated : WriteStart::unavailable;
     }
@@ -286,7 +304,10 @@ SessionStore::WriteStart SessionStore::beginWriting() {
     state.hasChanges = false;
     state.failure = Result::done;
     state.highestId = 0;
-    for (const std::int64_t id : std::exchange(state.unfitting, {})) erase(id);
+    for (const State::Unfitting& row : std::exchange(state.unfitting, {})) {
+        erase(row.id);
+        if (row.isGone) setValue(lostValue, state.file.native());
+    }
     return WriteStart::ready;
 }
 
@@ -370,7 +391,7 @@ bool SessionStore::commit() {
         return false;
     }
     state.isWriting = false;
-    if (state.seenGeneration) state.seenGeneration = generation;
+    state.seenGeneration = generation;
     if (state.database().loggedPages() > mostLoggedPages) {
         const Result result = state.database().writeBackLog();
         if (result != Result::busy) state.held(result);
@@ -380,6 +401,12 @@ bool SessionStore::commit() {
 
 void SessionStore::rollBack() {
     if (state_->isWriting) state_->abandon();
+}
+
+bool SessionStore::settle() {
+    State& state = *state_;
+    if (!state.database().isOpen() || state.isWriting || state.isVisiting) return false;
+    return state.held(state.database().writeBackLog());
 }
 
 }  // namespace vantry

@@ -59,15 +59,21 @@ class SessionStore {
     bool hasChanged();
 
     /// The rows of a home by rising id, and the state of the file that beginWriting() asks for. A
-    /// row with a wrong checksum is left out and is erased by the next write. Nothing: they cannot
-    /// be read.
+    /// row with a wrong checksum is left out and is erased by the next write, which sets
+    /// `lostValue` where it was of a log that is gone. Nothing: they cannot be read.
     std::optional<std::vector<StoredSession>> sessions(const std::string& home);
+
+    /// The rows of one more home, whatever state the file is in by now.
+    std::optional<std::vector<StoredSession>> moreSessions(const std::string& home);
 
     /// Above every id that was ever used; a caller counts on from it. 0 where nothing can be read.
     std::int64_t nextId();
 
     /// Nothing: absent, or not what was put.
     std::optional<std::string> part(std::int64_t id, SessionPart kind);
+
+    /// Whether what is there cannot be told now, and may be later: of a damaged part it can.
+    bool isOutOfReach(std::int64_t id, SessionPart kind);
 
     /// By rising id; those with a wrong checksum are left out. False where not all could be read,
     /// though some may have been visited. The visit must not write, nor visit parts itself.
@@ -78,7 +84,7 @@ class SessionStore {
 
     enum class WriteStart : std::uint8_t {
         ready,
-        outdated,  ///< somebody else has committed since sessions() was called
+        outdated,  ///< somebody else has committed since sessions() was called, or it never was
         busy,      ///< another process writes
         unavailable,
     };
@@ -100,6 +106,10 @@ class SessionStore {
     /// has the reason.
     bool commit();
     void rollBack();
+
+    /// Brings what was committed into the file itself and waits for the disk. False where it may
+    /// not survive a power cut yet.
+    bool settle();
 
   private:
     struct State;

@@ -49,11 +49,12 @@ constexpr std::int64_t byteLimit = std::int64_t{4} * 1024 * 1024 * 1024;
 // Entries of the version before do not say which home they were counted in: it is what stands
 // before the folder of the logs.
 std::string homeOf(const std::string& path) {
-    std::size_t at = std::string::npos;
+    std::size_t size = 0;
     for (const std::string_view folder : {"/sessions/", "/archived_sessions/"}) {
-        at = std::min(at, path.find(folder));
+        const std::size_t at = path.rfind(folder);
+        if (at != std::string::npos) size = std::max(size, at);
     }
-    return path.substr(0, at == std::string::npos ? 0 : at);
+    return path.substr(0, size);
 }
 
 void take(std::string path, SessionUsageCacheEntry entry, bool isGone, SessionTakeover& takeover) {

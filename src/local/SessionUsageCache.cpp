@@ -73,14 +73,24 @@ void SessionUsageCache::keepShare(KnownSession& session, std::uint64_t sources,
     unsaved_[session.id].share = std::move(bytes);
 }
 
-void SessionUsageCache::giveUp(KnownSession& session) {
+void SessionUsageCache::dropShare(KnownSession& session) {
     const std::lock_guard lock(mutex_);
     const auto parts = unsaved_.find(session.id);
     if (parts != unsaved_.end()) parts->second.share.reset();
     loadedShares_.erase(session.id);
-    session.head.isCurrent = false;
     session.head.shareSources = 0;
     session.isUnsaved = true;
+}
+
+void SessionUsageCache::giveUp(KnownSession& session, bool isGone) {
+    dropShare(session);
+    session.head.isCurrent = false;
+    if (isGone && !isOutOfReach(session)) session.head.tellNothing();
+}
+
+bool SessionUsageCache::isOutOfReach(const KnownSession& session) {
+    const std::lock_guard lock(mutex_);
+    return store_->isOutOfReach(session.id, SessionPart::events);
 }
 
 void SessionUsageCache::loadShares() {
@@ -115,7 +125,7 @@ void SessionUsageCache::eraseParts(std::int64_t id) {
         if (parts->second.events) unsavedBytes_ -= parts->second.events->size();
         unsaved_.erase(parts);
     }
-    erased_.insert(id);
+    if (id < firstUnstoredId_ || hasSpilled_) erased_.insert(id);
 }
 
 void SessionUsageCache::setLive(KnownSession session) {
@@ -190,7 +200,7 @@ std::size_t SessionUsageCache::forgetGone() {
     gone.clear();
     const auto homes = knownHomes();
     for (const auto& [home, identity] : homes) {
-        const auto rows = home == home_ ? std::nullopt : store_->sessions(home);
+        const auto rows = home == home_ ? std::nullopt : store_->moreSessions(home);
         for (const StoredSession& row : rows ? *rows : std::vector<StoredSession>{}) {
             if (!row.isGone) continue;
             eraseParts(row.id);
@@ -208,9 +218,10 @@ bool SessionUsageCache::isCovered(const KnownSession& part, const KnownSession& 
     if (known != coverage_.end()) return known->second;
     const auto partEntry = entry(part);
     const auto wholeEntry = entry(whole);
-    if (partEntry == nullptr) return true;
-    const bool isTold =
-        wholeEntry != nullptr && SessionVersions::isCovered(*partEntry, *wholeEntry);
+    // A damaged log holds nothing that could be missed, and tells nothing.
+    if (partEntry == nullptr) return !isOutOfReach(part);
+    if (wholeEntry == nullptr) return false;
+    const bool isTold = SessionVersions::isCovered(*partEntry, *wholeEntry);
     coverage_.emplace(pair, isTold);
     hasCoverageChanged_ = true;
     return isTold;

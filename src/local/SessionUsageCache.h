@@ -90,8 +90,11 @@ class SessionUsageCache {
 
     /// What a log adds, made from what that number stands for. Any thread for a log of its own.
     void keepShare(KnownSession& session, std::uint64_t sources, const SessionShare& share);
-    /// Has a log read again whose events or share are damaged.
-    void giveUp(KnownSession& session);
+    /// Has the share made again.
+    void dropShare(KnownSession& session);
+    /// Has a log read again whose events cannot be had. What is gone cannot be: where its events
+    /// are lost it is kept as a log that tells of nothing, which is a gap.
+    void giveUp(KnownSession& session, bool isGone);
 
     /// Loads all shares that the store has, for the two that follow.
     void loadShares();
@@ -155,12 +158,14 @@ class SessionUsageCache {
     /// By the path of a Codex home, what tells that folder from every other after it was
     /// renamed.
     std::map<std::string, std::string> knownHomes();
-    void load();
+    bool load();
+    void forgetHome();
     void adopt(const SessionTakeover& takeover);
     void adoptHome(const std::filesystem::path& codexHome);
     void moveAway(const std::string& to);
     void moveHere(const std::string& from);
     void eraseParts(std::int64_t id);
+    bool isOutOfReach(const KnownSession& session);
     std::string_view shareBytes(std::int64_t id);
     std::optional<std::string> bytesOf(std::int64_t id, SessionPart kind);
     bool begin();
@@ -185,8 +190,10 @@ class SessionUsageCache {
     std::unordered_map<std::int64_t, std::string> loadedShares_;
     std::vector<std::filesystem::path> formerFiles_;  ///< of no use once all is saved
     std::int64_t nextId_ = 1;
+    std::int64_t firstUnstoredId_ = 1;  ///< the store has none from here on, but what was spilled
     bool isWriting_ = false;
     bool hasSpilled_ = false;
+    bool isSpillLost_ = false;  ///< memory keeps all until a save succeeds
     bool isOutdated_ = false;
     bool maySpill_ = true;
     bool haveTroublesChanged_ = false;

@@ -41,47 +41,62 @@ Value valueOf(const std::optional<std::string>& bytes) {
 
 void SessionUsageCache::open(const Opening& opening) {
     const std::string home = validUtf8(opening.codexHome.native());
-    const bool isOther = store_ == nullptr || file_ != opening.file;
-    if (isOther || home_ != home) {
-        if (!isOther) save();
-        live.clear();
-        gone.clear();
-        unsaved_.clear();
-        unsavedBytes_ = 0;
-        erased_.clear();
-        unsavedValues_.clear();
+    const bool isOtherStore = store_ == nullptr || file_ != opening.file;
+    const bool isOtherHome = isOtherStore || home_ != home;
+    if (isOtherHome) {
+        if (!isOtherStore) save();
+        forgetHome();
         home_ = home;
     }
-    if (isOther) {
+    if (isOtherStore) {
         file_ = opening.file;
         store_ = std::make_unique<SessionStore>(opening.file);
-        load();
-        if (!opening.formerDirectory.empty() && !value("takenOver")) {
-            adopt(CodexUsageReader::readSessionTakeover(opening.formerDirectory));
-        }
-    } else if (store_->hasChanged() || isOutdated_) {
-        load();
+        isWriting_ = false;
+        hasSpilled_ = false;
+        isSpillLost_ = false;
     }
-    // What a store that cannot be written would have lost stays in memory from then on.
-    maySpill_ = opening.maySpill && !std::exchange(isOutdated_, false);
+    const bool isLoaded = (isOtherHome || isOutdated_ || store_->hasChanged()) && load();
+    if (isLoaded) isOutdated_ = false;
+    maySpill_ = false;
+    if ((isLoaded || isOtherStore) && !opening.formerDirectory.empty() && !value("takenOver")) {
+        adopt(CodexUsageReader::readSessionTakeover(opening.formerDirectory));
+    }
+    maySpill_ = opening.maySpill && !isSpillLost_;
     adoptHome(opening.codexHome);
 }
 
-void SessionUsageCache::load() {
-    auto rows = store_->sessions(home_);
-    if (!rows) return;
-    const auto formerLive = std::exchange(live, {});
-    const auto formerGone = std::exchange(gone, {});
-    auto parts = std::exchange(unsaved_, {});
+void SessionUsageCache::forgetHome() {
+    live.clear();
+    gone.clear();
+    troubles.clear();
+    coverage_.clear();
+    unsaved_.clear();
     unsavedBytes_ = 0;
     erased_.clear();
     unsavedValues_.clear();
+    strangers_.clear();
+    formerFiles_.clear();
+    loadedShares_.clear();
+    haveTroublesChanged_ = false;
+    hasCoverageChanged_ = false;
+    isOutdated_ = false;
+}
+
+bool SessionUsageCache::load() {
+    auto rows = store_->sessions(home_);
+    if (!rows) return false;
+    const auto formerLive = std::exchange(live, {});
+    const auto formerGone = std::exchange(gone, {});
+    auto parts = std::exchange(unsaved_, {});
+    forgetHome();
     nextId_ = std::max(nextId_, store_->nextId());
+    firstUnstoredId_ = nextId_;
     live.reserve(rows->size());
     for (StoredSession& row : *rows) {
         auto head = recordOfBytes<SessionHead>(row.head);
         if (!head) {
             erased_.insert(row.id);
+            if (row.isGone) setValue("lost", file_.native());
             continue;
         }
         KnownSession session{.id = row.id, .path = std::move(row.path), .head = *std::move(head)};
@@ -100,8 +115,9 @@ void SessionUsageCache::load() {
         }
         KnownSession again = session;
         again.id = nextId_++;
+        again.head.shareSources = 0;
         unsavedBytes_ += known->second.events->size();
-        unsaved_.emplace(again.id, std::move(known->second));
+        unsaved_[again.id].events = std::move(known->second.events);
         return again;
     };
     for (const auto& [path, session] : formerLive) {
@@ -114,14 +130,12 @@ void SessionUsageCache::load() {
         }
     }
     troubles = valueOf<std::map<std::string, KnownSessionTrouble>>(homeValue("troubles"));
-    coverage_.clear();
     for (const SessionCoverage& each :
          valueOf<std::vector<SessionCoverage>>(homeValue("coverage"))) {
         coverage_[{static_cast<std::uint64_t>(each.part), static_cast<std::uint64_t>(each.whole)}] =
             each.isCovered;
     }
-    haveTroublesChanged_ = false;
-    hasCoverageChanged_ = false;
+    return true;
 }
 
 void SessionUsageCache::adopt(const SessionTakeover& takeover) {
@@ -134,6 +148,8 @@ void SessionUsageCache::adopt(const SessionTakeover& takeover) {
             keepGone(std::move(session));
         } else if (!live.contains(former.path)) {
             setLive(std::move(session));
+        } else {
+            eraseParts(session.id);
         }
     }
     for (const auto& [path, trouble] : takeover.troubles) {
@@ -183,7 +199,7 @@ void SessionUsageCache::moveAway(const std::string& to) {
 }
 
 void SessionUsageCache::moveHere(const std::string& from) {
-    auto rows = store_->sessions(from);
+    auto rows = store_->moreSessions(from);
     for (StoredSession& row : rows ? *rows : std::vector<StoredSession>{}) {
         auto head = recordOfBytes<SessionHead>(row.head);
         if (!head) continue;

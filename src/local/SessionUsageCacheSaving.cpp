@@ -34,8 +34,12 @@ void SessionUsageCache::spill() {
 
 // What was given to the store is nowhere: the logs have to be read again, and kept in memory.
 void SessionUsageCache::loseSpilled() {
+    store_->rollBack();
     isWriting_ = false;
+    hasSpilled_ = false;
     isOutdated_ = true;
+    isSpillLost_ = true;
+    maySpill_ = false;
 }
 
 void SessionUsageCache::writeAll() {
@@ -96,7 +100,9 @@ bool SessionUsageCache::hasUnsaved() const {
 SessionUsageCache::Saving SessionUsageCache::save() {
     const std::lock_guard lock(mutex_);
     if (isOutdated_) {
-        if (std::exchange(isWriting_, false)) store_->rollBack();
+        if (isWriting_) store_->rollBack();
+        isWriting_ = false;
+        hasSpilled_ = false;
         return Saving::outdated;
     }
     if (!hasUnsaved()) return Saving::done;
@@ -104,12 +110,13 @@ SessionUsageCache::Saving SessionUsageCache::save() {
     if (!begin()) return isOutdated_ ? Saving::outdated : Saving::unsaved;
     writeAll();
     isWriting_ = false;
-    const bool hasSpilled = std::exchange(hasSpilled_, false);
     if (!store_->commit()) {
-        if (!hasSpilled) return Saving::unsaved;
+        if (!hasSpilled_) return Saving::unsaved;
         loseSpilled();
         return Saving::outdated;
     }
+    hasSpilled_ = false;
+    isSpillLost_ = false;
     noteSaved();
     return Saving::done;
 }
@@ -126,6 +133,8 @@ void SessionUsageCache::noteSaved() {
     strangers_.clear();
     haveTroublesChanged_ = false;
     hasCoverageChanged_ = false;
+    firstUnstoredId_ = nextId_;
+    if (formerFiles_.empty() || !store_->settle()) return;
     std::error_code error;
     for (const auto& file : formerFiles_) std::filesystem::remove(file, error);
     formerFiles_.clear();
