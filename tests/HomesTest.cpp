@@ -179,7 +179,7 @@ TEST_F(Homes, WhatWasCountedKeepsCounting) {
     // What a later version wrote stays as it is; what is damaged is put aside and named.
     const fs::path store = cache / "session-usage.sqlite";
     ASSERT_TRUE(DatabaseWriter(store).run("PRAGMA user_version = 99;"));
-    EXPECT_EQ(found(), "1000 missingLog:1");
+    EXPECT_EQ(found(), "1000 missingLog:1 damagedRecord:1");
     ASSERT_TRUE(DatabaseWriter(store).run("PRAGMA user_version = 1;"));
     EXPECT_EQ(found(), "11011 goneLog:1");
     for (const char* rest : {"-wal", "-shm"}) fs::remove(store.string() + rest);

@@ -8,6 +8,7 @@
 #include "local/LocalUsageReader.h"
 #include "local/StateDatabase.h"
 #include "platform/Base64.h"
+#include "platform/Database.h"
 #include "platform/Iso8601.h"
 #include "selftests/Suites.h"
 #include "selftests/support/SelfTest.h"
@@ -40,12 +41,14 @@ class Home {
         std::string id;
         std::string cwd = "/tmp/project-a";
         std::vector<Event> events;
+        std::string parent = {};  ///< whose history it copied
     };
     void add(const Thread& thread) {
-        std::string lines =
-            fmt::format(R"({{"timestamp":"{}","type":"session_meta","payload":{{"id":"{}"}}}})"
-                        "\n",
-                        text(-30 * day), thread.id);
+        std::string lines = fmt::format(
+            R"({{"timestamp":"{}","type":"session_meta","payload":{{"id":"{}"{}}}}})"
+            "\n",
+            text(-30 * day), thread.id,
+            thread.parent.empty() ? "" : ",\"forked_from_id\":\"" + thread.parent + '"');
         for (const Event& event : thread.events) lines += tokenLine(event);
         const auto log = directory_.write(logName(thread.id), lines);
         sql(
@@ -180,6 +183,44 @@ void checkForgetting(SelfTest& test) {
                 "what another process forgets does not come back");
 }
 
+// What is kept of a parent is damaged, and its child has to be counted anew.
+void checkDamagedParent(SelfTest& test) {
+    for (const bool isGone : {false, true}) {
+        Home home;
+        home.add({.id = "p", .events = {{-32 * day, 1'000}, {-31 * day, 3'000}}});
+        home.add({.id = "c",
+                  .events = {{-30 * day, 1'000}, {-30 * day + 0.5, 3'000}, {-hour, 3'050}},
+                  .parent = "p"});
+        const auto lifetime = [](const LocalUsageRead& read) {
+            return read.result.local->lifetimeTokens.value_or(-1);
+        };
+        const auto gapKinds = [](const LocalUsageRead& read) {
+            std::vector<LocalUsageGapKind> kinds;
+            for (const auto& gap : read.result.local->gaps.list) kinds.push_back(gap.kind);
+            return kinds;
+        };
+        const std::int64_t before = lifetime(home.readAnew());
+        if (isGone) {
+            std::filesystem::remove(home.directory().path() / ".codex/sessions/rollout-p.jsonl");
+            home.readAnew();
+        }
+        Database store;
+        store.open(home.directory().path() / "cache/session-usage.sqlite",
+                   Database::Opening::writable);
+        store.run("UPDATE events SET bytes = x'00' WHERE id = (SELECT min(id) FROM events)");
+        store.close();
+        home.append("c", {-60, 3'100});
+        const LocalUsageRead after = home.readAnew();
+        using enum LocalUsageGapKind;
+        test.expect(before == 3'050 && today(after) == 100 &&
+                        lifetime(after) == (isGone ? 100 : 3'100) &&
+                        gapKinds(after) == (isGone ? std::vector{damagedLog, countedWithoutParent}
+                                                   : std::vector<LocalUsageGapKind>{}),
+                    isGone ? "a parent that is lost is a gap" : "a parent is read again");
+        test.expect(home.readAnew().result.local == after.result.local, "and stays so");
+    }
+}
+
 // What earlier versions knew of a log that is there no more, and of one that was gone already.
 void checkTakeover(SelfTest& test) {
     Home home;
@@ -303,6 +344,7 @@ bool run() {
     }
     checkComplete(test);
     checkForgetting(test);
+    checkDamagedParent(test);
     checkTakeover(test);
     checkDatabase(test);
     checkSeveralDatabases(test);

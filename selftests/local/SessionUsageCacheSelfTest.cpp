@@ -1,13 +1,16 @@
+#include <csignal>
 #include <cstring>
 #include <fcntl.h>
 #include <fstream>
 #include <functional>
 #include <random>
+#include <sys/resource.h>
 #include <sys/stat.h>
 
 #include "local/SessionFileIdentity.h"
 #include "local/SessionHead.h"
 #include "local/SessionShare.h"
+#include "local/SessionUsageCache.h"
 #include "selftests/Suites.h"
 #include "selftests/support/SelfTest.h"
 
@@ -222,6 +225,53 @@ void checkShares(SelfTest& test) {
                 "a sum beyond 64 bits is none");
 }
 
+/// A log as large as memory keeps none.
+SessionEntryForms largeForms() {
+    SessionEntryForms forms{.events = std::string(13'000'000, 'e')};
+    forms.head.deltaCount = 1;
+    return forms;
+}
+
+void checkSaving(SelfTest& test) {
+    using Saving = SessionUsageCache::Saving;
+    const TemporaryDirectory directory("vantry-session-cache-");
+    const SessionUsageCache::Opening opening{
+        .file = directory.path() / "store", .formerDirectory = {}, .codexHome = directory.path()};
+    const auto limitFiles = [](rlim_t most) {
+        const rlimit limit{.rlim_cur = most, .rlim_max = RLIM_INFINITY};
+        ::setrlimit(RLIMIT_FSIZE, &limit);
+    };
+    const auto handler = ::signal(SIGXFSZ, SIG_IGN);
+    SessionUsageCache one;
+    one.open(opening);
+    limitFiles(1'000'000);
+    one.setLive(one.takeIn("/a", largeForms()));
+    const Saving lost = one.save();
+    one.open(opening);
+    const bool mustBeRead = one.live.empty();
+    one.setLive(one.takeIn("/a", largeForms()));
+    const Saving unsaved = one.save();
+    limitFiles(RLIM_INFINITY);
+    test.expect(lost == Saving::outdated && mustBeRead && unsaved == Saving::unsaved &&
+                    one.save() == Saving::done,
+                "what a full disk does not take is read again and waits in memory");
+    ::signal(SIGXFSZ, handler);
+    SessionUsageCache other;
+    other.open(opening);
+    test.expect(other.live.contains("/a"), "until there is room");
+    one.setLive(one.takeIn("/b", largeForms()));
+    SessionUsageCache third;
+    third.open(opening);
+    third.setLive(third.takeIn("/c", {.head = {.deltaCount = 2}, .events = "e"}));
+    test.expect(one.save() == Saving::done && third.save() != Saving::done,
+                "the slower of two does not write");
+    third.open(opening);
+    test.expect(third.live.size() == 3 && third.save() == Saving::done, "but what both have read");
+    other.open(opening);
+    test.expect(other.live.size() == 3 && other.live.at("/c").head.deltaCount == 2,
+                "and a third one sees it");
+}
+
 void checkIdentity(SelfTest& test) {
     const TemporaryDirectory directory("vantry-session-cache-");
     const fs::path file = directory.write("log.jsonl", "0123456789");
@@ -255,8 +305,9 @@ void checkIdentity(SelfTest& test) {
 }  // namespace
 
 bool SessionUsageCacheSelfTest::run() {
-    return SelfTest::run("session usage cache", {checkDeltas, checkDamagedDeltas, checkTrail,
-                                                 checkForms, checkShares, checkIdentity});
+    return SelfTest::run("session usage cache",
+                         {checkDeltas, checkDamagedDeltas, checkTrail, checkForms, checkShares,
+                          checkSaving, checkIdentity});
 }
 
 }  // namespace vantry

@@ -15,6 +15,7 @@ struct LocalAnalyticsCache {
     std::optional<LocalAnalyticsCacheEntry> memory;
     std::optional<LocalAnalyticsCacheEntry> persistent;  ///< as the store had it
     bool isPersistentLoaded = false;
+    std::string home;  ///< of which they are
 };
 
 namespace LocalAnalyticsCachePolicy {

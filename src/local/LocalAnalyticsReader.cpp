@@ -20,6 +20,9 @@ namespace {
 constexpr const char* keptName = "analytics";
 
 void loadKept(ReaderCaches& caches) {
+    if (caches.analytics.home != caches.sessions.home()) {
+        caches.analytics = {.home = caches.sessions.home()};
+    }
     if (std::exchange(caches.analytics.isPersistentLoaded, true)) return;
     const auto bytes = caches.sessions.homeValue(keptName);
     if (bytes) caches.analytics.persistent = readPersistentLocalAnalyticsCache(*bytes);
@@ -118,7 +121,11 @@ LocalAnalyticsReadResult readLocalAnalytics(const LocalAnalyticsRequest& request
     }
     trace.checkpoint("shares");
     const bool isWhole =
-        visitShares({.loaded = loaded, .cache = caches.sessions, .cutoff = cutoff, .gaps = gaps},
+        visitShares({.loaded = loaded,
+                     .rows = request.index.rows,
+                     .cache = caches.sessions,
+                     .cutoff = cutoff,
+                     .gaps = gaps},
                     [&](const VisitedSession& session) { aggregation.add(session); });
     if (const std::string lost = caches.sessions.lostFile(); !lost.empty()) {
         gaps.add(LocalUsageGapKind::damagedRecord, lost);

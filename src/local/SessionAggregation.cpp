@@ -97,12 +97,13 @@ SessionAggregation::Project& SessionAggregation::project(const std::string& work
 std::vector<SessionAggregation::PricedModel> SessionAggregation::pricedModels(
     const CodexUsageReader::VisitedSession& session) {
     std::vector<PricedModel> models;
-    const auto add = [&](std::optional<std::string> id) {
-        const auto [known, isNew] = prices_.try_emplace(id);
-        if (isNew) known->second = tokenPrice(id);
-        models.push_back({.id = std::move(id), .price = known->second});
+    const auto add = [&](const std::optional<std::string>& name) {
+        const auto [known, isNew] = prices_.try_emplace(name);
+        if (isNew) known->second = tokenPrice(name);
+        models.push_back(
+            {.id = LocalModelUsageAccumulator::normalizedModel(name), .price = known->second});
     };
-    add(LocalModelUsageAccumulator::normalizedModel(session.source.model));
+    add(session.source.model);
     for (const std::string& model : session.tokens.models) add(model);
     return models;
 }

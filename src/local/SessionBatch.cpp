@@ -4,6 +4,7 @@
 #include <array>
 #include <atomic>
 #include <functional>
+#include <new>
 #include <numeric>
 #include <set>
 #include <string_view>
@@ -182,6 +183,17 @@ class SessionBatch::Steps {
     }
 
     // In a thread of its own.
+    void readInto(Candidate& candidate, const SessionFileSnapshot& file,
+                  SessionLogWorkspace& workspace) {
+        try {
+            candidate.outcome =
+                readSeenSession(requestFor(candidate), file, request_.setting, workspace);
+            takeIn(candidate);
+        } catch (const std::bad_alloc&) {
+            candidate.outcome = {.trouble = SessionLogTrouble::outOfResources, .file = file};
+        }
+    }
+
     void takeIn(Candidate& candidate) {
         if (!candidate.outcome.entry) return;
         const SessionUsageCacheEntry& entry = *candidate.outcome.entry;
@@ -234,9 +246,7 @@ class SessionBatch::Steps {
             SessionLogWorkspace workspace;
             for (std::size_t i = next++; i < order.size(); i = next++) {
                 Candidate& candidate = candidates_[order[i]];
-                candidate.outcome = readSeenSession(requestFor(candidate), *unread[order[i]],
-                                                    request_.setting, workspace);
-                takeIn(candidate);
+                readInto(candidate, *unread[order[i]], workspace);
             }
         };
         if (!order.empty()) inThreads(order.size(), readRest);
@@ -353,6 +363,10 @@ class SessionBatch::Steps {
             if (isNew) continue;
             const auto choice = SessionVersions::longer(loaded_.sessions[known->second].known,
                                                         loaded_.sessions[i].known, cache_);
+            for (const std::size_t each : {known->second, i}) {
+                KnownSession& session = loaded_.sessions[each].known;
+                if (cache_.isDamaged(session)) cache_.giveUp(session, false);
+            }
             const std::size_t loser = choice.isSecond ? known->second : i;
             if (choice.isSecond) known->second = i;
             dropped.insert(loser);
@@ -393,6 +407,7 @@ class SessionBatch::Steps {
             for (KnownSession& session : versions) {
                 if (!session.head.holdsUsage()) {
                     loaded_.gaps.add(LocalUsageGapKind::damagedLog, session.path);
+                    troubledStems_.insert(sessionFileStem(session.path));
                     continue;
                 }
                 add(session, true);

@@ -86,6 +86,7 @@ struct VisitedSession {
 
 struct SessionVisits {
     const LoadedSessions& loaded;
+    const std::vector<SessionUsageSource>& rows;  ///< of the thread index
     SessionUsageCache& cache;
     Date cutoff;
     LocalUsageGaps& gaps;  ///< what could not be told is added

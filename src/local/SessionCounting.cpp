@@ -86,9 +86,7 @@ class Visiting {
   public:
     Visiting(const SessionVisits& visits, const std::function<void(const VisitedSession&)>& visit)
         : visits_(visits), visit_(visit) {
-        for (const LoadedSessionUsage& session : visits.loaded.sessions) {
-            if (!session.isGone) sourceByThread_.emplace(session.source.threadId, &session.source);
-        }
+        for (const SessionUsageSource& row : visits.rows) rows_.emplace(row.threadId, &row);
     }
 
     bool run() {
@@ -120,16 +118,23 @@ class Visiting {
 
     void visitBorrowed(const LoadedSessionUsage& session, const SessionShare& share,
                        const std::string& thread, SessionShareTokens& tokens) {
-        const auto named = sourceByThread_.find(thread);
-        SessionUsageSource source =
-            named != sourceByThread_.end() ? *named->second : session.source;
+        const SessionFamilies& families = *visits_.loaded.families;
+        const auto& logs = families.ofThread(thread);
+        const auto row = rows_.find(thread);
+        SessionUsageSource source = session.source;
         source.threadId = thread;
-        VisitedSession visited{.source = source,
-                               .head = session.head(),
-                               .share = share,
-                               .tokens = tokens,
-                               .root = named != sourceByThread_.end() ? *named->second : source,
-                               .isBorrowed = true};
+        if (!logs.empty()) {
+            source = logs.front()->source;
+        } else if (row != rows_.end()) {
+            source = *row->second;
+        }
+        VisitedSession visited{
+            .source = source,
+            .head = session.head(),
+            .share = share,
+            .tokens = tokens,
+            .root = logs.empty() ? source : rootConversationSource(*logs.front(), families),
+            .isBorrowed = true};
         enter(tokens, visited);
         visit_(visited);
     }
@@ -157,7 +162,7 @@ class Visiting {
 
     const SessionVisits& visits_;
     const std::function<void(const VisitedSession&)>& visit_;
-    std::unordered_map<std::string, const SessionUsageSource*> sourceByThread_;
+    std::unordered_map<std::string_view, const SessionUsageSource*> rows_;  ///< by thread
     bool isWhole_ = true;
 };
 

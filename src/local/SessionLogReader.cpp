@@ -151,7 +151,6 @@ bool isKnownToFail(const KnownSessionTrouble* known, const SessionFileSnapshot& 
     switch (known->trouble) {
         case SessionLogTrouble::damaged:
         case SessionLogTrouble::tooLarge:
-        case SessionLogTrouble::unreadable:
             return true;
         case SessionLogTrouble::timeRanOut:
             return !(now - known->firstSeenAt <= patience);

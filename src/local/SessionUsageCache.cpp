@@ -31,6 +31,8 @@ std::map<std::string, std::string> SessionUsageCache::knownHomes() {
 }
 
 std::string SessionUsageCache::lostFile() {
+    std::error_code error;
+    if (!isLoaded_ && fs::exists(file_, error)) return file_.native();
     return value("lost").value_or("");
 }
 
@@ -219,6 +221,8 @@ bool SessionUsageCache::isCovered(const KnownSession& part, const KnownSession& 
     const auto partEntry = entry(part);
     const auto wholeEntry = entry(whole);
     // A damaged log holds nothing that could be missed, and tells nothing.
+    if (partEntry == nullptr) damaged_.insert(part.id);
+    if (wholeEntry == nullptr) damaged_.insert(whole.id);
     if (partEntry == nullptr) return !isOutOfReach(part);
     if (wholeEntry == nullptr) return false;
     const bool isTold = SessionVersions::isCovered(*partEntry, *wholeEntry);

@@ -78,7 +78,8 @@ class SessionUsageCache {
     };
     void open(const Opening& opening);
 
-    /// The store's file, put aside, from which not all could be taken; empty without one.
+    /// The store's file, put aside, from which not all could be taken, or the one that cannot be
+    /// read; empty without one.
     std::string lostFile();
 
     /// The entry of a log; null where its bytes are damaged or gone. Any thread.
@@ -123,6 +124,8 @@ class SessionUsageCache {
 
     /// Whether `whole` tells all that `part` holds. Remembered for as long as neither changes.
     bool isCovered(const KnownSession& part, const KnownSession& whole);
+    /// Whether isCovered() could not be told for the log's own bytes.
+    bool isDamaged(const KnownSession& session) const { return damaged_.contains(session.id); }
 
     /// A single value of the home that is kept beside the logs.
     std::optional<std::string> homeValue(const std::string& name) { return value(homeKey(name)); }
@@ -187,10 +190,12 @@ class SessionUsageCache {
     std::map<std::string, std::string> unsavedValues_;
     std::vector<Stranger> strangers_;
     std::map<std::pair<std::uint64_t, std::uint64_t>, bool> coverage_;
+    std::set<std::int64_t> damaged_;
     std::unordered_map<std::int64_t, std::string> loadedShares_;
     std::vector<std::filesystem::path> formerFiles_;  ///< of no use once all is saved
     std::int64_t nextId_ = 1;
     std::int64_t firstUnstoredId_ = 1;  ///< the store has none from here on, but what was spilled
+    bool isLoaded_ = false;
     bool isWriting_ = false;
     bool hasSpilled_ = false;
     bool isSpillLost_ = false;  ///< memory keeps all until a save succeeds

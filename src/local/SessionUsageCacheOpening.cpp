@@ -77,6 +77,8 @@ void SessionUsageCache::forgetHome() {
     strangers_.clear();
     formerFiles_.clear();
     loadedShares_.clear();
+    damaged_.clear();
+    isLoaded_ = false;
     haveTroublesChanged_ = false;
     hasCoverageChanged_ = false;
     isOutdated_ = false;
@@ -89,6 +91,7 @@ bool SessionUsageCache::load() {
     const auto formerGone = std::exchange(gone, {});
     auto parts = std::exchange(unsaved_, {});
     forgetHome();
+    isLoaded_ = true;
     nextId_ = std::max(nextId_, store_->nextId());
     firstUnstoredId_ = nextId_;
     live.reserve(rows->size());
