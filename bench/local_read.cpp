@@ -60,17 +60,14 @@ int main(int argc, char** argv) {
 
     TokenBreakdown sum;
     std::size_t buckets = 0;
-    visitShares({.loaded = loaded,
-                 .rows = (*threads)->rows,
-                 .cache = caches.sessions,
-                 .cutoff = setting.now,
-                 .gaps = loaded.gaps},
-                [&](const VisitedSession& session) {
-                    for (const SessionShareBucket& bucket : session.tokens.buckets.list()) {
-                        sum.add(bucket.tokens);
-                    }
-                    buckets += session.tokens.buckets.list().size();
-                });
+    visitShares(
+        {.loaded = loaded, .cache = caches.sessions, .cutoff = setting.now, .gaps = loaded.gaps},
+        [&](const VisitedSession& session) {
+            for (const SessionShareBucket& bucket : session.tokens.buckets.list()) {
+                sum.add(bucket.tokens);
+            }
+            buckets += session.tokens.buckets.list().size();
+        });
     watch.lap("counting");
     caches.sessions.save();
     watch.lap("cache written");

@@ -121,11 +121,7 @@ LocalAnalyticsReadResult readLocalAnalytics(const LocalAnalyticsRequest& request
     }
     trace.checkpoint("shares");
     const bool isWhole =
-        visitShares({.loaded = loaded,
-                     .rows = request.index.rows,
-                     .cache = caches.sessions,
-                     .cutoff = cutoff,
-                     .gaps = gaps},
+        visitShares({.loaded = loaded, .cache = caches.sessions, .cutoff = cutoff, .gaps = gaps},
                     [&](const VisitedSession& session) { aggregation.add(session); });
     if (const std::string lost = caches.sessions.lostFile(); !lost.empty()) {
         gaps.add(LocalUsageGapKind::damagedRecord, lost);

@@ -448,7 +448,7 @@ class SessionBatch::Steps {
     std::unordered_set<std::string> troubledStems_;
     LocalUsageGaps readGaps_;
     std::size_t waitingLogs_ = 0;
-    LoadedSessions loaded_;
+    LoadedSessions loaded_{.rows = request_.rows};
 };
 
 SessionBatch::SessionBatch(const SessionBatchRequest& request, SessionUsageCache& cache)

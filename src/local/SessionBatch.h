@@ -27,6 +27,7 @@ struct SessionBatchRequest {
 };
 
 struct LoadedSessions {
+    const std::vector<SessionUsageSource>& rows;  ///< of the thread index
     std::deque<SessionUsageSource> sources;  ///< what the sessions refer to, and rows do not say
     /// Oldest first, and behind them those that are gone.
     std::vector<LoadedSessionUsage> sessions;
@@ -86,7 +87,6 @@ struct VisitedSession {
 
 struct SessionVisits {
     const LoadedSessions& loaded;
-    const std::vector<SessionUsageSource>& rows;  ///< of the thread index
     SessionUsageCache& cache;
     Date cutoff;
     LocalUsageGaps& gaps;  ///< what could not be told is added

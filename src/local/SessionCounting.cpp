@@ -86,7 +86,7 @@ class Visiting {
   public:
     Visiting(const SessionVisits& visits, const std::function<void(const VisitedSession&)>& visit)
         : visits_(visits), visit_(visit) {
-        for (const SessionUsageSource& row : visits.rows) rows_.emplace(row.threadId, &row);
+        for (const SessionUsageSource& row : visits.loaded.rows) rows_.emplace(row.threadId, &row);
     }
 
     bool run() {
