@@ -207,7 +207,7 @@ void checkDamagedParent(SelfTest& test) {
         Database store;
         store.open(home.directory().path() / "cache/session-usage.sqlite",
                    Database::Opening::writable);
-        store.run("UPDATE events SET bytes = x'00' WHERE id = (SELECT min(id) FROM events)");
+        store.run("UPDATE events SET bytes = x'00'");
         store.close();
         home.append("c", {-60, 3'100});
         const LocalUsageRead after = home.readAnew();
