@@ -8,8 +8,8 @@
 #include "diagnostics/ReaderPerformanceTrace.h"
 #include "local/LocalAnalyticsMaking.h"
 #include "local/LocalAnalyticsRefusal.h"
-#include "local/SessionAggregation.h"
 #include "local/SessionLineParser.h"
+#include "local/SessionSums.h"
 #include "platform/Checksum.h"
 #include "platform/RecordBytes.h"
 
@@ -112,17 +112,23 @@ LocalAnalyticsReadResult readLocalAnalytics(const LocalAnalyticsRequest& request
          .scanCompletedAt = Date::now(),
          .acceptsEventsWrittenDuringLoad = request.acceptsEventsWrittenDuringLoad},
         request.statistics);
-    SessionAggregation aggregation(request.statistics, request.windows, cutoff);
-    LocalUsageGaps gaps = loaded.gaps;
-    if (!bringSharesUpToDate(loaded, caches.sessions, cutoff) && request.mayReadAgain) {
+    bool isWhole = bringSharesUpToDate(loaded, caches.sessions, cutoff);
+    trace.checkpoint("shares");
+    const SessionSums sums = addUpShares({.loaded = loaded,
+                                          .cache = caches.sessions,
+                                          .day = made.day,
+                                          .statistics = request.statistics,
+                                          .windows = request.windows,
+                                          .cutoff = cutoff});
+    isWhole = isWhole && sums.isWhole;
+    if (!isWhole && request.readsAgain > 0) {
         LocalAnalyticsRequest again = request;
-        again.mayReadAgain = false;
+        --again.readsAgain;
         return readLocalAnalytics(again, caches, messages);
     }
-    trace.checkpoint("shares");
-    const bool isWhole =
-        visitShares({.loaded = loaded, .cache = caches.sessions, .cutoff = cutoff, .gaps = gaps},
-                    [&](const VisitedSession& session) { aggregation.add(session); });
+    const SessionAggregation& aggregation = *sums.aggregation;
+    LocalUsageGaps gaps = std::move(loaded.gaps);
+    gaps.add(sums.gaps);
     if (const std::string lost = caches.sessions.lostFile(); !lost.empty()) {
         gaps.add(LocalUsageGapKind::damagedRecord, lost);
     }

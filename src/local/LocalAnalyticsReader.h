@@ -18,7 +18,9 @@ struct LocalAnalyticsRequest {
     const StatisticsContext& statistics;
     const StatisticsWindows& windows;
     bool acceptsEventsWrittenDuringLoad = false;
-    bool mayReadAgain = true;  ///< logs of which what was kept is damaged
+    /// How often logs may be read again of which what was kept is damaged: their shares, then their
+    /// events, then those of their kin.
+    int readsAgain = 3;
 };
 
 /// What the session logs say. A log that cannot be read now, and may be readable soon, holds the

@@ -28,7 +28,7 @@ void ProjectUsageAccumulator::add(const std::string& threadId, const ThreadUsage
     if (!share.lastActiveAt) return;
     tokens.add(share.tokens);
     estimatedCostUSD += share.estimatedCostUSD;
-    threadIds.insert(threadId);
+    threads.add(threadId);
     keepLater(lastActiveAt, share.lastActiveAt);
     keepEarlier(firstActiveAt, share.firstActiveAt);
 }
@@ -39,7 +39,7 @@ ProjectUsage ProjectAccumulators::row(const ProjectUsageAccumulator& window) con
             .fullPath = fullPath,
             .tokens = window.tokens.visibleTotalTokens(),
             .estimatedCostUSD = window.estimatedCostUSD,
-            .threadCount = static_cast<std::int64_t>(window.threadIds.size()),
+            .threadCount = window.threads.count(),
             .lastActiveAt = window.lastActiveAt,
             .sourceQuality = UsageSourceQuality::detailed,
             .firstActiveAt = all.firstActiveAt};

@@ -267,6 +267,16 @@ void SessionAggregation::addThread(const CodexUsageReader::VisitedSession& sessi
     thread.archived = isArchived(source.rolloutPath);
 }
 
+void SessionAggregation::settleThreads() {
+    for (auto& [id, project] : projects_) project.detail.settleThreads();
+    std::map<std::string, LocalThread> recent;
+    for (LocalThread& thread : recentThreads()) {
+        auto known = threads_.extract(thread.id);
+        recent.insert(std::move(known));
+    }
+    threads_ = std::move(recent);
+}
+
 std::vector<LocalThread> SessionAggregation::recentThreads() const {
     std::vector<LocalThread> threads;
     threads.reserve(threads_.size());

@@ -68,7 +68,14 @@ class SessionAggregation {
     /// Newest first, subagents left out.
     std::vector<LocalThread> recentThreads() const;
 
+    /// Leaves the threads so far as numbers and drops those that can be no recent ones: of all the
+    /// rest that is added later, nothing may be theirs. So it can be stored, and read again for the
+    /// same day and zone by an object to which nothing was added.
+    void settleThreads();
+
   private:
+    friend struct RecordFields<SessionAggregation>;
+
     struct PricedModel;
     struct Addition;
 
@@ -105,6 +112,41 @@ class SessionAggregation {
     // What the quarter before needed is mostly what the next one needs.
     std::optional<Date> lastDayStart_;
     PricedTokenUsage* lastDay_ = nullptr;
+};
+
+template <>
+struct RecordFields<SessionAggregation::Totals> {
+    using Totals = SessionAggregation::Totals;
+    static constexpr std::tuple list{
+        field("today", &Totals::today), field("sevenDay", &Totals::sevenDay),
+        field("month", &Totals::month), field("lifetime", &Totals::lifetime)};
+};
+
+template <>
+struct RecordFields<SessionAggregation::Project> {
+    using Project = SessionAggregation::Project;
+    static constexpr std::tuple list{field("rows", &Project::rows),
+                                     field("detail", &Project::detail),
+                                     field("tokensByOfficialDay", &Project::tokensByOfficialDay)};
+};
+
+template <>
+struct RecordFields<SessionAggregation> {
+    using Sums = SessionAggregation;
+    static constexpr std::tuple list{field("totals", &Sums::totals_),
+                                     field("sessionCount", &Sums::sessionCount_),
+                                     field("tokenEventCount", &Sums::tokenEventCount_),
+                                     field("hasTokenEvents", &Sums::hasTokenEvents_),
+                                     field("rejected", &Sums::rejectedFutureEventCount_),
+                                     field("setAside", &Sums::setAsideEventCount_),
+                                     field("dailyUsage", &Sums::dailyUsage_),
+                                     field("hours", &Sums::hours_),
+                                     field("models", &Sums::models_),
+                                     field("breakdown", &Sums::breakdown_),
+                                     field("projects", &Sums::projects_),
+                                     field("tools", &Sums::tools_),
+                                     field("skills", &Sums::skills_),
+                                     field("threads", &Sums::threads_)};
 };
 
 }  // namespace vantry

@@ -90,6 +90,7 @@ struct SessionVisits {
     SessionUsageCache& cache;
     Date cutoff;
     LocalUsageGaps& gaps;  ///< what could not be told is added
+    const std::vector<const LoadedSessionUsage*>* only = nullptr;  ///< and no other log
 };
 
 /// Hands over what each log adds, in order, without its events. Once, after the shares were brought

@@ -24,11 +24,9 @@ class ShareMaking {
 
     bool run() {
         Sessions outdated;
-        cache_.loadShares();
         for (const LoadedSessionUsage& session : loaded_.sessions) {
             const SessionHead& head = session.head();
             const bool isSound = head.shareSources == kin_.sources(session) &&
-                                 cache_.hasShare(session.known.id) &&
                                  !(head.shareLastActiveAt && *head.shareLastActiveAt > cutoff_);
             if (!isSound) outdated.push_back(&session);
         }
@@ -85,12 +83,17 @@ class ShareMaking {
 class Visiting {
   public:
     Visiting(const SessionVisits& visits, const std::function<void(const VisitedSession&)>& visit)
-        : visits_(visits), visit_(visit) {
-        for (const SessionUsageSource& row : visits.loaded.rows) rows_.emplace(row.threadId, &row);
-    }
+        : visits_(visits), visit_(visit) {}
 
     bool run() {
-        for (const LoadedSessionUsage& session : visits_.loaded.sessions) visitLog(session);
+        constexpr std::size_t many = 500;  // are read faster all at once
+        const auto& all = visits_.loaded.sessions;
+        if ((visits_.only ? visits_.only->size() : all.size()) > many) visits_.cache.loadShares();
+        if (visits_.only) {
+            for (const LoadedSessionUsage* session : *visits_.only) visitLog(*session);
+        } else {
+            for (const LoadedSessionUsage& session : all) visitLog(session);
+        }
         visits_.cache.dropLoadedShares();
         return isWhole_;
     }
@@ -120,6 +123,11 @@ class Visiting {
                        const std::string& thread, SessionShareTokens& tokens) {
         const SessionFamilies& families = *visits_.loaded.families;
         const auto& logs = families.ofThread(thread);
+        if (rows_.empty()) {
+            for (const SessionUsageSource& each : visits_.loaded.rows) {
+                rows_.emplace(each.threadId, &each);
+            }
+        }
         const auto row = rows_.find(thread);
         SessionUsageSource source = session.source;
         source.threadId = thread;

@@ -103,21 +103,16 @@ void SessionUsageCache::loadShares() {
     });
 }
 
-std::string_view SessionUsageCache::shareBytes(std::int64_t id) {
-    const auto unsaved = unsaved_.find(id);
-    if (unsaved != unsaved_.end() && unsaved->second.share) return *unsaved->second.share;
-    const auto loaded = loadedShares_.find(id);
-    return loaded == loadedShares_.end() ? std::string_view() : loaded->second;
-}
-
 std::optional<SessionShare> SessionUsageCache::share(std::int64_t id) {
     const std::lock_guard lock(mutex_);
-    return recordOfBytes<SessionShare>(shareBytes(id));
-}
-
-bool SessionUsageCache::hasShare(std::int64_t id) {
-    const std::lock_guard lock(mutex_);
-    return !shareBytes(id).empty();
+    const auto unsaved = unsaved_.find(id);
+    if (unsaved != unsaved_.end() && unsaved->second.share) {
+        return recordOfBytes<SessionShare>(*unsaved->second.share);
+    }
+    const auto loaded = loadedShares_.find(id);
+    if (loaded != loadedShares_.end()) return recordOfBytes<SessionShare>(loaded->second);
+    const auto bytes = store_->part(id, SessionPart::share);
+    return bytes ? recordOfBytes<SessionShare>(*bytes) : std::nullopt;
 }
 
 void SessionUsageCache::eraseParts(std::int64_t id) {

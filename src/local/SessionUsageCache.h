@@ -97,12 +97,11 @@ class SessionUsageCache {
     /// are lost it is kept as a log that tells of nothing, which is a gap.
     void giveUp(KnownSession& session, bool isGone);
 
-    /// Loads all shares that the store has, for the two that follow.
+    /// Loads all shares that the store has, where many are asked for.
     void loadShares();
     void dropLoadedShares() { loadedShares_ = {}; }
     /// Nothing where none is kept or its bytes are damaged.
     std::optional<SessionShare> share(std::int64_t id);
-    bool hasShare(std::int64_t id);
 
     using Place = std::unordered_map<std::string, KnownSession>::iterator;
 
@@ -169,7 +168,6 @@ class SessionUsageCache {
     void moveHere(const std::string& from);
     void eraseParts(std::int64_t id);
     bool isOutOfReach(const KnownSession& session);
-    std::string_view shareBytes(std::int64_t id);
     std::optional<std::string> bytesOf(std::int64_t id, SessionPart kind);
     bool begin();
     void spill();

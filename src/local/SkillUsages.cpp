@@ -12,7 +12,7 @@ namespace vantry {
 void SkillUsageAccumulator::addLoads(const std::string& threadId, std::int64_t count,
                                      std::optional<Date> at) {
     loadCount = saturatingAdd(loadCount, count);
-    threadIds.insert(threadId);
+    threads.add(threadId);
     if (at && (!lastLoadedAt || *lastLoadedAt < *at)) lastLoadedAt = at;
 }
 
@@ -28,7 +28,7 @@ SkillUsage makeUsage(const SkillUsageAccumulator& skill, const SkillFolders& fol
             .path = skill.path,
             .sourceLabel = skillSourceLabel(skill.path, folders),
             .loadCount = skill.loadCount,
-            .threadCount = static_cast<std::int64_t>(skill.threadIds.size()),
+            .threadCount = skill.threads.count(),
             .staticTokenEstimate = info.tokenEstimate,
             .staticByteCount = info.byteCount,
             .lastLoadedAt = skill.lastLoadedAt};

@@ -6,11 +6,11 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <unordered_set>
 #include <vector>
 
 #include "local/SkillStaticInfo.h"
 #include "records/LocalUsage.h"
+#include "statistics/ThreadCount.h"
 
 namespace vantry {
 
@@ -18,11 +18,19 @@ namespace vantry {
 struct SkillUsageAccumulator {
     std::string path;
     std::int64_t loadCount = 0;
-    std::unordered_set<std::string> threadIds;
+    ThreadCount threads;
     std::optional<Date> lastLoadedAt;
 
     /// Loads of one thread, the last of them at `at`.
     void addLoads(const std::string& threadId, std::int64_t count, std::optional<Date> at);
+};
+
+template <>
+struct RecordFields<SkillUsageAccumulator> {
+    using Skill = SkillUsageAccumulator;
+    static constexpr std::tuple list{
+        field("path", &Skill::path), field("loadCount", &Skill::loadCount),
+        field("threads", &Skill::threads), field("lastLoadedAt", &Skill::lastLoadedAt)};
 };
 
 namespace CodexUsageReader {

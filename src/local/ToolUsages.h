@@ -18,6 +18,12 @@ struct ToolUsageAccumulator {
     void add(std::int64_t calls);
 };
 
+template <>
+struct RecordFields<ToolUsageAccumulator> {
+    static constexpr std::tuple list{field("name", &ToolUsageAccumulator::name),
+                                     field("callCount", &ToolUsageAccumulator::callCount)};
+};
+
 namespace CodexUsageReader {
 
 /// What kind of work a tool does, by words in its name: "terminal", "edit", "browser", "visual",

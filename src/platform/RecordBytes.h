@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <bit>
 #include <concepts>
 #include <cstdint>
@@ -58,8 +59,13 @@ class RecordBytesWriter {
         for (const T& value : values) write(value);
     }
 
-    template <class T>
-    void write(const std::map<std::string, T>& values) {
+    template <class T, std::size_t size>
+    void write(const std::array<T, size>& values) {
+        for (const T& value : values) write(value);
+    }
+
+    template <class Key, class T>
+    void write(const std::map<Key, T>& values) {
         writeVarint(values.size());
         for (const auto& [key, value] : values) {
             write(key);
@@ -173,14 +179,19 @@ class RecordBytesReader {
         for (; isGood_ && count > 0; --count) read(into.emplace_back());
     }
 
-    template <class T>
-    void read(std::map<std::string, T>& into) {
+    template <class T, std::size_t size>
+    void read(std::array<T, size>& into) {
+        for (T& value : into) read(value);
+    }
+
+    template <class Key, class T>
+    void read(std::map<Key, T>& into) {
         std::size_t count = readCount();
         into.clear();
         for (; isGood_ && count > 0; --count) {
-            std::string key;
+            Key key;
             read(key);
-            read(into.emplace_hint(into.end(), std::move(key), T{})->second);
+            read(into.try_emplace(into.end(), std::move(key))->second);
         }
     }
 

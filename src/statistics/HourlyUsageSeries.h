@@ -28,10 +28,18 @@ class TodayHourlyTokenAccumulator {
     std::vector<HourlyTokenBucket> buckets() const;
 
   private:
+    friend struct RecordFields<TodayHourlyTokenAccumulator>;
+
     Calendar calendar_;
     Date dayStart_;
     Date dayEnd_;
     TokensByHour tokensByHour_{};
+};
+
+template <>
+struct RecordFields<TodayHourlyTokenAccumulator> {
+    static constexpr std::tuple list{
+        field("tokensByHour", &TodayHourlyTokenAccumulator::tokensByHour_)};
 };
 
 struct HourlyUsageSeries {
@@ -54,12 +62,21 @@ class HourlyUsageSeriesAccumulator {
     HourlyUsageSeries makeSeries() const;
 
   private:
+    friend struct RecordFields<HourlyUsageSeriesAccumulator>;
+
     Calendar calendar_;
     Date todayStart_;
     Date historyStart_;
     int currentHour_ = 0;
     TodayHourlyTokenAccumulator todayTokens_;
     TokensByHour historyTokensByHour_{};
+};
+
+template <>
+struct RecordFields<HourlyUsageSeriesAccumulator> {
+    using Sums = HourlyUsageSeriesAccumulator;
+    static constexpr std::tuple list{field("today", &Sums::todayTokens_),
+                                     field("history", &Sums::historyTokensByHour_)};
 };
 
 /// The sum. Nothing where a value is negative or the sum does not fit 64 bits.

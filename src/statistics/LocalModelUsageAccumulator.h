@@ -41,13 +41,15 @@ class LocalModelUsageAccumulator {
     /// of more than 128 bytes, or one with a path separator or a control character in it.
     static std::optional<std::string> normalizedModel(std::optional<std::string_view> model);
 
-  private:
     struct DayModel {
         Date dayStart;
         std::optional<std::string> modelID;
 
         bool operator<(const DayModel& other) const;
     };
+
+  private:
+    friend struct RecordFields<LocalModelUsageAccumulator>;
 
     std::int64_t& total(Date dayStart, std::optional<std::string_view> modelID);
 
@@ -61,6 +63,20 @@ class LocalModelUsageAccumulator {
     Date lastDayStart_;
     std::optional<std::string> lastModelText_;
     std::int64_t* lastTotal_ = nullptr;
+};
+
+template <>
+struct RecordFields<LocalModelUsageAccumulator::DayModel> {
+    using Key = LocalModelUsageAccumulator::DayModel;
+    static constexpr std::tuple list{field("dayStart", &Key::dayStart),
+                                     field("modelID", &Key::modelID)};
+};
+
+template <>
+struct RecordFields<LocalModelUsageAccumulator> {
+    using Sums = LocalModelUsageAccumulator;
+    static constexpr std::tuple list{field("totals", &Sums::totals_),
+                                     field("valid", &Sums::valid_)};
 };
 
 }  // namespace vantry

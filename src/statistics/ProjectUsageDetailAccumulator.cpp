@@ -13,6 +13,10 @@ namespace {
 
 constexpr int detailDays = 30;
 
+constexpr std::size_t placeOf(ProjectDetailTimeframe window) {
+    return static_cast<std::size_t>(window);
+}
+
 // The smallest window that the time lies in; nothing where it counts nowhere.
 std::optional<ProjectDetailTimeframe> nearestWindow(std::optional<Date> at,
                                                     const StatisticsWindows& windows) {
@@ -97,15 +101,25 @@ ProjectUsageDetailAccumulator::conversation(const ConversationEvent& event) {
     return *lastConversation_;
 }
 
+void ProjectUsageDetailAccumulator::settleThreads() {
+    for (const auto& [threadID, window] : nearestWindowByThreadID_) {
+        ++settledThreads_[placeOf(window)];
+    }
+    nearestWindowByThreadID_.clear();
+    lastThread_ = nullptr;
+}
+
 ProjectUsageDetail ProjectUsageDetailAccumulator::makeDetail(Date dayStart,
                                                              const Calendar& calendar) const {
     ProjectUsageDetail detail;
     detail.dailyBuckets = makeDailyBuckets(tokensByDayKey_, dayStart, calendar);
-    for (const auto& [threadID, window] : nearestWindowByThreadID_) {
-        ++detail.thirtyDayThreadCount;
-        if (window <= ProjectDetailTimeframe::sevenDays) ++detail.sevenDayThreadCount;
-        if (window == ProjectDetailTimeframe::today) ++detail.todayThreadCount;
-    }
+    auto threads = settledThreads_;
+    for (const auto& [threadID, window] : nearestWindowByThreadID_) ++threads[placeOf(window)];
+    detail.todayThreadCount = threads[placeOf(ProjectDetailTimeframe::today)];
+    detail.sevenDayThreadCount =
+        detail.todayThreadCount + threads[placeOf(ProjectDetailTimeframe::sevenDays)];
+    detail.thirtyDayThreadCount =
+        detail.sevenDayThreadCount + threads[placeOf(ProjectDetailTimeframe::thirtyDays)];
     for (const auto& [name, count] : toolCallsByName_) {
         detail.toolUsages.push_back({.id = name, .name = name, .callCount = count});
     }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <map>
 #include <optional>
@@ -51,7 +52,9 @@ class ProjectUsageDetailAccumulator {
     /// conversation is listed if it used tokens in these days.
     ProjectUsageDetail makeDetail(Date dayStart, const Calendar& calendar) const;
 
-  private:
+    /// Leaves the threads so far as numbers, as they are stored: none of them may come again.
+    void settleThreads();
+
     /// Of a conversation all but its id, which is the key.
     struct ConversationAccumulator {
         std::string title;
@@ -61,6 +64,9 @@ class ProjectUsageDetailAccumulator {
         std::optional<Date> lastActiveAt;
         bool isSubagent = false;
     };
+
+  private:
+    friend struct RecordFields<ProjectUsageDetailAccumulator>;
     using Conversations = std::map<std::string, ConversationAccumulator>;
 
     std::int64_t& tokensOfDay(Date date, const Calendar& calendar);
@@ -68,6 +74,7 @@ class ProjectUsageDetailAccumulator {
 
     std::map<std::string, std::int64_t> tokensByDayKey_;
     std::map<std::string, ProjectDetailTimeframe> nearestWindowByThreadID_;
+    std::array<std::int64_t, 3> settledThreads_{};  ///< by their nearest window
     std::map<std::string, std::int64_t> toolCallsByName_;
     Conversations conversationsByID_;
 
@@ -76,6 +83,26 @@ class ProjectUsageDetailAccumulator {
     std::int64_t* lastDayTokens_ = nullptr;
     std::pair<const std::string, ProjectDetailTimeframe>* lastThread_ = nullptr;
     Conversations::value_type* lastConversation_ = nullptr;
+};
+
+template <>
+struct RecordFields<ProjectUsageDetailAccumulator::ConversationAccumulator> {
+    using Conversation = ProjectUsageDetailAccumulator::ConversationAccumulator;
+    static constexpr std::tuple list{field("title", &Conversation::title),
+                                     field("todayTokens", &Conversation::todayTokens),
+                                     field("sevenDayTokens", &Conversation::sevenDayTokens),
+                                     field("thirtyDayTokens", &Conversation::thirtyDayTokens),
+                                     field("lastActiveAt", &Conversation::lastActiveAt),
+                                     field("isSubagent", &Conversation::isSubagent)};
+};
+
+template <>
+struct RecordFields<ProjectUsageDetailAccumulator> {
+    using Detail = ProjectUsageDetailAccumulator;
+    static constexpr std::tuple list{field("tokensByDayKey", &Detail::tokensByDayKey_),
+                                     field("settledThreads", &Detail::settledThreads_),
+                                     field("toolCallsByName", &Detail::toolCallsByName_),
+                                     field("conversations", &Detail::conversationsByID_)};
 };
 
 }  // namespace vantry

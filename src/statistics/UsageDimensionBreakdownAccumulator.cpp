@@ -70,7 +70,7 @@ void UsageDimensionBreakdownAccumulator::add(ProjectsByID& projects, const ToolU
     ProjectAccumulator& project = found->second;
     if (isNew) project.name = use.projectName;
     project.eventCount = saturatingAdd(project.eventCount, use.callCount);
-    project.threadIDs.insert(use.threadID);
+    project.threads.add(use.threadID);
     project.estimatedTokens = sum(project.estimatedTokens, use.estimatedTokens);
     project.lastActiveAt = std::max(project.lastActiveAt, use.at);
 }
@@ -82,7 +82,7 @@ std::vector<UsageDimensionProject> UsageDimensionBreakdownAccumulator::makeProje
         rows.push_back({.id = id,
                         .name = project.name,
                         .eventCount = project.eventCount,
-                        .threadCount = static_cast<std::int64_t>(project.threadIDs.size()),
+                        .threadCount = project.threads.count(),
                         .estimatedTokens = project.estimatedTokens,
                         .lastActiveAt = project.lastActiveAt});
     }

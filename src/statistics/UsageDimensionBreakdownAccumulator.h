@@ -4,10 +4,10 @@
 #include <map>
 #include <optional>
 #include <string>
-#include <unordered_set>
 
 #include "platform/Date.h"
 #include "records/Projects.h"
+#include "statistics/ThreadCount.h"
 
 namespace vantry {
 
@@ -39,14 +39,16 @@ class UsageDimensionBreakdownAccumulator {
     /// The projects of each by falling number of events, then by name.
     UsageDimensionBreakdown makeBreakdown() const;
 
-  private:
     struct ProjectAccumulator {
         std::string name;
         std::int64_t eventCount = 0;
-        std::unordered_set<std::string> threadIDs;
+        ThreadCount threads;
         std::optional<std::int64_t> estimatedTokens;
         std::optional<Date> lastActiveAt;
     };
+
+  private:
+    friend struct RecordFields<UsageDimensionBreakdownAccumulator>;
     using ProjectsByID = std::map<std::string, ProjectAccumulator>;
 
     static void add(ProjectsByID& projects, const ToolUse& use);
@@ -54,6 +56,22 @@ class UsageDimensionBreakdownAccumulator {
 
     std::map<std::string, ProjectsByID> toolProjects_;
     std::map<std::string, ProjectsByID> skillProjects_;
+};
+
+template <>
+struct RecordFields<UsageDimensionBreakdownAccumulator::ProjectAccumulator> {
+    using Project = UsageDimensionBreakdownAccumulator::ProjectAccumulator;
+    static constexpr std::tuple list{
+        field("name", &Project::name), field("eventCount", &Project::eventCount),
+        field("threads", &Project::threads), field("estimatedTokens", &Project::estimatedTokens),
+        field("lastActiveAt", &Project::lastActiveAt)};
+};
+
+template <>
+struct RecordFields<UsageDimensionBreakdownAccumulator> {
+    using Sums = UsageDimensionBreakdownAccumulator;
+    static constexpr std::tuple list{field("toolProjects", &Sums::toolProjects_),
+                                     field("skillProjects", &Sums::skillProjects_)};
 };
 
 /// Both breakdowns in one. A project that both have keeps the name of the first; counts and tokens
