@@ -197,15 +197,8 @@ void checkWidth(SelfTest& test) {
 }  // namespace
 
 bool run() {
-    SelfTest test("watch lines");
-    checkFigures(test);
-    checkCountdown(test);
-    checkTime(test);
-    checkMarks(test);
-    checkReading(test);
-    checkLanguage(test);
-    checkWidth(test);
-    return test.finish();
+    return SelfTest::run("watch lines", {checkFigures, checkCountdown, checkTime, checkMarks,
+                                         checkReading, checkLanguage, checkWidth});
 }
 
 }  // namespace vantry::WatchLinesSelfTest

@@ -179,13 +179,8 @@ void checkPublisher(SelfTest& test) {
 }  // namespace
 
 bool run() {
-    SelfTest test("desktop widget snapshot");
-    checkTimeline(test);
-    checkFigures(test);
-    checkBuilder(test);
-    checkStore(test);
-    checkPublisher(test);
-    return test.finish();
+    return SelfTest::run("desktop widget snapshot",
+                         {checkTimeline, checkFigures, checkBuilder, checkStore, checkPublisher});
 }
 
 }  // namespace vantry::DesktopWidgetSnapshotSelfTest

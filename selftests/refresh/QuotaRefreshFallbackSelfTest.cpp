@@ -303,14 +303,9 @@ void checkWordsAndState(SelfTest& test) {
 }  // namespace
 
 bool run() {
-    SelfTest test("quota refresh fallback");
-    checkQuota(test);
-    checkOfficial(test);
-    checkLocal(test);
-    checkCaptureTime(test);
-    checkAccounts(test);
-    checkWordsAndState(test);
-    return test.finish();
+    return SelfTest::run("quota refresh fallback",
+                         {checkQuota, checkOfficial, checkLocal, checkCaptureTime, checkAccounts,
+                          checkWordsAndState});
 }
 
 }  // namespace vantry::QuotaRefreshFallbackSelfTest

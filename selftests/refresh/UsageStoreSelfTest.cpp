@@ -459,16 +459,8 @@ void checkCache(SelfTest& test) {
 }  // namespace
 
 bool run() {
-    SelfTest test("usage store");
-    checkQueue(test);
-    checkTimers(test);
-    checkRetries(test);
-    checkEarlyRecovery(test);
-    checkZones(test);
-    checkMidnight(test);
-    checkCache(test);
-    checkDays(test);
-    return test.finish();
+    return SelfTest::run("usage store", {checkQueue, checkTimers, checkRetries, checkEarlyRecovery,
+                                         checkZones, checkMidnight, checkCache, checkDays});
 }
 
 }  // namespace vantry::UsageStoreSelfTest

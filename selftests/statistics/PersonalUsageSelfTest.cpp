@@ -194,14 +194,8 @@ void checkStore(SelfTest& test) {
 }  // namespace
 
 bool run() {
-    SelfTest test("personal usage");
-    checkTotals(test);
-    checkGoals(test);
-    checkRenewal(test);
-    checkPace(test);
-    checkSplitBar(test);
-    checkStore(test);
-    return test.finish();
+    return SelfTest::run("personal usage", {checkTotals, checkGoals, checkRenewal, checkPace,
+                                            checkSplitBar, checkStore});
 }
 
 }  // namespace vantry::PersonalUsageSelfTest
