@@ -4,6 +4,7 @@
 #include "runtime/LocalUsageAggregation.h"
 #include "runtime/MultiRuntimeUsageReader.h"
 #include "selftests/Suites.h"
+#include "selftests/support/Moments.h"
 #include "selftests/support/SelfTest.h"
 
 namespace vantry::AgentUsageAggregatorSelfTest {
@@ -93,9 +94,9 @@ void checkQuotaOnlyReuse(SelfTest& test) {
     const RuntimeLoadContext context{.now = now,
                                      .homeDirectory = "/nonexistent",
                                      .cacheDirectory = "/nonexistent",
-                                     .statistics = StatisticsContext({}, now, TimeZone::utc())};
-    const MultiRuntimeUsageReader reader{RuntimeProviderRegistry(
-        {std::make_shared<QuotaOnlyProvider>()}, [](const char*) { return std::nullopt; })};
+                                     .statistics = contextIn("GMT", now)};
+    const MultiRuntimeUsageReader reader{
+        RuntimeProviderRegistry({std::make_shared<QuotaOnlyProvider>()}, environmentOf({}))};
     const auto batch = reader.load(context, {.previousRuntimes = {{.snapshot = previous}}});
     test.expect(isKept(batch.aggregate), "also when it comes through the reader");
 }
