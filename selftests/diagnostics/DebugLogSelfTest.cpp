@@ -8,6 +8,7 @@
 #include "diagnostics/DebugLog.h"
 #include "platform/FileDescriptor.h"
 #include "selftests/Suites.h"
+#include "selftests/support/Moments.h"
 #include "selftests/support/SelfTest.h"
 
 namespace vantry {
@@ -110,14 +111,10 @@ void rejectsFIFOWithoutBlocking(SelfTest& test, const TemporaryDirectory& direct
 
 void writesWhenAsked(SelfTest& test, const TemporaryDirectory& directory) {
     const fs::path home = directory.path() / "home";
-    const auto environment = [&](std::string_view flag) -> Environment {
-        return [&home, flag](const char* name) -> std::optional<std::string> {
-            const std::string_view asked(name);
-            if (asked == "CODEX_USAGE_WIDGET_DEBUG") return std::string(flag);
-            if (asked == "VANTRY_HOME_OVERRIDE") return home.string();
-            if (asked == "XDG_STATE_HOME") return "/nonexistent";
-            return std::nullopt;
-        };
+    const auto environment = [&](const char* flag) {
+        return environmentOf({{"CODEX_USAGE_WIDGET_DEBUG", flag},
+                              {"VANTRY_HOME_OVERRIDE", home.string()},
+                              {"XDG_STATE_HOME", "/nonexistent"}});
     };
     DebugLogWriter::write("off", environment("true"));
     test.expect(!fs::exists(home), "any other value leaves the log off");

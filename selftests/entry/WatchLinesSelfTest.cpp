@@ -1,9 +1,7 @@
-#include <map>
-
 #include "entry/WatchLines.h"
-#include "platform/Iso8601.h"
 #include "platform/TextWidth.h"
 #include "selftests/Suites.h"
+#include "selftests/support/Moments.h"
 #include "selftests/support/SelfTest.h"
 
 namespace vantry::WatchLinesSelfTest {
@@ -13,7 +11,7 @@ namespace {
 using WatchLines::Language;
 
 // 15:00 in Shanghai.
-const Date now = *iso8601Date("2026-03-02T07:00:00Z");
+const Date now = at("2026-03-02T07:00:00Z");
 constexpr double minute = 60;
 constexpr double hour = 3'600;
 
@@ -159,10 +157,7 @@ void checkReading(SelfTest& test) {
 void checkLanguage(SelfTest& test) {
     using Variables = std::map<std::string, std::string>;
     const auto isZh = [](const Variables& variables) {
-        return WatchLines::language([&](const char* name) -> std::optional<std::string> {
-                   const auto found = variables.find(name);
-                   return found == variables.end() ? std::nullopt : std::optional(found->second);
-               }) == Language::zh;
+        return WatchLines::language(environmentOf(variables)) == Language::zh;
     };
     test.expect(!isZh({}) && isZh({{"LANG", "zh_CN.UTF-8"}}) &&
                     !isZh({{"LC_MESSAGES", "C"}, {"LANG", "zh_CN"}}) &&

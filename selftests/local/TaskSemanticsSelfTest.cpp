@@ -6,6 +6,7 @@
 #include "local/TaskBoardReader.h"
 #include "local/TaskEvidencePolicy.h"
 #include "selftests/Suites.h"
+#include "selftests/support/Moments.h"
 #include "selftests/support/SelfTest.h"
 
 namespace vantry::TaskSemanticsSelfTest {
@@ -152,9 +153,8 @@ std::string shown(const TaskBoardRead& read) {
 void checkBoard(SelfTest& test) {
     const TemporaryDirectory home("vantry-task-semantics-");
     const auto read = [&](Date time) {
-        StatisticsTimeZonePreference shanghai{StatisticsTimeZoneSelection::fixed, "Asia/Shanghai"};
         return readTaskBoardIn(CodexFolders::below(home.path()),
-                               {.now = time, .statistics = StatisticsContext(shanghai, time)});
+                               {.now = time, .statistics = contextIn("Asia/Shanghai", time)});
     };
     test.expect(shown(read(now)) == "任务看板未找到 SQLite 数据源", "no thread index, no board");
     const auto program = firstExistingPath(sqliteProgramCandidates());

@@ -5,9 +5,9 @@
 #include "official/DailyUsageMessages.h"
 #include "official/HybridDailyUsage.h"
 #include "official/OfficialDailyUsageCache.h"
-#include "platform/Iso8601.h"
 #include "platform/Text.h"
 #include "selftests/Suites.h"
+#include "selftests/support/Moments.h"
 #include "selftests/support/SelfTest.h"
 
 namespace vantry::OfficialDailyUsageSelfTest {
@@ -20,16 +20,14 @@ using Days = std::optional<std::vector<DailyTokenBucket>>;
 using Words = std::vector<std::string>;
 
 // A service that still counts the first of July while a clock in Tokyo shows the second.
-const Date now = *iso8601Date("2026-07-01T16:30:00Z");
+const Date now = at("2026-07-01T16:30:00Z");
 const std::optional<std::string> owner = "codex-account:a";
 
 RuntimeLoadContext contextAt(Date time, const std::filesystem::path& caches = {}) {
     return {.now = time,
             .homeDirectory = "/nonexistent",
             .cacheDirectory = caches,
-            .statistics = StatisticsContext(
-                {.selection = StatisticsTimeZoneSelection::fixed, .fixedIdentifier = "Asia/Tokyo"},
-                time, TimeZone::utc())};
+            .statistics = contextIn("Asia/Tokyo", time)};
 }
 
 const CachedOfficialDailyUsage usage{.buckets = {{.id = "2026-06-30", .label = "6/30", .tokens = 5},
@@ -174,7 +172,7 @@ void checkPersistence(SelfTest& test) {
 /// Days of the service from the first of January 2026 on, the n-th with 1,000 + n tokens.
 std::vector<DailyTokenBucket> officialDays(int count) {
     std::vector<DailyTokenBucket> days;
-    const Date first = *iso8601Date("2026-01-01T00:00:00Z");
+    const Date first = at("2026-01-01T00:00:00Z");
     for (int n = 0; n < count; ++n) {
         const std::string key = iso8601Text(first + n * 86'400.0)->substr(0, 10);
         days.push_back({.id = key, .label = "", .tokens = 1'000 + n});
@@ -259,7 +257,7 @@ void checkHalfAYear(SelfTest& test) {
                 "the split is rebuilt over days, and the curve stands on their height");
     test.expect(merged(local, official).local == local,
                 "a merge of what is merged changes nothing");
-    const auto later = contextAt(*iso8601Date("2026-07-03T12:00:00Z"));
+    const auto later = contextAt(at("2026-07-03T12:00:00Z"));
     test.expect(!merged(localUsage({{"2026-07-02", 5}, {"2026-07-03", 5}}), official, later)
                      .local.usageTrend->projectedMonthCostUSD,
                 "a month with a day of no price cannot be projected");

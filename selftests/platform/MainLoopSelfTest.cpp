@@ -1,7 +1,4 @@
-#include <cmath>
 #include <functional>
-#include <limits>
-#include <string>
 #include <sys/eventfd.h>
 #include <thread>
 
@@ -95,6 +92,12 @@ void checkHandles(SelfTest& test, MainLoop& loop, const std::function<void()>& t
     turn();
     test.expect(log == "own old new " && ticks == 3,
                 "timers are made and given up within handlers, saw " + log);
+}
+
+void checkHandCrankedHandles(SelfTest& test) {
+    HandCrankedMainLoop loop(start);
+    checkHandles(
+        test, loop, [&] { loop.advance(1); }, [] {});
 }
 
 void checkPollLoop(SelfTest& test) {
@@ -216,17 +219,9 @@ void checkPreferences(SelfTest& test) {
 }  // namespace
 
 bool run() {
-    SelfTest test("main loop");
-    checkOrder(test);
-    checkWallClock(test);
-    HandCrankedMainLoop loop(start);
-    checkHandles(
-        test, loop, [&] { loop.advance(1); }, [] {});
-    checkPollLoop(test);
-    checkThreads(test);
-    checkDescriptors(test);
-    checkPreferences(test);
-    return test.finish();
+    return SelfTest::run("main loop",
+                         {checkOrder, checkWallClock, checkHandCrankedHandles, checkPollLoop,
+                          checkThreads, checkDescriptors, checkPreferences});
 }
 
 }  // namespace vantry::MainLoopSelfTest

@@ -14,6 +14,7 @@
 #include "platform/WorkQueue.h"
 #include "records/LocalUsage.h"
 #include "selftests/Suites.h"
+#include "selftests/support/Moments.h"
 #include "selftests/support/SelfTest.h"
 
 namespace vantry::PlatformSelfTest {
@@ -140,27 +141,21 @@ void checkFiles(SelfTest& test) {
 }
 
 void checkDirectories(SelfTest& test) {
-    const auto environment = [](const std::map<std::string, std::string>& variables) {
-        return [variables](const char* name) -> std::optional<std::string> {
-            const auto found = variables.find(name);
-            return found == variables.end() ? std::nullopt : std::optional(found->second);
-        };
-    };
     const auto plain = UserDirectories::current(
-        environment({{"HOME", "/h"}, {"XDG_CACHE_HOME", "/c"}, {"XDG_STATE_HOME", "relative"}}));
+        environmentOf({{"HOME", "/h"}, {"XDG_CACHE_HOME", "/c"}, {"XDG_STATE_HOME", "relative"}}));
     test.expect(plain.home == "/h" && plain.cache == "/c" && plain.state == "/h/.local/state" &&
                     plain.config == "/h/.config" && plain.data == "/h/.local/share",
                 "variables count when they are absolute");
     const auto overridden = UserDirectories::current(
-        environment({{"HOME", "/h"}, {"XDG_CACHE_HOME", "/c"}, {"VANTRY_HOME_OVERRIDE", "/o"}}));
+        environmentOf({{"HOME", "/h"}, {"XDG_CACHE_HOME", "/c"}, {"VANTRY_HOME_OVERRIDE", "/o"}}));
     test.expect(overridden.home == "/o" && overridden.cache == "/o/.cache",
                 "with an override the variables are not looked at");
-    test.expect(UserDirectories::realHome(environment({{"HOME", "relative"}})).is_absolute(),
+    test.expect(UserDirectories::realHome(environmentOf({{"HOME", "relative"}})).is_absolute(),
                 "a home is absolute");
     std::map<std::string, std::string> variables{{"HOME", "/h"}, {"CODEX_HOME", ""}};
     const auto expectFolders = [&](const CodexFolders& current, const CodexFolders& ofUser) {
-        test.expect(CodexFolders::current(environment(variables)) == current &&
-                        CodexFolders::ofUser(environment(variables)) == ofUser,
+        test.expect(CodexFolders::current(environmentOf(variables)) == current &&
+                        CodexFolders::ofUser(environmentOf(variables)) == ofUser,
                     current.home.native());
     };
     const CodexFolders plainFolders{.home = "/h/.codex", .databases = "/h/.codex"};

@@ -1,13 +1,11 @@
-#include <cmath>
 #include <fstream>
-#include <vector>
 
 #include "io/BoundedCacheData.h"
-#include "platform/Iso8601.h"
 #include "presentation/DesktopWidgetSnapshotBuilder.h"
 #include "presentation/DesktopWidgetSnapshotPublisher.h"
 #include "presentation/DesktopWidgetSnapshotTimeline.h"
 #include "selftests/Suites.h"
+#include "selftests/support/Moments.h"
 #include "selftests/support/SelfTest.h"
 
 namespace vantry::DesktopWidgetSnapshotSelfTest {
@@ -16,7 +14,7 @@ namespace {
 
 using namespace DesktopWidgetTimelinePolicy;
 
-const Date start = *iso8601Date("2026-03-08T20:00:00Z");
+const Date start = at("2026-03-08T20:00:00Z");
 
 /// A day in Los Angeles with 23 hours; a 5-hour window without a reset time, a 7-day one with.
 DesktopWidgetSnapshot sample() {
@@ -56,7 +54,7 @@ void checkTimeline(SelfTest& test) {
     official.fiveHourResetsAt = Date(1e300);
     test.expect(offsets(official, 0).size() == 6 && offsets(sample(), NAN).size() == 1,
                 "dates beyond counting come to an end");
-    const Date autumn = *iso8601Date("2026-11-01T20:00:00Z");
+    const Date autumn = at("2026-11-01T20:00:00Z");
     const DesktopWidgetSnapshot bare{.statisticsTimeZoneIdentifier = "America/Los_Angeles",
                                      .statisticsDayKey = "2026-11-01",
                                      .fiveHourResetsAt = autumn + 1'000};
@@ -94,9 +92,7 @@ void checkFigures(SelfTest& test) {
 }
 
 void checkBuilder(SelfTest& test) {
-    const StatisticsTimeZonePreference preference{.selection = StatisticsTimeZoneSelection::fixed,
-                                                  .fixedIdentifier = "America/Los_Angeles"};
-    const StatisticsContext context(preference, start);
+    const StatisticsContext context = contextIn("America/Los_Angeles", start);
     RuntimeUsageSnapshot codex{.status = RuntimeMenuStatus::stale, .quotaCapturedAt = start - 600};
     codex.snapshot.primary = RateWindow{.usedPercent = 20, .windowDurationMins = 300};
     codex.snapshot.secondary =

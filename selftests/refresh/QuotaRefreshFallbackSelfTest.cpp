@@ -1,8 +1,4 @@
-#include <algorithm>
 #include <fmt/format.h>
-#include <optional>
-#include <string>
-#include <vector>
 
 #include "official/RuntimeSummary.h"
 #include "refresh/QuotaRefreshFallbackPolicy.h"

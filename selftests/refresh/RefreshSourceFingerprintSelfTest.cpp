@@ -1,18 +1,11 @@
-#include <algorithm>
 #include <chrono>
-#include <cstdint>
-#include <filesystem>
-#include <optional>
-#include <set>
-#include <string>
-#include <string_view>
-#include <vector>
 
 #include "io/BoundedProcessRunner.h"
 #include "local/SQLiteReader.h"
 #include "refresh/IndexedSessionFiles.h"
 #include "refresh/RefreshSourceReusePolicies.h"
 #include "selftests/Suites.h"
+#include "selftests/support/Moments.h"
 #include "selftests/support/SelfTest.h"
 
 namespace vantry::RefreshSourceFingerprintSelfTest {
@@ -36,12 +29,10 @@ struct Home {
     }
 
     RuntimeLoadContext context(Date now = noon, const char* zone = "GMT") const {
-        return {
-            .now = now,
-            .homeDirectory = directory.path(),
-            .cacheDirectory = {},
-            .statistics = StatisticsContext(
-                {.selection = StatisticsTimeZoneSelection::fixed, .fixedIdentifier = zone}, now)};
+        return {.now = now,
+                .homeDirectory = directory.path(),
+                .cacheDirectory = {},
+                .statistics = contextIn(zone, now)};
     }
 
     Value local(Date now = noon, const char* zone = "GMT") const {

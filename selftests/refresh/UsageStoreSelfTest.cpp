@@ -1,6 +1,4 @@
 #include <random>
-#include <string>
-#include <vector>
 
 #include "refresh/LocalUsageRefreshFallbackPolicy.h"
 #include "refresh/StatisticsDay.h"

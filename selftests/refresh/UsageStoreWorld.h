@@ -1,32 +1,20 @@
 #pragma once
 
-#include <cmath>
 #include <deque>
 #include <functional>
 #include <memory>
-#include <optional>
-#include <string>
-#include <vector>
 
 #include "platform/HandCrankedMainLoop.h"
-#include "platform/Iso8601.h"
 #include "refresh/StatisticsDay.h"
 #include "refresh/UsageStore.h"
 #include "runtime/CodexRuntimeProvider.h"
+#include "selftests/support/Moments.h"
 #include "selftests/support/SelfTest.h"
 
 namespace vantry::UsageStoreSelfTest {
 
 using namespace CodexUsageReader;
 using Status = LocalUsageReadStatus;
-
-inline Date at(const char* text) {
-    return *iso8601Date(text);
-}
-
-inline StatisticsTimeZonePreference fixedZone(const char* identifier) {
-    return {.selection = StatisticsTimeZoneSelection::fixed, .fixedIdentifier = identifier};
-}
 
 /// What is true of a read. Every figure that it gives is its number, and so can be traced to it.
 struct Fact {

@@ -1,5 +1,5 @@
-#include "platform/Iso8601.h"
 #include "selftests/Suites.h"
+#include "selftests/support/Moments.h"
 #include "selftests/support/SelfTest.h"
 #include "statistics/LocalModelUsageAccumulator.h"
 #include "statistics/ModelUsageTrend.h"
@@ -10,8 +10,8 @@ namespace {
 
 constexpr std::int64_t most = std::numeric_limits<std::int64_t>::max();
 constexpr double day = 86'400;
-const Date captured = *iso8601Date("2026-09-23T12:00:00Z");
-const Date midnight = *iso8601Date("2026-09-22T16:00:00Z");  // of the capture day in Shanghai
+const Date captured = at("2026-09-23T12:00:00Z");
+const Date midnight = at("2026-09-22T16:00:00Z");  // of the capture day in Shanghai
 const Date notFinite(std::numeric_limits<double>::infinity());
 
 struct Event {

@@ -1,10 +1,7 @@
-#include <cstdint>
 #include <fmt/format.h>
-#include <string>
-#include <utility>
 
-#include "platform/Iso8601.h"
 #include "selftests/Suites.h"
+#include "selftests/support/Moments.h"
 #include "selftests/support/SelfTest.h"
 #include "statistics/PersonalUsageCalculator.h"
 #include "statistics/PersonalUsagePace.h"
@@ -19,14 +16,8 @@ namespace {
 
 using Buckets = std::optional<std::vector<DailyTokenBucket>>;
 
-Date at(const char* text) {
-    return *iso8601Date(text);
-}
-
 StatisticsContext shanghai(const char* now) {
-    return StatisticsContext(
-        {.selection = StatisticsTimeZoneSelection::fixed, .fixedIdentifier = "Asia/Shanghai"},
-        at(now), TimeZone::utc());
+    return contextIn("Asia/Shanghai", at(now));
 }
 
 // Sunday the 6th to Monday the 14th, each with another digit, and a key that is no day.

@@ -2,6 +2,7 @@
 #include "platform/UserDefaults.h"
 #include "records/RuntimeUsageSnapshot.h"
 #include "selftests/Suites.h"
+#include "selftests/support/Moments.h"
 #include "selftests/support/SelfTest.h"
 #include "statistics/RuntimeLoadContext.h"
 #include "statistics/StatisticsTimeZonePreferenceStore.h"
@@ -10,13 +11,6 @@
 namespace vantry::StatisticsTimeZoneSelfTest {
 
 namespace {
-
-const TimeZone utc = TimeZone::utc();
-
-StatisticsContext contextIn(const std::string& zone, Date now = Date(0)) {
-    return StatisticsContext(
-        {.selection = StatisticsTimeZoneSelection::fixed, .fixedIdentifier = zone}, now, utc);
-}
 
 // 2026-09-04T00:00:00Z and some seconds.
 Date september4(double seconds) {
@@ -111,8 +105,7 @@ void checkPreferences(SelfTest& test) {
     constexpr const char* selectionKey = "Vantry.statisticsTimeZone.selection";
     constexpr const char* identifierKey = "Vantry.statisticsTimeZone.fixedIdentifier";
     UserDefaults defaults(directory.path(), "suite");
-    const StatisticsTimeZonePreference shanghai{.selection = StatisticsTimeZoneSelection::fixed,
-                                                .fixedIdentifier = "Asia/Shanghai"};
+    const StatisticsTimeZonePreference shanghai = fixedZone("Asia/Shanghai");
     const TimeZone system = *TimeZone::named("Europe/Berlin");
     test.expect(StatisticsTimeZonePreferenceStore::load(defaults, system) ==
                         StatisticsTimeZonePreference{.fixedIdentifier = "Europe/Berlin"} &&
@@ -144,42 +137,18 @@ void checkPreferences(SelfTest& test) {
             StatisticsContext(shanghai, now, system).resolvedIdentifier() == "Asia/Shanghai",
         "an unknown zone falls back");
     const auto zoneOf = [](const char* value) {
-        return TimeZone::system([value](const char* name) -> std::optional<std::string> {
-            if (std::string_view(name) == "TZ") return value;
-            return std::nullopt;
-        });
+        return TimeZone::system(environmentOf({{"TZ", value}}));
     };
     test.expect(zoneOf("Asia/Tokyo").identifier() == "Asia/Tokyo" &&
                     zoneOf(":/usr/share/zoneinfo/Asia/Tokyo").identifier() == "Asia/Tokyo",
                 "the machine's zone may be named by TZ");
 }
 
-void checkConservation(SelfTest& test) {
-    const StatisticsContext context = contextIn("America/New_York");
-    std::map<std::string, int> counts;
-    for (int event = 0; event < 25'000; ++event)
-        ++counts[context.dayKey(Date(1.78e9 + event * 611.0))];
-    int sum = 0;
-    for (const auto& [key, count] : counts) sum += count;
-    test.expect(sum == 25'000 && counts.size() == 178, "25K event conservation");
-}
-
 }  // namespace
 
 bool run() {
-    SelfTest test("statistics time zone");
-    checkDayKeys(test);
-    checkClockChanges(test);
-    checkKeptDays(test);
-    checkPreferences(test);
-    checkConservation(test);
-    test.expect(preferredRuntimeTodayTokens({.detailed = 0, .fallback = 9}) == 0 &&
-                    preferredRuntimeTodayTokens({.detailed = 5, .fallback = 9}) == 5,
-                "runtime summaries must prefer detailed token_count usage");
-    test.expect(
-        preferredRuntimeTodayTokens({.fallback = 9}) == 9 && !preferredRuntimeTodayTokens({}),
-        "runtime summaries should use SQLite only as a fallback");
-    return test.finish();
+    return SelfTest::run("statistics time zone",
+                         {checkDayKeys, checkClockChanges, checkKeptDays, checkPreferences});
 }
 
 }  // namespace vantry::StatisticsTimeZoneSelfTest

@@ -1,7 +1,7 @@
 #include <numbers>
 
-#include "platform/Iso8601.h"
 #include "selftests/Suites.h"
+#include "selftests/support/Moments.h"
 #include "selftests/support/SelfTest.h"
 #include "statistics/HeatmapGlowPlanner.h"
 #include "statistics/HourlyUsageSeries.h"
@@ -18,17 +18,12 @@ namespace {
 
 const double notANumber = std::nan("");
 
-Date at(const char* text) {
-    return *iso8601Date(text);
-}
-
 Calendar calendarIn(const std::string& zone) {
     return Calendar(*TimeZone::named(zone));
 }
 
 StatisticsWindows windowsOf(const std::string& zone, Date now) {
-    return StatisticsWindows::of(StatisticsContext(
-        {.selection = StatisticsTimeZoneSelection::fixed, .fixedIdentifier = zone}, now));
+    return StatisticsWindows::of(contextIn(zone, now));
 }
 
 using Days = std::map<std::string, PricedTokenUsage>;
