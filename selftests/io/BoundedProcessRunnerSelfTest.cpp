@@ -244,41 +244,6 @@ void checkInheritance(const Fixture& with) {
                 "the child blocks and ignores no signal");
 }
 
-/// As in a program that was started with its standard streams closed: new descriptors take the
-/// numbers 0 to 2, the borrowed input among them.
-void checkClosedStandardStreams(const Fixture& with) {
-    const fs::path text = with.directory.write("input.txt", "some input");
-    std::vector<FileDescriptor> saved;
-    for (int number = 0; number < 3; ++number) {
-        saved.emplace_back(::fcntl(number, F_DUPFD_CLOEXEC, 20));
-        ::close(number);
-    }
-    bool pipesStandApart = false;
-    {
-        auto started = ChildProcess::spawn(
-            {.executable = with.program, .arguments = {"echo"}, .standardInput = PipeInput{}});
-        if (auto* child = std::get_if<ChildProcess>(&started)) {
-            pipesStandApart = child->standardOutput().number() > 2 &&
-                              child->standardError().number() > 2 &&
-                              child->takeStandardInput().number() > 2;
-        }
-    }
-    BoundedProcessResult echo;
-    {
-        const FileDescriptor occupied(::open("/dev/null", O_RDONLY | O_CLOEXEC));
-        const FileDescriptor input(::open(text.c_str(), O_RDONLY | O_CLOEXEC));
-        auto request = with.request("echo");
-        request.standardInput = &input;
-        echo = BoundedProcessRunner::run(request);
-    }
-    for (int number = 0; number < 3; ++number) {
-        ::dup2(saved[static_cast<std::size_t>(number)].number(), number);
-    }
-    with.test.expect(pipesStandApart, "no pipe to a child takes the place of a standard stream");
-    with.test.expect(echo.output.standardOutput == "some input",
-                     "a borrowed input with a standard number arrives");
-}
-
 std::ptrdiff_t openDescriptors() {
     return std::distance(fs::directory_iterator("/proc/self/fd"), fs::directory_iterator());
 }
@@ -350,7 +315,6 @@ bool BoundedProcessRunnerSelfTest::run() {
     checkTimeLimit(with);
     checkHeirs(with);
     checkInheritance(with);
-    checkClosedStandardStreams(with);
     checkNothingStays(with);
     checkChildHandle(with);
     return test.finish();

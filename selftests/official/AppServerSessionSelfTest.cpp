@@ -1,7 +1,6 @@
 #include <chrono>
 
 #include "official/AppServerSession.h"
-#include "platform/Sha256.h"
 #include "selftests/Suites.h"
 #include "selftests/support/SelfTest.h"
 
@@ -67,17 +66,8 @@ bool isEmptyBatch(const AppServerRead& read) {
            !s.officialLifetimeTokens && !s.cloudDailyBuckets;
 }
 
-void checkConversation(SelfTest& test, Fixture& fixture) {
-    const AppServerRead full = fixture.read("serve");
-    test.expect(
-        full.messages.empty() && full.snapshot.readState == AppServerReadState::responded &&
-            remaining(full) == 76 && full.snapshot.account &&
-            full.snapshot.officialUsageReadStatus == OfficialUsageReadStatus::succeeded &&
-            full.snapshot.officialLifetimeTokens == 999 && full.snapshot.cloudDailyBuckets &&
-            full.snapshot.cloudDailyUsageCapturedAt == now &&
-            full.snapshot.accountIdentity == "codex-account:" + sha256Hex("fixture-account-a"),
-        "a full read takes the final quota and the identity of both");
-
+void checkConversation(SelfTest& test) {
+    Fixture fixture(test);
     test.expect(
         remaining(fixture.read("on5() { printf '%s' \"$(quota 5 a 24)\"; exit 0; }\nserve")) == 76,
         "the end of the program does not lose its last reply");
@@ -101,7 +91,8 @@ serve)")) == 76,
         "app-server stderr 持续输出时仍应读到周额度");
 }
 
-void checkEndings(SelfTest& test, Fixture& fixture) {
+void checkEndings(SelfTest& test) {
+    Fixture fixture(test);
     using Case = std::tuple<const char*, const char*, bool, const char*>;
     const Case cases[] = {
         {"exit 0", early, true, "app-server 提前退出应立即结束待处理响应"},
@@ -124,7 +115,8 @@ void checkEndings(SelfTest& test, Fixture& fixture) {
     }
 }
 
-void checkFloods(SelfTest& test, Fixture& fixture) {
+void checkFloods(SelfTest& test) {
+    Fixture fixture(test);
     using Case = std::tuple<const char*, const char*, AppServerRequest>;
     const std::string lines = "i=0; while [ $i -lt 20 ]; do i=$((i+1)); ";
     const Case cases[] = {
@@ -169,13 +161,8 @@ void checkStop(SelfTest& test) {
 }  // namespace
 
 bool run() {
-    SelfTest test("app-server session");
-    Fixture fixture(test);
-    checkConversation(test, fixture);
-    checkEndings(test, fixture);
-    checkFloods(test, fixture);
-    checkStop(test);
-    return test.finish();
+    return SelfTest::run("app-server session",
+                         {checkConversation, checkEndings, checkFloods, checkStop});
 }
 
 }  // namespace vantry::AppServerSessionSelfTest
