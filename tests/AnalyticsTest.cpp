@@ -131,14 +131,9 @@ Figures expectedFigures(const corpus::Truth& truth, Date now) {
     return figures;
 }
 
-std::string contents(const fs::path& file) {
-    std::ifstream stream(file, std::ios::binary);
-    return {std::istreambuf_iterator<char>(stream), {}};
-}
-
 /// Replaces the last `from` in the file.
 void edit(const fs::path& file, std::string_view from, std::string_view to) {
-    std::string text = contents(file);
+    std::string text = wholeFile(file);
     const std::size_t at = text.rfind(from);
     ASSERT_NE(at, std::string::npos) << from;
     std::ofstream(file, std::ios::binary) << text.replace(at, from.size(), to);

@@ -1,5 +1,3 @@
-#include <fstream>
-
 #include "support/Program.h"
 
 using namespace vantry;
@@ -28,8 +26,7 @@ TEST_F(Footprint, DiagnosticsAreOptInAndStayOffStandardOutput) {
                         {"XDG_STATE_HOME", root() / "user"}};
     expectFacts(run({"--dump-json"}, all).output, {{"runtimes.0.status", "available"}});
     EXPECT_EQ(run({}, all).output, "");
-    std::ifstream log(root() / "home/.local/state/Logs/Vantry/Vantry.log");
-    std::string text((std::istreambuf_iterator<char>(log)), {});
+    const std::string text = wholeFile(root() / "home/.local/state/Logs/Vantry/Vantry.log");
     EXPECT_TRUE(text.ends_with(" single instance lock unavailable: missing bundle identifier\n"))
         << text;
     EXPECT_TRUE(std::filesystem::is_empty(root() / "user"));

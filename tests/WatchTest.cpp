@@ -2,8 +2,6 @@
 #include <csignal>
 #include <cstdlib>
 #include <fcntl.h>
-#include <fstream>
-#include <iterator>
 #include <poll.h>
 #include <random>
 #include <sys/inotify.h>
@@ -32,8 +30,7 @@ const std::map<std::string, std::optional<std::int64_t>> versions{
     {"Vantry.json", std::nullopt}};
 
 std::optional<JsonDocument> documentIn(const fs::path& file) {
-    std::ifstream stream(file, std::ios::binary);
-    return JsonDocument::parse(std::string(std::istreambuf_iterator<char>(stream), {}));
+    return JsonDocument::parse(wholeFile(file));
 }
 
 /// Waits until some files have been written to, but not for long.

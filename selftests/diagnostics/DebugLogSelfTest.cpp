@@ -1,6 +1,5 @@
 #include <chrono>
 #include <fcntl.h>
-#include <fstream>
 #include <future>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -24,11 +23,6 @@ void appendOk(const fs::path& library) {
     DebugLogWriter::append({.message = "append-ok", .libraryDirectory = library, .now = noon});
 }
 
-std::string contents(const fs::path& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
-
 mode_t mode(const fs::path& path) {
     struct stat status {};
     return ::lstat(path.c_str(), &status) == 0 ? status.st_mode & 07777 : 0;
@@ -46,14 +40,15 @@ void appendsPrivately(SelfTest& test, const TemporaryDirectory& directory) {
     const fs::path folder = library / "Logs/Vantry";
     const fs::path log = folder / "Vantry.log";
     appendOk(library);
-    test.expect(contents(log) == "2026-03-01T12:00:00Z append-ok\n", "a first line makes the log");
+    test.expect(wholeFile(log) == "2026-03-01T12:00:00Z append-ok\n", "a first line makes the log");
     test.expect(mode(log) == 0600 && mode(folder) == 0700, "the log is for its user alone");
 
     fs::permissions(log, fs::perms(0644));
     fs::permissions(folder, fs::perms(0755));
     appendOk(library);
-    test.expect(contents(log) == "2026-03-01T12:00:00Z append-ok\n2026-03-01T12:00:00Z append-ok\n",
-                "a second line joins the first");
+    test.expect(
+        wholeFile(log) == "2026-03-01T12:00:00Z append-ok\n2026-03-01T12:00:00Z append-ok\n",
+        "a second line joins the first");
     test.expect(mode(log) == 0600 && mode(folder) == 0700, "loose permissions are tightened");
 }
 
@@ -64,7 +59,7 @@ void refusesFileAsDirectory(SelfTest& test, const TemporaryDirectory& directory)
     directory.write("blocked/Library/Logs", "kept");
     appendOk(library);
     appendOk(directory.path() / "missing");
-    test.expect(contents(blocked) == "kept" && contents(library / "Logs") == "kept",
+    test.expect(wholeFile(blocked) == "kept" && wholeFile(library / "Logs") == "kept",
                 "a file in the place of a directory is left alone");
     test.expect(!fs::exists(directory.path() / "missing"), "a missing Library is not made");
 }
@@ -90,7 +85,7 @@ void rejectsFileSymbolicLink(SelfTest& test, const TemporaryDirectory& directory
     fs::create_directories(library / "Logs/Vantry");
     fs::create_symlink(target, library / "Logs/Vantry/Vantry.log");
     appendOk(library);
-    test.expect(contents(target) == "kept" && mode(target) == 0644,
+    test.expect(wholeFile(target) == "kept" && mode(target) == 0644,
                 "the target of a linked log stays untouched");
 }
 
@@ -121,7 +116,7 @@ void writesWhenAsked(SelfTest& test, const TemporaryDirectory& directory) {
     DebugLogWriter::write("on", environment("1"));
     const fs::path state = home / ".local/state";
     test.expect(
-        contents(state / "Logs/Vantry/Vantry.log").ends_with("Z on\n") && mode(state) == 0700,
+        wholeFile(state / "Logs/Vantry/Vantry.log").ends_with("Z on\n") && mode(state) == 0700,
         "the exact value makes the state directory and the log");
 }
 

@@ -1,5 +1,4 @@
 #include <atomic>
-#include <fstream>
 #include <sys/stat.h>
 #include <thread>
 
@@ -130,8 +129,7 @@ void checkFiles(SelfTest& test) {
     test.expect(
         !defaults.string("a") && defaults.setString("b", "3") && defaults.string("b") == "3",
         "a value of another kind is absent");
-    std::string text;
-    std::getline(std::ifstream(directory.path() / "config/domain.json"), text, '\0');
+    const std::string text = wholeFile(directory.path() / "config/domain.json");
     test.expect(JsonDocument::parse(text)->root()["keep"]["x"].size() == 1,
                 "and other values stay");
     directory.write("config/domain.json", "damaged");

@@ -27,6 +27,11 @@ bool SelfTest::finish() {
     return passed_;
 }
 
+std::string wholeFile(const std::filesystem::path& file) {
+    std::ifstream stream(file, std::ios::binary);
+    return {std::istreambuf_iterator<char>(stream), {}};
+}
+
 TemporaryDirectory::TemporaryDirectory(std::string_view prefix) {
     std::string name =
         (std::filesystem::temp_directory_path() / (std::string(prefix) + "XXXXXX")).string();

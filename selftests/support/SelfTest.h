@@ -41,6 +41,9 @@ class SelfTest {
     bool passed_ = true;
 };
 
+/// All that the file holds; nothing of one that cannot be read.
+std::string wholeFile(const std::filesystem::path& file);
+
 /// A directory of its own for one suite, with a name that begins with `prefix`; removed with all
 /// it holds at the end of the object's life.
 class TemporaryDirectory {

@@ -1,8 +1,6 @@
 #include "support/Program.h"
 
 #include <csignal>
-#include <fstream>
-#include <iterator>
 #include <poll.h>
 #include <sstream>
 #include <unistd.h>
@@ -42,11 +40,6 @@ std::string shown(JsonView value) {
         other << "size " << value.size();
     }
     return other.str();
-}
-
-std::string contents(const fs::path& file) {
-    std::ifstream stream(file, std::ios::binary);
-    return {std::istreambuf_iterator<char>(stream), {}};
 }
 
 }  // namespace
@@ -147,9 +140,9 @@ std::vector<std::string> ProgramTest::processes() const {
     std::error_code error;
     for (fs::directory_iterator all("/proc", error), end; !error && all != end;
          all.increment(error)) {
-        const std::string variables = contents(all->path() / "environ");
+        const std::string variables = wholeFile(all->path() / "environ");
         if (variables.find(root().string()) == std::string::npos) continue;
-        names.push_back(contents(all->path() / "comm"));
+        names.push_back(wholeFile(all->path() / "comm"));
     }
     return names;
 }
