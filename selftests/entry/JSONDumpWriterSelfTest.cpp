@@ -93,6 +93,10 @@ void checkKeys(SelfTest& test) {
     addAll(UsageSnapshot{}, RuntimeUsageSnapshot{}, RateWindow{}, CreditsInfo{}, AccountInfo{},
            ReaderControlState{}, LocalUsage{}, DetailedUsage{}, UsageTrend{}, PricedTokenUsage{},
            TaskBoard{}, TaskColumn{}, TaskItem{}, SkillUsage{}, ProjectUsage{});
+    const JsonValue summary = probeSummaryJSONObject(readOf(countedSnapshot()), now);
+    add(summary);
+    add(std::get<JsonValue::Array>(summary.find("runtimes")->storage()).at(0));
+    add(dumpJSONObject({}));
     std::string expected =
         R"(account accountIdentity cloudDailyBuckets cloudDailyUsageAttempted cloudDailyUsageCapturedAt
 cloudDailyUsageIsStale credits hybridReadMessages local localReadMessages localUsageCapturedAt
@@ -110,7 +114,10 @@ estimatedCostUSD inputTokens outputTokens reasoningOutputTokens tokens totalToke
 uncachedInputTokens visibleTotalTokens / columns refreshedAt totalCount / count items title /
 detail title tokens updatedAt / id lastLoadedAt loadCount name sourceLabel staticByteCount
 staticTokenEstimate threadCount / estimatedCostUSD fullPath id lastActiveAt name sourceQuality
-threadCount tokens /
+threadCount tokens / redacted refreshedAt runtimeCount runtimes schemaVersion / id localGapCount
+localUsageAvailable modelCount modelDayCount modelUsageAvailable projectCount quotaAvailable
+skillCount status taskBoardAvailable taskCount toolCount trendDayCount / aggregate compat
+refreshedAt runtimes schemaVersion /
 )";
     std::ranges::replace(expected, '\n', ' ');
     test.expect(keys == expected, "the keys that are printed: " + keys);

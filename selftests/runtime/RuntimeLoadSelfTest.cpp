@@ -68,19 +68,23 @@ void checkCarriage(SelfTest& test) {
     LocalUsageRead local = localRead(8);
     local.result.capturedAt = now - 9;
     local.result.isStale = true;
-    std::string home;
+    local.result.local->projectBoard.emplace().detailsByProjectID["p"].conversations = {
+        {.id = "thread", .todayTokens = 3}};
+    const TaskBoard board{.columns = {{.items = {{.threadID = "thread"}}}}};
+    std::pair<std::string, std::string> home;
     const UsageSnapshot read = load(context(), {},
                                     {.appServer =
                                          [&](const AppServerRequest& request) {
-                                             home = request.environment.at(0).second;
+                                             home = request.environment.at(0);
                                              return official;
                                          },
                                      .localUsage = [&](const auto&) { return local; },
                                      .taskBoard =
-                                         [](const auto&) {
-                                             return TaskBoardRead{{}, {"board"}};
+                                         [&](const auto&) {
+                                             return TaskBoardRead{board, {"board"}};
                                          }});
-    test.expect(home == "/nonexistent", "the child is given the home that is read");
+    test.expect(home == std::pair<std::string, std::string>("HOME", "/nonexistent"),
+                "the child is given the home that is read");
     test.expect(read.officialLifetimeCapturedAt == now - 5 && read.officialLifetimeIsStale &&
                     read.cloudDailyUsageCapturedAt == now - 7 && read.cloudDailyUsageIsStale &&
                     read.cloudDailyUsageAttempted && read.localUsageCapturedAt == now - 9 &&
@@ -92,6 +96,8 @@ void checkCarriage(SelfTest& test) {
     test.expect(read.messages == expected && read.localReadMessages == Messages{"local"} &&
                     read.hybridReadMessages.size() == 1,
                 "and the words of each source");
+
+    test.expect(read.taskBoard->columns[0].items[0].tokens == 3, "the board has today's tokens");
 
     const auto fail = [](const auto&) -> AppServerRead { throw std::runtime_error("fails"); };
     const UsageSnapshot unfinished =
