@@ -1,8 +1,6 @@
-#include <algorithm>
 #include <fstream>
 #include <functional>
 #include <future>
-#include <set>
 
 #include "corpus/Corpus.h"
 #include "platform/Iso8601.h"

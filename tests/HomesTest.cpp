@@ -1,9 +1,6 @@
 // What homes of months go through: turns taken back, logs deleted, moved, packed, cut and copied.
 
-#include <filesystem>
 #include <fstream>
-#include <gtest/gtest.h>
-#include <utility>
 
 #include "platform/Compression.h"
 #include "platform/JsonReader.h"

@@ -1,14 +1,6 @@
 #pragma once
 
-#include <cstdint>
-#include <filesystem>
 #include <gtest/gtest.h>
-#include <map>
-#include <optional>
-#include <string>
-#include <string_view>
-#include <utility>
-#include <vector>
 
 #include "io/ChildProcess.h"
 #include "selftests/support/SelfTest.h"
