@@ -1,5 +1,3 @@
-#include <random>
-
 #include "refresh/LocalUsageRefreshFallbackPolicy.h"
 #include "refresh/StatisticsDay.h"
 #include "selftests/Suites.h"
@@ -9,127 +7,65 @@ namespace vantry::UsageStoreSelfTest {
 
 namespace {
 
-/// A day and a half around a change of clocks, with everything that can happen to a store.
-std::string whatGoesWrongOnADay(unsigned seed) {
-    World world("2026-03-07T19:00:00Z");
-    const Date end = at("2026-03-09T09:00:00Z");
-    auto store = world.store();
-    std::mt19937 random(seed);
-    const auto below = [&](unsigned n) { return static_cast<unsigned>(random() % n); };
-    const auto chance = [&](unsigned percent) { return below(100) < percent; };
-    const char* zones[] = {"America/New_York", "Asia/Tokyo", "Asia/Kolkata", "Europe/London"};
-    store->start();
-    StatisticsIdentity lastIdentity = store->state().multiRuntimeSnapshot.statisticsIdentity;
-    std::optional<std::int64_t> lastLocal;
-    std::optional<std::int64_t> lastQuota;
-    while (world.loop.now() < end) {
-        const bool isBad = chance(30);
-        world.appServer = !(isBad && chance(50)) ? AppServerReadState::responded
-                                                 : static_cast<AppServerReadState>(2 + below(2));
-        world.local = isBad ? static_cast<Local>(below(3)) : Local::complete;
-        world.hasBoard = !(isBad && chance(30));
-        world.hasFingerprints = !(isBad && chance(30));
-        if (chance(30)) ++world.revision;
-        if (chance(2)) {
-            const StatisticsTimeZonePreference choices[] = {
-                {.selection = StatisticsTimeZoneSelection::utc, .fixedIdentifier = ""},
-                {.selection = StatisticsTimeZoneSelection::system, .fixedIdentifier = ""},
-                fixedZone(zones[below(4)])};
-            const auto before = store->state().statisticsPreference;
-            const auto choice = choices[below(3)];
-            store->updateStatisticsTimeZone(choice);
-            if (!(store->state().statisticsPreference == before)) ++world.epoch;
-            if (isFromCache(*store)) {
-                lastLocal = todayOf(*store);
-                lastQuota = quotaNumber(*store);
-            }
-        }
-        if (chance(1)) {
-            world.systemZone = zones[below(4)];
-            store->systemTimeZoneDidChange();
-        }
-        if (chance(1))
-            world.account = std::vector<std::optional<std::string>>{"A", "B", {}}[below(3)];
-        if (chance(2)) store->refresh({.queueIfBusy = chance(80)});
-        if (chance(5)) store->refreshLocalUsage({.queueIfBusy = true});
-        if (chance(2)) store->setLocalUsageForeground(chance(50));
-        if (chance(1)) {
-            world.loop.setWallClock(world.loop.now() + below(5'000));
-            world.loop.advance(0);
-        }
-        if (chance(1)) {
-            store->stop();
-            ++world.epoch;
-            UsageStoreState before = store->state();
-            const bool wasReading = !world.background.empty();
-            if (wasReading) world.read();
-            world.loop.advance(chance(10) ? 9'000 : 100);
-            UsageStoreState after = store->state();
-            before.isRefreshing = before.isRefreshingLocalUsage = false;
-            if (!(before == after) || !world.background.empty()) return "a stopped store lives on";
-            if (chance(10)) store = world.store();
-            lastIdentity = store->state().multiRuntimeSnapshot.statisticsIdentity;
-            lastLocal = todayOf(*store);
-            lastQuota = quotaNumber(*store);
-            store->start();
-            continue;
-        }
-        world.loop.advance(below(60));
-        auto wrong = wrongIn(*store, world);
-        if (!wrong.empty()) return wrong;
-        const StatisticsIdentity& identity = store->state().multiRuntimeSnapshot.statisticsIdentity;
-        if (!(identity == lastIdentity) && !showsToday(*store, world)) {
-            return "another day was published";
-        }
-        lastIdentity = identity;
-        const auto isOld = [&](auto number, auto last) {
-            return number && number != last && world.fact(*number).epoch != world.epoch;
-        };
-        if (isOld(todayOf(*store), lastLocal)) return "local usage of an old generation";
-        if (isOld(quotaNumber(*store), lastQuota)) return "a quota of an old generation";
-        lastLocal = todayOf(*store);
-        lastQuota = quotaNumber(*store);
-        if (chance(60)) world.read();
-    }
-    if (world.fullReads < 100 || world.quotaReads < 10 || world.localReads < 100 ||
-        world.boardReads < 100) {
-        return "too little happened";
-    }
-    if (world.background.empty()) store->refresh({});
-    if (seed % 2 == 0) world.read();  // its result is on the way
-    store.reset();
-    world.read();
-    world.loop.advance(1'000);
-    return {};
+using enum PendingRefreshWork;
+
+constexpr auto lanes = {full, quota, localUsage, taskBoard};
+
+void ask(UsageStore& store, PendingRefreshWork lane, bool queue) {
+    if (lane == full) store.refresh({.queueIfBusy = queue});
+    if (lane == quota) store.refreshQuota({.queueIfBusy = queue});
+    if (lane == localUsage) store.refreshLocalUsage({.queueIfBusy = queue});
+    if (lane == taskBoard) store.refreshTaskBoard({.queueIfBusy = queue});
 }
 
-void checkDays(SelfTest& test) {
-    for (const unsigned seed : {1U, 2U}) {
-        const std::string wrong = whatGoesWrongOnADay(seed);
-        test.expect(wrong.empty(), "day " + std::to_string(seed) + ": " + wrong);
+/// Nothing comes of a store after its stop, whatever was under way.
+void checkStop(SelfTest& test) {
+    for (const auto running : lanes) {
+        World world("2026-05-01T12:00:00Z");
+        auto store = world.store();
+        store->start();
+        world.settle();
+        store->updateStatisticsTimeZone(fixedZone("Asia/Tokyo"));
+        world.settle();
+        ++world.revision;
+        world.loop.advance(1);
+        ask(*store, running, false);
+        ask(*store, quota, true);
+        store->stop();
+        UsageStoreState stopped = store->state();
+        test.expect(
+            !stopped.statisticsTransitionMessage && store->pendingRefreshes() == PendingRefreshes{},
+            "a stop forgets who waits, and takes its message away");
+        world.read();
+        world.loop.advance(90'000);
+        stopped.isRefreshing = stopped.isRefreshingLocalUsage = false;
+        test.expect(store->state() == stopped && world.background.empty(),
+                    "a stopped store shows nothing new and reads nothing");
+        store->start();
+        world.settle();
+        test.expect(todayOf(*store).value_or(0) > *stopped.snapshot.local->todayTokens,
+                    "until it starts again");
+        ask(*store, running, false);
+        if (running == full) world.read();  // its result is on the way
+        store.reset();
+        world.read();
+        world.loop.advance(1'000);
     }
 }
 
 void checkQueue(SelfTest& test) {
-    using enum PendingRefreshWork;
     PendingRefreshes all;
     for (const auto work : {taskBoard, localUsage, quota, full}) all.add(work);
     std::string order;
     while (const auto next = all.takeNextPendingRefresh()) order += "fqlt"[static_cast<int>(*next)];
     test.expect(order == "fqlt", "waiting reads come one by one, the most urgent first");
 
-    const auto ask = [](UsageStore& store, PendingRefreshWork lane, bool queue) {
-        if (lane == full) store.refresh({.queueIfBusy = queue});
-        if (lane == quota) store.refreshQuota({.queueIfBusy = queue});
-        if (lane == localUsage) store.refreshLocalUsage({.queueIfBusy = queue});
-        if (lane == taskBoard) store.refreshTaskBoard({.queueIfBusy = queue});
-    };
     // What becomes of the four lanes when they ask while one reads: w waits and is read, c waits
     // and is then covered by the full read, - is what is being read, and not waited for.
     const std::pair<PendingRefreshWork, std::string> cases[] = {
         {full, "wwcc"}, {quota, "wwww"}, {localUsage, "ww-w"}, {taskBoard, "www-"}};
     for (const auto& [running, fates] : cases) {
-        for (const auto asking : {full, quota, localUsage, taskBoard}) {
+        for (const auto asking : lanes) {
             const char fate = fates[static_cast<std::size_t>(asking)];
             World world("2026-05-01T12:00:00Z");
             const auto store = world.store();
@@ -156,6 +92,9 @@ void checkQueue(SelfTest& test) {
 void checkTimers(SelfTest& test) {
     World world("2026-05-01T12:00:00Z");
     const auto store = world.store();
+    store->updateStatisticsTimeZone(fixedZone("Europe/London"));
+    test.expect(!store->state().isSwitchingStatisticsTimeZone,
+                "before the start nothing is switched");
     store->start();
     store->start();
     world.pass(299.5);
@@ -173,6 +112,19 @@ void checkTimers(SelfTest& test) {
     ++world.revision;
     world.pass(15);
     test.expect(world.localReads == 2, "the foreground's cadence begins at once");
+    world.changesMeanwhile = true;
+    store->refresh({});
+    world.settle();
+    world.changesMeanwhile = false;
+    world.pass(15);
+    test.expect(world.localReads == 3, "what changed during a read is read once more");
+    store->refreshLocalUsage({});
+    store->refreshQuota({.queueIfBusy = true});
+    store->refresh({.queueIfBusy = true});
+    world.read();
+    world.loop.runPosted();
+    test.expect(store->pendingRefreshes() == PendingRefreshes{}, "a full read reads the quota too");
+    world.settle();
     test.expect(world.records > 0, "the desktop hears of it");
     int told = 0;
     {
@@ -306,12 +258,13 @@ void checkZones(SelfTest& test) {
                     StatisticsTimeZoneSelection::system,
                 "the choice is kept");
     const auto earlier = todayOf(*store);
+    const auto earlierQuota = quotaNumber(*store);
     store->refresh({});
     store->updateStatisticsTimeZone(fixedZone("Asia/Tokyo"));
     store->updateStatisticsTimeZone({.selection = StatisticsTimeZoneSelection::system});
     world.read();
     world.loop.runPosted();
-    test.expect(todayOf(*store) == earlier,
+    test.expect(todayOf(*store) == earlier && quotaNumber(*store) == earlierQuota,
                 "a read from before a switch is dropped, also back home");
     world.settle();
     // The read that runs is of the zone before, and so is the one that the machine leaves.
@@ -331,6 +284,38 @@ void checkZones(SelfTest& test) {
     world.loop.runPosted();
     test.expect(world.background.size() == 1 && store->state().isRefreshing,
                 "a read of the zone that the machine left makes room for a full one");
+    world.settle();
+    world.local = Local::failed;
+    store->updateStatisticsTimeZone(fixedZone("Asia/Tokyo"));
+    world.settle();
+    store->refreshLocalUsage({});
+    world.settle();
+    test.expect(!localOf(*store) && !store->state().snapshot.localUsageCapturedAt,
+                "figures of another zone stand in for none");
+}
+
+/// Midnight is that of the zone that was switched to, and comes each day.
+void checkMidnights(SelfTest& test) {
+    for (const bool follows : {false, true}) {
+        World world("2026-05-01T12:00:00Z");
+        const auto store = world.store();
+        store->start();
+        world.settle();
+        if (follows) {
+            world.systemZone = "Asia/Tokyo";
+            store->systemTimeZoneDidChange();
+        } else {
+            store->updateStatisticsTimeZone(fixedZone("Asia/Tokyo"));
+        }
+        world.settle();
+        for (const double left : {3 * 3'600.0, 86'400.0}) {
+            world.loop.advance(left - 0.1);
+            const bool isThere = todayOf(*store).has_value();
+            world.loop.advance(0.1);
+            test.expect(isThere && !todayOf(*store), "the day ends at midnight of its zone");
+            world.settle();
+        }
+    }
 }
 
 void checkMidnight(SelfTest& test) {
@@ -351,7 +336,7 @@ void checkMidnight(SelfTest& test) {
                     !boardTokens(*store) && localOf(*store)->lifetimeTokens == 1 &&
                     shown.localUsageIsStale &&
                     shown.localUsageReadStatus == Status::staleFallback &&
-                    shown.localUsageCapturedAt == world.facts.at(1).readAt && shown.taskBoard,
+                    shown.localUsageCapturedAt == world.readTimes.at(1) && shown.taskBoard,
                 "at midnight what belonged to the day is not known any more");
     world.read();
     world.loop.runPosted();
@@ -369,10 +354,11 @@ void checkMidnight(SelfTest& test) {
         world.local = failure;
         ++world.revision;
         world.pass(61);
-        test.expect(todayOf(*store) == good && shown.localUsageIsStale &&
-                        shown.localUsageReadStatus == Status::staleFallback &&
-                        shown.localUsageCapturedAt == world.fact(*good).readAt,
-                    "a read with less keeps the same day's details");
+        test.expect(
+            todayOf(*store) == good && shown.localUsageIsStale &&
+                shown.localUsageReadStatus == Status::staleFallback &&
+                shown.localUsageCapturedAt == world.readTimes.at(static_cast<std::size_t>(*good)),
+            "a read with less keeps the same day's details");
     }
     const auto mayReuse = [](Status read, Status previous, bool sameDay) {
         return LocalUsageRefreshFallbackPolicy::mayReusePrevious(
@@ -451,8 +437,9 @@ void checkCache(SelfTest& test) {
 }  // namespace
 
 bool run() {
-    return SelfTest::run("usage store", {checkQueue, checkTimers, checkRetries, checkEarlyRecovery,
-                                         checkZones, checkMidnight, checkCache, checkDays});
+    return SelfTest::run("usage store",
+                         {checkQueue, checkTimers, checkRetries, checkEarlyRecovery, checkZones,
+                          checkMidnights, checkMidnight, checkCache, checkStop});
 }
 
 }  // namespace vantry::UsageStoreSelfTest

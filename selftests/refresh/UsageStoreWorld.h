@@ -5,7 +5,6 @@
 #include <memory>
 
 #include "platform/HandCrankedMainLoop.h"
-#include "refresh/StatisticsDay.h"
 #include "refresh/UsageStore.h"
 #include "runtime/CodexRuntimeProvider.h"
 #include "selftests/support/Moments.h"
@@ -16,17 +15,10 @@ namespace vantry::UsageStoreSelfTest {
 using namespace CodexUsageReader;
 using Status = LocalUsageReadStatus;
 
-/// What is true of a read. Every figure that it gives is its number, and so can be traced to it.
-struct Fact {
-    Date readAt;
-    std::string zone;
-    std::string account;
-    int epoch = 0;
-};
-
 enum class Local { complete, partial, failed };
 
-/// A machine with sources that do as they are told, a clock, and a queue that is run by hand.
+/// A machine with sources that do as they are told, a clock, and a queue that is run by hand. Every
+/// figure of a read is its number, and so can be traced to it.
 struct World {
     explicit World(const char* start) : loop(at(start)) {}
 
@@ -38,11 +30,9 @@ struct World {
     std::optional<double> used;  ///< percent; the number of the read without one
     AppServerReadState appServer = AppServerReadState::responded;
     Local local = Local::complete;
-    bool hasBoard = true;
-    bool hasFingerprints = true;
-    std::uint64_t revision = 1;  ///< of the files
-    int epoch = 0;
-    std::vector<Fact> facts{{}};
+    bool changesMeanwhile = false;        ///< the files, while they are read in full
+    std::uint64_t revision = 1;           ///< of the files
+    std::vector<Date> readTimes{Date()};  ///< of each figure
     int fullReads = 0, quotaReads = 0, localReads = 0, boardReads = 0, records = 0;
 
     std::unique_ptr<UsageStore> store() {
@@ -53,10 +43,6 @@ struct World {
             .defaults = UserDefaults(directory.path(), "preferences"),
             .systemTimeZone = [this] { return *TimeZone::named(systemZone); },
             .publishDesktopRecord = [this](const auto&, const auto&, Date) { ++records; }});
-    }
-
-    const Fact& fact(std::int64_t figure) const {
-        return facts.at(static_cast<std::size_t>(figure));
     }
 
     /// Runs the read that waits; what it posts stays posted.
@@ -84,12 +70,9 @@ struct World {
   private:
     void begin(const RuntimeLoadContext& context, int& count) {
         ++count;
-        facts.push_back({.readAt = context.now,
-                         .zone = context.statistics.resolvedIdentifier(),
-                         .account = account.value_or(""),
-                         .epoch = epoch});
+        readTimes.push_back(context.now);
     }
-    std::int64_t number() const { return static_cast<std::int64_t>(facts.size()) - 1; }
+    std::int64_t number() const { return static_cast<std::int64_t>(readTimes.size()) - 1; }
 
     AppServerSnapshot official(Date now, bool withUsage) const {
         if (appServer != AppServerReadState::responded) {
@@ -138,14 +121,12 @@ struct World {
     }
 
     TaskBoardRead board(const RuntimeLoadContext& context) const {
-        if (!hasBoard) return {};
         return {.board = TaskBoard{.refreshedAt = context.now,
                                    .columns = {{.count = 1, .items = {{.threadID = "thread"}}}}},
                 .messages = {}};
     }
 
     UsageStoreSources::Fingerprint fingerprint(const RuntimeLoadContext& context) const {
-        if (!hasFingerprints) return std::nullopt;
         const StatisticsContext& statistics = context.statistics;
         const std::string day = statistics.resolvedIdentifier() + statistics.currentDayKey();
         return CodexRefreshSourceFingerprint::Value{.digest =
@@ -179,6 +160,7 @@ struct World {
             .load =
                 [this, reader](const auto& context, const auto& request) {
                     begin(context, fullReads);
+                    if (changesMeanwhile) ++revision;
                     return reader->load(context, request);
                 },
             .loadQuota =
@@ -218,79 +200,6 @@ inline std::optional<std::int64_t> quotaNumber(const UsageStore& store) {
     const auto& window = store.state().snapshot.secondary;
     return window ? std::optional<std::int64_t>(std::llround(window->usedPercent * 1000))
                   : std::nullopt;
-}
-
-inline bool showsToday(const UsageStore& store, const World& world) {
-    const StatisticsContext today(store.state().statisticsPreference, world.loop.now(),
-                                  *TimeZone::named(world.systemZone));
-    return sameStatisticsDay(
-        store.state().multiRuntimeSnapshot.statisticsIdentity,
-        {.resolvedIdentifier = today.resolvedIdentifier(), .now = today.now()});
-}
-
-/// What is wrong with what is shown; empty if nothing is.
-inline std::string wrongIn(const UsageStore& store, const World& world) {
-    const UsageStoreState& state = store.state();
-    const RuntimeUsageSnapshot* codex = store.runtimeSnapshot(RuntimeScope::codex);
-    if (world.background.size() > 1) return "two reads at a time";
-    if (world.background.empty() && (state.isRefreshing || state.isRefreshingLocalUsage ||
-                                     store.pendingRefreshes() != PendingRefreshes{})) {
-        return "somebody waits for a read that nobody starts";
-    }
-    if (codex == nullptr) return {};
-    const StatisticsIdentity& identity = state.multiRuntimeSnapshot.statisticsIdentity;
-    const UsageSnapshot& shown = codex->snapshot;
-    if (!(state.snapshot == shown)) return "the display is another";
-    const Calendar calendar =
-        StatisticsContext::calendar(identity.resolvedIdentifier, TimeZone::utc());
-    if (!showsToday(store, world) && world.background.empty()) {
-        return "another day is shown and nothing is read";
-    }
-    if (shown.local) {
-        const LocalUsage& local = *shown.local;
-        if (local.todayTokens == 0 || local.sevenDayTokens == 0 || local.lifetimeTokens == 0 ||
-            boardTokens(store) == 0 ||
-            (local.detailedUsage && local.detailedUsage->today.tokens.totalTokens == 0)) {
-            return "an absent figure is shown as zero";
-        }
-        for (const auto& figure : {local.todayTokens, boardTokens(store), codex->todayTokens()}) {
-            if (!figure) continue;
-            const Fact& fact = world.fact(*figure);
-            if (fact.zone != identity.resolvedIdentifier ||
-                localDayKey(fact.readAt, calendar) != localDayKey(identity.now, calendar)) {
-                return "a figure of another day or zone";
-            }
-        }
-        if (const auto all = local.lifetimeTokens) {
-            const Fact& fact = world.fact(*all);
-            if (fact.readAt != shown.localUsageCapturedAt) return "local usage was renewed";
-            if (fact.zone != identity.resolvedIdentifier) return "local usage of another zone";
-        }
-    } else if (shown.localUsageCapturedAt) {
-        return "a capture time of nothing";
-    }
-    if (const auto number = quotaNumber(store)) {
-        const Fact& fact = world.fact(*number);
-        if (fact.readAt != codex->quotaCapturedAt) return "the quota's capture time was renewed";
-        if (fact.account != shown.accountIdentity.value_or("")) return "another account's quota";
-    }
-    if (shown.cloudDailyBuckets) {
-        const Fact& fact = world.fact(shown.cloudDailyBuckets->at(0).tokens);
-        if (fact.readAt != shown.cloudDailyUsageCapturedAt) return "official days were renewed";
-        // A session that failed altogether brings back the days of the account before.
-        if (shown.accountIdentity.value_or(fact.account) != fact.account) {
-            return "another account's days";
-        }
-    }
-    if (shown.officialLifetimeTokens &&
-        world.fact(*shown.officialLifetimeTokens).readAt != shown.officialLifetimeCapturedAt) {
-        return "the lifetime was renewed";
-    }
-    return {};
-}
-
-inline bool isFromCache(const UsageStore& store) {
-    return store.state().statisticsTransitionMessage.value_or("").ends_with(" · 缓存");
 }
 
 }  // namespace vantry::UsageStoreSelfTest
