@@ -50,6 +50,17 @@ bool matches(const Value& current, const Value& previous) {
     return RefreshSourceFingerprintReusePolicy::matches({.current = current, .previous = previous});
 }
 
+void checkDigest(SelfTest& test) {
+    const std::vector<MetadataItem> items{{.path = "/f",
+                                           .exists = true,
+                                           .type = "regular",
+                                           .size = 12,
+                                           .modificationNanoseconds = ~std::uint64_t{0},
+                                           .fileNumber = 7}};
+    test.expect(RefreshSourceMetadata::digest(Paths{"a", "bc"}, items) == 18281574019239126214U,
+                "FNV-1a over values and fields, each with its end mark");
+}
+
 void checkWhatChanges(SelfTest& test) {
     struct Case {
         const char* file;
@@ -235,8 +246,8 @@ void checkBoardAge(SelfTest& test) {
 
 bool run() {
     return SelfTest::run("refresh source fingerprint",
-                         {checkWhatChanges, checkSessions, checkTimeAndZone, checkAutomationsWalk,
-                          checkPolicies, checkBoardAge, checkIndex});
+                         {checkDigest, checkWhatChanges, checkSessions, checkTimeAndZone,
+                          checkAutomationsWalk, checkPolicies, checkBoardAge, checkIndex});
 }
 
 }  // namespace vantry::RefreshSourceFingerprintSelfTest
