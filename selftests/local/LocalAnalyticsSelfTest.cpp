@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <fmt/format.h>
 #include <fstream>
+#include <functional>
 
 #include "io/BoundedProcessRunner.h"
 #include "local/LocalUsageReader.h"
@@ -42,6 +43,7 @@ class Home {
         std::string cwd = "/tmp/project-a";
         std::vector<Event> events;
         std::string parent = {};  ///< whose history it copied
+        double updatedAt = 0;     ///< of its row, in seconds after noon
     };
     void add(const Thread& thread) {
         std::string lines = fmt::format(
@@ -54,11 +56,13 @@ class Home {
         sql(
             fmt::format("INSERT INTO threads (id, rollout_path, updated_at, cwd, name, model) "
                         "VALUES ('{}', '{}', {}, '{}', 'Conversation {}', 'gpt-5.4');",
-                        thread.id, log.string(), noon.secondsSince1970(), thread.cwd, thread.id));
+                        thread.id, log.string(), noon.secondsSince1970() + thread.updatedAt,
+                        thread.cwd, thread.id));
     }
 
-    void append(const std::string& id, const Event& event) {
-        std::ofstream(directory_.path() / logName(id), std::ios::app) << tokenLine(event);
+    void append(const std::string& id, const Event& event) { appendLine(id, tokenLine(event)); }
+    void appendLine(const std::string& id, const std::string& line) {
+        std::ofstream(directory_.path() / logName(id), std::ios::app) << line;
     }
 
     std::filesystem::path database() const { return directory_.path() / ".codex/state_5.sqlite"; }
@@ -181,6 +185,72 @@ void checkForgetting(SelfTest& test) {
     const bool isSaved = other.sessions.save() == SessionUsageCache::Saving::done;
     test.expect(before == 290 && count == 1 && isSaved && today(home.read(caches)) == 250,
                 "what another process forgets does not come back");
+}
+
+// What one would compare in two reads of a home, money apart.
+std::string figuresOf(const LocalUsageRead& read) {
+    const LocalUsage& local = *read.result.local;
+    std::string text = fmt::format("{} {} {}\n", *local.todayTokens, *local.lifetimeTokens,
+                                   local.detailedUsage->parsedFileCount);
+    for (const auto& gap : local.gaps.list)
+        text += fmt::format("{} {}\n", rawText(gap.kind), gap.count);
+    for (const auto& project : local.projectBoard->allProjects) {
+        text += fmt::format("{} {} {}\n", project.id, project.tokens, project.threadCount);
+    }
+    for (const auto& [id, detail] : local.projectBoard->detailsByProjectID) {
+        for (const auto& row : detail.conversations) {
+            text += fmt::format("{} {} {}\n", row.id, row.title, row.thirtyDayTokens);
+        }
+        text += fmt::format("{} {}\n", detail.todayThreadCount, detail.thirtyDayThreadCount);
+    }
+    for (const auto& thread : local.recentThreads) {
+        text += fmt::format("{} {} {} {}\n", thread.id, thread.title, thread.tokens,
+                            thread.updatedAt.value_or(noon) - noon);
+    }
+    return text;
+}
+
+// Threads that lay still for days are kept as one sum; whatever becomes of one, the figures are
+// those of a first read.
+void checkSettledThreads(SelfTest& test) {
+    Home home;
+    home.add({.id = "old", .events = {{-40 * day, 100}, {-hour, 150}}, .updatedAt = -9 * day});
+    home.add({.id = "torn", .events = {{-9 * day, 7}}, .updatedAt = -9 * day});
+    home.appendLine("torn", "{\"type\":\"token_count\" and no more\n");
+    home.add({.id = "late", .events = {{-5 * day, 10}, {2 * hour, 30}}, .updatedAt = -5 * day});
+    home.add({.id = "far", .cwd = "/b", .events = {{-4 * day, 1}}, .updatedAt = -4 * day});
+    home.add({.id = "busy", .events = {{-hour, 1'000}}});
+    const auto cache = home.directory().path() / "cache";
+    const auto aside = home.directory().path() / "aside";
+    double later = 0;
+    const auto row = [&](const char* change) {
+        return [&home, change] { home.sql(std::string("UPDATE threads SET ") + change); };
+    };
+    const std::pair<const char*, std::function<void()>> steps[] = {
+        {"the first read", [] {}},
+        {"another thread",
+         [&] {
+             home.append("busy", {-60, 1'100});
+         }},
+        {"a title", row("name = 'Other' WHERE id = 'old'")},
+        {"a folder", row("cwd = '/b' WHERE id = 'torn'")},
+        {"a thread that lay still",
+         [&] {
+             home.append("far", {-30, 21});
+         }},
+        {"the time of an event", [&] { later = 3 * hour; }},
+        {"another day", [&] { later = 20 * hour; }},
+        {"a subagent", row("thread_source = 'subagent' WHERE id = 'old'")},
+        {"the last use", row("updated_at = updated_at + 1 WHERE id = 'torn'")}};
+    for (const auto& [what, happens] : steps) {
+        happens();
+        const std::string kept = figuresOf(home.readAnew(noon + later));
+        std::filesystem::rename(cache, aside);
+        const std::string anew = figuresOf(home.readAnew(noon + later));
+        std::filesystem::remove_all(cache);
+        std::filesystem::rename(aside, cache);
+        test.expect(kept == anew, std::string("figures as of a first read after ") + what);
+    }
 }
 
 // What is kept of a parent is damaged, and its child has to be counted anew.
@@ -345,6 +415,7 @@ bool run() {
     checkComplete(test);
     checkForgetting(test);
     checkDamagedParent(test);
+    checkSettledThreads(test);
     checkTakeover(test);
     checkDatabase(test);
     checkSeveralDatabases(test);
