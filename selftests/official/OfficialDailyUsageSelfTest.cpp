@@ -5,6 +5,7 @@
 #include "official/DailyUsageMessages.h"
 #include "official/HybridDailyUsage.h"
 #include "official/OfficialDailyUsageCache.h"
+#include "official/SignIn.h"
 #include "platform/Text.h"
 #include "selftests/Suites.h"
 #include "selftests/support/Moments.h"
@@ -160,13 +161,40 @@ void checkPersistence(SelfTest& test) {
     AppServerSnapshot nobody{.readState = AppServerReadState::responded};
     test.expect(resolved(nobody, previous) == nobody, "an account without a name has no history");
     nobody.readState = AppServerReadState::failed;
-    test.expect(resolved(nobody, previous).cloudDailyBuckets == previous.cloudDailyBuckets,
-                "a session that failed leaves the account known before");
+    test.expect(resolved(nobody, previous) == nobody, "nor has one that is not known to be his");
     AppServerSnapshot totalOnly = fresh;
     totalOnly.cloudDailyBuckets.reset();
     const AppServerSnapshot half = resolved(totalOnly);
     test.expect(half.cloudDailyUsageIsStale && !half.officialLifetimeIsStale,
                 "a new total keeps its own freshness");
+}
+
+// Who is signed in, told by a file that nobody touched.
+void checkSignIn(SelfTest& test) {
+    const TemporaryDirectory directory("vantry-sign-in-");
+    const auto file = directory.write("auth.json", "of a");
+    const auto settled = [&](const char* identity, bool moves = false, bool metTwo = false) {
+        AppServerSnapshot session{.metTwoAccounts = metTwo};
+        if (*identity != '\0') session.accountIdentity = identity;
+        const auto before = SignIn::markOf(directory.path());
+        if (moves) directory.write("auth.json", "is new");
+        SignIn::settleIdentity({.snapshot = session,
+                                .cacheDirectory = directory.path(),
+                                .before = before,
+                                .after = SignIn::markOf(directory.path())});
+        return session.accountIdentity.value_or("");
+    };
+    test.expect(settled("").empty() && settled("a") == "a" && settled("") == "a",
+                "a session without the service is of whoever is still signed in");
+    test.expect(settled("", false, true).empty(), "but not one that met two accounts");
+    test.expect(settled("", true).empty() && settled("").empty(), "another file is anybody's");
+    test.expect(settled("b", true) == "b" && settled("").empty(),
+                "nobody is bound to a file that moved meanwhile");
+    settled("b");
+    test.expect(settled("") == "b", "the next one is");
+    std::filesystem::remove(file);
+    test.expect(settled("").empty() && settled("c") == "c" && settled("").empty(),
+                "without a file nobody is known");
 }
 
 /// Days of the service from the first of January 2026 on, the n-th with 1,000 + n tokens.
@@ -306,8 +334,8 @@ void checkGaps(SelfTest& test) {
 }  // namespace
 
 bool run() {
-    return SelfTest::run("official daily usage",
-                         {checkParsing, checkCache, checkPersistence, checkHalfAYear, checkGaps});
+    return SelfTest::run("official daily usage", {checkParsing, checkCache, checkPersistence,
+                                                  checkSignIn, checkHalfAYear, checkGaps});
 }
 
 }  // namespace vantry::OfficialDailyUsageSelfTest

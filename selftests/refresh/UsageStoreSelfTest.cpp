@@ -188,6 +188,80 @@ void checkRetries(SelfTest& test) {
     }
 }
 
+/// The service cannot be had, and then it can.
+void checkOffline(SelfTest& test) {
+    for (const bool isKnown : {true, false}) {
+        World world("2026-05-01T12:00:00Z");
+        const auto store = world.store();
+        store->start();
+        world.settle();
+        const auto quota = quotaNumber(*store);
+        const auto shows = [&](bool official) {
+            const UsageSnapshot& shown = store->state().snapshot;
+            return quotaNumber(*store) == (official ? quota : std::nullopt) &&
+                   shown.cloudDailyBuckets.has_value() == official &&
+                   shown.cloudDailyUsageIsStale == official &&
+                   shown.officialLifetimeIsStale == official;
+        };
+        world.appServer = AppServerReadState::failed;
+        if (isKnown) world.signedIn = "A";
+        store->refresh({.queueIfBusy = true});
+        world.settle();
+        test.expect(shows(isKnown), "what the account has stays, marked, if it is known to be his");
+        store->refreshQuota({.queueIfBusy = true});
+        world.settle();
+        test.expect(shows(isKnown), "a failing quota read takes nothing away");
+        world.signedIn = "B";
+        store->refreshQuota({.queueIfBusy = true});
+        world.settle();
+        test.expect(shows(false), "another account inherits nothing");
+    }
+    World world("2026-05-01T12:00:00Z");
+    const auto store = world.store();
+    store->start();
+    world.settle();
+    store->networkDidChange();
+    world.pass(5);
+    test.expect(world.fullReads == 1, "a network that changes under a good read is of no interest");
+    world.appServer = AppServerReadState::failed;
+    world.signedIn = "A";
+    world.pass(301);
+    world.appServer = AppServerReadState::responded;
+    for (int i = 0; i < 5; ++i) {
+        store->networkDidChange();
+        world.pass(1);
+    }
+    test.expect(world.fullReads == 3 && !store->state().snapshot.cloudDailyUsageIsStale,
+                "the network's return is followed by one read");
+    store->machineDidWake();
+    world.pass(3);
+    test.expect(world.fullReads == 4, "a machine that wakes reads");
+    world.appServer = AppServerReadState::failed;
+    const Date resetsAt = *store->state().snapshot.primary->resetsAt;
+    world.pass(resetsAt - world.loop.now() - 1);
+    const int before = world.quotaReads;
+    world.appServer = AppServerReadState::responded;
+    world.pass(3);
+    test.expect(world.quotaReads == before + 1 && quotaNumber(*store),
+                "a window that begins anew is read");
+}
+
+/// A clock that was ahead does not keep what is read later from being shown.
+void checkClockSetBack(SelfTest& test) {
+    World world("2026-05-01T12:00:00Z");
+    const auto store = world.store();
+    world.loop.setWallClock(at("2026-05-01T14:00:00Z"));
+    store->start();
+    world.settle();
+    world.loop.setWallClock(at("2026-05-01T12:00:10Z"));
+    store->refreshQuota({.queueIfBusy = true});
+    store->refreshLocalUsage({.queueIfBusy = true});
+    world.settle();
+    test.expect(quotaNumber(*store) == 2 && todayOf(*store) == 3 &&
+                    *store->state().snapshot.localUsageCapturedAt <= world.loop.now(),
+                "a capture that is ahead beats no read");
+}
+
 void checkEarlyRecovery(SelfTest& test) {
     World world("2026-05-01T12:00:00Z");
     auto store = world.store();
@@ -437,9 +511,9 @@ void checkCache(SelfTest& test) {
 }  // namespace
 
 bool run() {
-    return SelfTest::run("usage store",
-                         {checkQueue, checkTimers, checkRetries, checkEarlyRecovery, checkZones,
-                          checkMidnights, checkMidnight, checkCache, checkStop});
+    return SelfTest::run("usage store", {checkQueue, checkTimers, checkRetries, checkOffline,
+                                         checkClockSetBack, checkEarlyRecovery, checkZones,
+                                         checkMidnights, checkMidnight, checkCache, checkStop});
 }
 
 }  // namespace vantry::UsageStoreSelfTest

@@ -27,7 +27,8 @@ struct World {
     std::deque<std::function<void()>> background;
     std::string systemZone = "America/New_York";
     std::optional<std::string> account = "A";
-    std::optional<double> used;  ///< percent; the number of the read without one
+    std::optional<std::string> signedIn;  ///< known where the service does not answer
+    std::optional<double> used;           ///< percent; the number of the read without one
     AppServerReadState appServer = AppServerReadState::responded;
     Local local = Local::complete;
     bool changesMeanwhile = false;        ///< the files, while they are read in full
@@ -77,6 +78,7 @@ struct World {
     AppServerSnapshot official(Date now, bool withUsage) const {
         if (appServer != AppServerReadState::responded) {
             return {.readState = appServer,
+                    .accountIdentity = signedIn,
                     .officialUsageReadStatus = OfficialUsageReadStatus::failed,
                     .cloudDailyUsageAttempted = withUsage};
         }

@@ -12,9 +12,11 @@
 #include <sys/signalfd.h>
 #include <thread>
 #include <unistd.h>
+#include <utility>
 
 #include "entry/WatchLines.h"
 #include "entry/WatchScreen.h"
+#include "platform/MachineChanges.h"
 #include "platform/PollMainLoop.h"
 #include "platform/UserDirectories.h"
 #include "platform/WorkQueue.h"
@@ -29,6 +31,7 @@ namespace {
 
 constexpr double screenInterval = 20;  // seconds; a countdown changes each minute
 constexpr double zoneInterval = 60;    // seconds
+constexpr double sleepInterval = 10;   // seconds
 constexpr auto endingTime = std::chrono::milliseconds(300);
 
 /// Takes the signals that end the watch out of their usual way, for this thread and all that it
@@ -122,6 +125,11 @@ class Watch {
             [this](const QuotaEarlyRecoveryEvent&) { announceRecovery(); });
         const auto screenTimer = loop_.every(screenInterval, [this] { show(); });
         const auto zoneTimer = loop_.every(zoneInterval, [this] { compareZone(); });
+        const auto sleepTimer = loop_.every(sleepInterval, [this] { compareSleep(); });
+        const auto networkWatch = loop_.watchReadable(network_.number(), [this] {
+            takeNetworkChanges(network_);
+            store_.networkDidChange();
+        });
         store_.setLocalUsageForeground(true);
         store_.start();
         show();
@@ -172,8 +180,17 @@ class Watch {
         store_.systemTimeZoneDidChange();
     }
 
+    // The loop's timers go on during a sleep, so that this one runs as soon as it ends.
+    void compareSleep() {
+        constexpr double nap = 5;  // seconds
+        const double slept = secondsSlept();
+        if (slept - std::exchange(slept_, slept) > nap) store_.machineDidWake();
+    }
+
     FileDescriptor signals_;
     PollMainLoop loop_;
+    FileDescriptor network_ = openNetworkChanges();
+    double slept_ = secondsSlept();
     BackgroundWork work_;
     WatchScreen screen_;
     WatchLines::Language language_ = WatchLines::language(processEnvironment);

@@ -38,15 +38,19 @@ void nameGaps(const LocalUsageGaps& gaps, SessionUsageCache& cache) {
     }
 }
 
-/// The entry that was made from exactly these sources, now in memory; null without one.
-const LocalAnalyticsCacheEntry* reusableEntry(const LocalAnalyticsSources& made,
+/// The entry that was made from exactly these sources, now in memory; null without one, and for
+/// one from a clock that was ahead.
+const LocalAnalyticsCacheEntry* reusableEntry(const LocalAnalyticsSources& made, Date now,
                                               LocalAnalyticsCache& cache,
                                               ReaderPerformanceTrace& trace) {
-    if (cache.memory && isMadeFrom(*cache.memory, made)) {
+    const auto holds = [&](const std::optional<LocalAnalyticsCacheEntry>& entry) {
+        return entry && isMadeFrom(*entry, made) && entry->capturedAt <= now;
+    };
+    if (holds(cache.memory)) {
         trace.checkpoint("memory-cache-reuse");
         return &*cache.memory;
     }
-    if (!cache.persistent || !isMadeFrom(*cache.persistent, made)) return nullptr;
+    if (!holds(cache.persistent)) return nullptr;
     cache.memory = std::move(cache.persistent);
     cache.persistent.reset();
     trace.checkpoint("disk-cache-reuse");
@@ -94,7 +98,7 @@ LocalAnalyticsReadResult readLocalAnalytics(const LocalAnalyticsRequest& request
     }
     made.sourceFingerprint = batch.fingerprint();
     const auto* const entry =
-        batch.isOutOfTime(now) ? nullptr : reusableEntry(made, caches.analytics, trace);
+        batch.isOutOfTime(now) ? nullptr : reusableEntry(made, now, caches.analytics, trace);
     if (entry != nullptr) {
         return {.analytics = entry->analytics,
                 .capturedAt = entry->capturedAt,

@@ -205,6 +205,7 @@ void AppServerConversation::judgeAccount(AppServerRead& read) const {
     if (*before != *after) {
         read.messages.emplace_back("Codex 账号在读取期间发生变化，未采用该批官方数据");
         read.snapshot = {.readState = read.snapshot.readState,
+                         .metTwoAccounts = true,
                          .officialUsageReadStatus = OfficialUsageReadStatus::failed,
                          .cloudDailyUsageAttempted = read.snapshot.cloudDailyUsageAttempted};
         return;

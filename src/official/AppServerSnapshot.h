@@ -15,8 +15,10 @@ namespace vantry {
 struct AppServerSnapshot {
     AppServerReadState readState = AppServerReadState::notAttempted;
     std::optional<AccountInfo> account;
-    /// Present only when the same account stood on both sides of the batch.
+    /// Present only when the same account stood on both sides of the batch, or is known to be
+    /// still signed in.
     std::optional<std::string> accountIdentity;
+    bool metTwoAccounts = false;  ///< the account changed while it was read
     std::optional<RateWindow> primary;
     std::optional<RateWindow> secondary;
     std::optional<CreditsInfo> credits;

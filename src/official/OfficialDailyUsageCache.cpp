@@ -33,17 +33,6 @@ std::optional<CachedOfficialDailyUsage> checked(OfficialDailyUsageDiskCache cach
                                     .capturedAt = cache.capturedAt};
 }
 
-// The account whose history may stand in. A session that was answered speaks for itself, also by
-// naming no account or two; one that failed leaves the account that was known before it.
-std::optional<std::string> ownerOf(const OfficialDailyUsagePersistence& persistence) {
-    const AppServerSnapshot& session = persistence.snapshot;
-    if (session.accountIdentity || session.readState == AppServerReadState::responded ||
-        !persistence.previousSnapshot) {
-        return session.accountIdentity;
-    }
-    return persistence.previousSnapshot->accountIdentity;
-}
-
 std::optional<CachedOfficialDailyUsage> earlierUsage(
     const OfficialDailyUsagePersistence& persistence, const std::string& owner) {
     const auto& previous = persistence.previousSnapshot;
@@ -115,7 +104,8 @@ void resolveOfficialDailyUsagePersistence(const OfficialDailyUsagePersistence& p
                            session.cloudDailyUsageCapturedAt.value_or(persistence.context.now)}});
         return;
     }
-    const auto owner = ownerOf(persistence);
+    // Whoever is not known to be the same inherits nothing, here as in every later merge.
+    const auto& owner = session.accountIdentity;
     auto earlier = owner ? earlierUsage(persistence, *owner) : std::nullopt;
     if (!earlier) return;
     session.cloudDailyBuckets = std::move(earlier->buckets);

@@ -24,11 +24,12 @@ class MainLoop {
     /// Runs `work` on the loop's thread, in the order of the calls. Any thread.
     virtual void post(std::function<void()> work) = 0;
 
-    /// Calls `handler` once, `seconds` from now on a clock that only goes forward; at once for zero
-    /// and less. The loop's thread.
+    /// Calls `handler` once, `seconds` from now on a clock that only goes forward and goes on while
+    /// the machine sleeps: what came due meanwhile runs on waking up. At once for zero and less. The
+    /// loop's thread.
     [[nodiscard]] virtual TimerHandle after(double seconds, std::function<void()> handler) = 0;
 
-    /// Calls `handler` every `seconds`. Ticks that were missed are not made up for.
+    /// Calls `handler` every `seconds` of that clock. Ticks that were missed are not made up for.
     [[nodiscard]] virtual TimerHandle every(double seconds, std::function<void()> handler) = 0;
 
     /// Calls `handler` once when the wall clock has reached `date`, however the clock is moved

@@ -66,8 +66,9 @@ StandingQuota standingQuota(const QuotaSides& sides) {
         shown = sideOf(*sides.accountSource, sides.accountSource->quotaCapturedAt, sides);
     }
     const bool isFallback = shown.holding > incoming.holding;
-    // A cache replays what was read earlier.
+    // A cache replays what was read earlier. What a clock that was ahead stamped is not newer.
     const bool isNewer = shown.holding == incoming.holding && shown.capturedAt &&
+                         *shown.capturedAt <= sides.now &&
                          (!incoming.capturedAt || *shown.capturedAt > *incoming.capturedAt) &&
                          shown.holding != Holding::nothing;
     const Side& standing = isFallback || isNewer ? shown : incoming;

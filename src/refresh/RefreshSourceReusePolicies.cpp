@@ -14,6 +14,7 @@ bool RefreshSourceFingerprintReusePolicy::matches(const Fingerprints& fingerprin
 bool LocalUsageSourceReusePolicy::mayReuse(const PreviousRead& read) {
     return read.previousLocalUsageAvailable &&
            read.previousReadStatus == LocalUsageReadStatus::complete &&
+           !(read.previousCapturedAt && *read.previousCapturedAt > read.now) &&
            RefreshSourceFingerprintReusePolicy::matches(
                {.current = read.currentFingerprint, .previous = read.previousFingerprint});
 }

@@ -29,9 +29,12 @@ struct PreviousRead {
     const std::optional<CodexRefreshSourceFingerprint::Value>& previousFingerprint;
     bool previousLocalUsageAvailable = false;
     LocalUsageReadStatus previousReadStatus = LocalUsageReadStatus::notAttempted;
+    std::optional<Date> previousCapturedAt;
+    Date now;
 };
 
-/// Only for a complete read: what failed is tried again at each chance.
+/// Only for a complete read: what failed is tried again at each chance. Not for one from a clock
+/// that was ahead.
 bool mayReuse(const PreviousRead& read);
 
 struct ReadBounds {

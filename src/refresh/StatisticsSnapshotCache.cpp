@@ -48,7 +48,7 @@ bool StatisticsSnapshotCache::isValid(const Entry& entry, const Lookup& lookup) 
            cached->snapshot.accountIdentity == lookup.published->snapshot.accountIdentity &&
            hasSameOfficialUsage(cached->snapshot, lookup.published->snapshot) &&
            entry.dayKey == dayKeyIn(lookup.resolvedIdentifier, lookup.now) &&
-           lookup.now - entry.cachedAt <= timeToLive;
+           lookup.now >= entry.cachedAt && lookup.now - entry.cachedAt <= timeToLive;
 }
 
 std::optional<MultiRuntimeUsageSnapshot> StatisticsSnapshotCache::validSnapshot(

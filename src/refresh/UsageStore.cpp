@@ -40,8 +40,10 @@ void UsageStore::stop() {
     pending_ = {};
     // Nobody would take the message of a finished switch away.
     if (statisticsFeedbackTimer_) endStatisticsFeedback();
-    for (auto* timer : {&fullTimer_, &quotaRetryTimer_, &quotaEarlyRecoveryConfirmationTimer_,
-                        &localUsageTimer_, &taskBoardTimer_, &statisticsRolloverTimer_}) {
+    quotaResetsAt_.reset();
+    for (auto* timer : {&fullTimer_, &quotaRetryTimer_, &quotaResetTimer_, &soonTimer_,
+                        &soonAgainTimer_, &quotaEarlyRecoveryConfirmationTimer_, &localUsageTimer_,
+                        &taskBoardTimer_, &statisticsRolloverTimer_}) {
         timer->reset();
     }
 }

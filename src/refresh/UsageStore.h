@@ -75,6 +75,11 @@ class UsageStore {
     void updateStatisticsTimeZone(const StatisticsTimeZonePreference& preference);
     /// To be called when the machine has another zone.
     void systemTimeZoneDidChange();
+    /// To be called when the machine has slept: everything is read soon.
+    void machineDidWake();
+    /// To be called when the machine's network is another: what the service did not answer is read
+    /// soon, however often that comes.
+    void networkDidChange();
 
     const UsageStoreState& state() const { return state_; }
     const std::vector<RuntimeUsageSnapshot>& runtimeSnapshots() const {
@@ -101,6 +106,8 @@ class UsageStore {
     static constexpr double fullInterval = 300.0;      // seconds
     static constexpr double taskBoardInterval = 60.0;  // seconds
     static constexpr double feedbackDuration = 2.5;    // seconds
+    static constexpr double soon = 2.0;                // seconds; a network needs as long
+    static constexpr double soonAgain = 30.0;          // seconds
 
     /// What a read was started for, and what its result is judged by.
     struct ReadTicket {
@@ -149,6 +156,8 @@ class UsageStore {
     void finishQuotaRead(const ReadTicket& ticket, UsageSnapshot quota);
     void scheduleQuotaRetryIfNeeded();
     void retryQuota();
+    void readSoon();
+    void awaitQuotaReset();
     struct QuotaObservation {
         const RuntimeUsageSnapshot& merged;
         const RuntimeUsageSnapshot& raw;
@@ -243,6 +252,10 @@ class UsageStore {
 
     MainLoop::TimerHandle fullTimer_;
     MainLoop::TimerHandle quotaRetryTimer_;
+    MainLoop::TimerHandle quotaResetTimer_;
+    std::optional<Date> quotaResetsAt_;  ///< what that timer waits for
+    MainLoop::TimerHandle soonTimer_;
+    MainLoop::TimerHandle soonAgainTimer_;  ///< as long as it runs nothing is read soon
     MainLoop::TimerHandle quotaEarlyRecoveryConfirmationTimer_;
     MainLoop::TimerHandle localUsageTimer_;
     MainLoop::TimerHandle taskBoardTimer_;

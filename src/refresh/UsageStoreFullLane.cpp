@@ -70,7 +70,9 @@ UsageStore::FullRead UsageStore::readEverything(const UsageStoreSources& sources
                 {.currentFingerprint = read.localBefore,
                  .previousFingerprint = request.lastLocal,
                  .previousLocalUsageAvailable = shown.local.has_value(),
-                 .previousReadStatus = shown.localUsageReadStatus})) {
+                 .previousReadStatus = shown.localUsageReadStatus,
+                 .previousCapturedAt = shown.localUsageCapturedAt,
+                 .now = context.now})) {
             load.reuseLocalUsageForRuntimeIDs.insert(id);
         }
         if (RefreshSourceFingerprintReusePolicy::matches(

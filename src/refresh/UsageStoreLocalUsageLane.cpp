@@ -52,7 +52,9 @@ UsageStore::LocalRead UsageStore::readLocalRecords(const UsageStoreSources& sour
             {.currentFingerprint = read.fingerprint,
              .previousFingerprint = request.lastFingerprint,
              .previousLocalUsageAvailable = shown.local.has_value(),
-             .previousReadStatus = shown.localUsageReadStatus});
+             .previousReadStatus = shown.localUsageReadStatus,
+             .previousCapturedAt = shown.localUsageCapturedAt,
+             .now = context.now});
         if (read.isUnchanged) return read;
     }
     auto local = sources.readLocalUsage(context);

@@ -152,6 +152,7 @@ void UsageStore::publishRuntime(RuntimeUsageSnapshot runtime, const BatchMark& m
 void UsageStore::publish(MultiRuntimeUsageSnapshot batch) {
     state_.multiRuntimeSnapshot = std::move(batch);
     state_.snapshot = state_.multiRuntimeSnapshot.displaySnapshot(state_.selectedRuntimeScope);
+    awaitQuotaReset();
     changed();
 }
 

@@ -2,8 +2,8 @@
 #include "refresh/QuotaFallback.h"
 #include "refresh/UsageStore.h"
 
-// The quota reads that a quota read leads to: retries of one that brought nothing, and the
-// confirmation of one that shows an early recovery.
+// The reads that a read leads to: retries of one that brought no quota, one when a window begins
+// anew or the service can be had again, and the confirmation of one that shows an early recovery.
 namespace vantry {
 
 void UsageStore::scheduleQuotaRetryIfNeeded() {
@@ -17,6 +17,51 @@ void UsageStore::scheduleQuotaRetryIfNeeded() {
 void UsageStore::retryQuota() {
     quotaRetryTimer_.reset();
     refreshQuota({.queueIfBusy = true});
+}
+
+void UsageStore::awaitQuotaReset() {
+    constexpr double grace = 1;  // seconds; the service's clock and ours are not the same
+    std::optional<Date> next;
+    if (codex() != nullptr) {
+        const UsageSnapshot& shown = codex()->snapshot;
+        for (const auto& window : {shown.primary, shown.secondary}) {
+            const auto resetsAt = window ? window->resetsAt : std::nullopt;
+            if (resetsAt && *resetsAt > loop_.now() && !(next && *next <= *resetsAt)) {
+                next = resetsAt;
+            }
+        }
+    }
+    if (!hasStarted_ || next == quotaResetsAt_) return;
+    quotaResetsAt_ = next;
+    quotaResetTimer_.reset();
+    if (!next) return;
+    quotaResetTimer_ = loop_.at(*next + grace, [this] {
+        quotaResetsAt_.reset();
+        quotaResetTimer_.reset();
+        refreshQuota({.queueIfBusy = true});
+    });
+}
+
+void UsageStore::machineDidWake() {
+    soonAgainTimer_.reset();
+    readSoon();
+}
+
+void UsageStore::networkDidChange() {
+    if (codex() == nullptr) return;
+    const UsageSnapshot& shown = codex()->snapshot;
+    const bool hasFailed = shown.readerState.appServer == AppServerReadState::failed ||
+                           shown.officialUsageReadStatus == OfficialUsageReadStatus::failed;
+    if (hasFailed) readSoon();
+}
+
+void UsageStore::readSoon() {
+    if (!hasStarted_ || soonTimer_ || soonAgainTimer_) return;
+    soonTimer_ = loop_.after(soon, [this] {
+        soonTimer_.reset();
+        soonAgainTimer_ = loop_.after(soonAgain, [this] { soonAgainTimer_.reset(); });
+        refresh({.queueIfBusy = true, .reuseUnchangedSources = true});
+    });
 }
 
 void UsageStore::processQuotaEarlyRecovery(const QuotaObservation& observation) {

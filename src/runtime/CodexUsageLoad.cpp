@@ -8,6 +8,7 @@
 #include "official/DailyUsageMessages.h"
 #include "official/HybridDailyUsage.h"
 #include "official/OfficialDailyUsageCache.h"
+#include "official/SignIn.h"
 #include "platform/UserDirectories.h"
 #include "platform/WorkQueue.h"
 #include "runtime/ConcurrentValueBox.h"
@@ -46,12 +47,25 @@ AppServerRequest requestFor(const RuntimeLoadContext& context) {
     return request;
 }
 
+// The account's side, with whoever is known to be signed in where the service did not say.
+AppServerRead readAccount(const std::function<AppServerRead(const AppServerRequest&)>& read,
+                          const AppServerRequest& request, const RuntimeLoadContext& context) {
+    const std::filesystem::path codexHome = context.codex().home;
+    const auto before = SignIn::markOf(codexHome);
+    AppServerRead account = read(request);
+    SignIn::settleIdentity({.snapshot = account.snapshot,
+                            .cacheDirectory = context.cacheDirectory,
+                            .before = before,
+                            .after = SignIn::markOf(codexHome)});
+    return account;
+}
+
 void fillBoxes(Boxes& boxes, const RuntimeLoadContext& context,
                const RuntimeSnapshotLoadOptions& options, const ReadSources& sources) {
     WorkQueue queue(3);
     TaskGroup group(queue);
     group.submit([&] {
-        const AppServerRead read = sources.appServer(requestFor(context));
+        const AppServerRead read = readAccount(sources.appServer, requestFor(context), context);
         boxes.appServer.set(read);
         if (options.onQuotaReady)
             options.onQuotaReady(makeQuotaSnapshot(
@@ -164,6 +178,8 @@ std::optional<LocalUsageReadResult> reusableLocalUsageResult(
         return std::nullopt;
     }
     const UsageSnapshot& previous = *options.previousSnapshot;
+    // A clock that was ahead and was set back would show it as the newest until it catches up.
+    if (capturedAt && *capturedAt > context.now) return std::nullopt;
     if (previous.localUsageIsStale || previous.cloudDailyUsageIsStale || !previous.local) {
         return std::nullopt;
     }
@@ -200,8 +216,9 @@ UsageSnapshot loadQuota(const RuntimeLoadContext& context, const QuotaRequest& q
     request.executablePath = quota.executablePath;
     request.responseTimeout = quota.responseTimeout;
     request.requestedResponseIDs = {2, 3};
-    return makeQuotaSnapshot(
-        {.context = context, .appServer = readAppServer(request), .isLoadingLocalUsage = false});
+    return makeQuotaSnapshot({.context = context,
+                              .appServer = readAccount(readAppServer, request, context),
+                              .isLoadingLocalUsage = false});
 }
 
 }  // namespace vantry::CodexUsageReader
