@@ -71,7 +71,10 @@ class Homes : public ProgramTest {
     const fs::path cache = root() / "cache";
     const fs::path day = "sessions/2026/11/20";
 
-    Homes() { sql("CREATE TABLE threads (id TEXT, rollout_path TEXT, updated_at INTEGER);"); }
+    const char* const newIndex =
+        "CREATE TABLE threads (id TEXT, rollout_path TEXT, updated_at INTEGER);";
+
+    Homes() { sql(newIndex); }
 
     void sql(const std::string& statements) {
         fs::create_directories(home / ".codex");
@@ -137,8 +140,12 @@ TEST_F(Homes, WhatWasCountedKeepsCounting) {
     fs::rename(path, archived);
     sql("DELETE FROM threads WHERE id = '" + idOf('a') + "';");
     EXPECT_EQ(found(), "1111");
-    const fs::path packed = put(day / (path.filename().string() + ".zst"),
-                                *compressed(a.text + std::string(999, '\n')));
+    const std::string packedName = path.filename().string() + ".zst";
+    const std::string bytes = *compressed(a.text + std::string(999, '\n'));
+    const fs::path begun = put("archived_sessions" / fs::path(packedName), bytes.substr(0, 50));
+    EXPECT_EQ(found(), "1111");  // while it is being packed
+    fs::remove(begun);
+    const fs::path packed = put(day / packedName, bytes);
     EXPECT_EQ(found(), "1111");  // both lie there
     fs::remove(archived);
     EXPECT_EQ(found(), "1111");
@@ -167,8 +174,13 @@ TEST_F(Homes, WhatWasCountedKeepsCounting) {
     EXPECT_EQ(found(), "11011");
     // Another home with the same cache shares nothing.
     const fs::path first = std::exchange(home, root() / "other home");
-    put(newLog(idOf('f'), true));
-    found();
+    sql(newIndex);
+    Log f = newLog(idOf('f'), true);
+    f.answer(5);
+    const fs::path otherLog = put(f);
+    EXPECT_EQ(found(), "5");
+    fs::remove(otherLog);
+    EXPECT_EQ(found(), "5 goneLog:1");
     home = first;
     fs::remove(home / ".codex" / day / path.filename());
     EXPECT_EQ(found(), "11011 goneLog:1");
@@ -183,6 +195,14 @@ TEST_F(Homes, WhatWasCountedKeepsCounting) {
     fs::resize_file(store, 40'960);
     EXPECT_EQ(found(), "1000 missingLog:1 damagedRecord:1");
     EXPECT_TRUE(fs::exists(store.string() + ".damaged"));
+    put(f);
+    EXPECT_EQ(found(), "1005 missingLog:1 damagedRecord:1");
+    fs::remove(home / ".codex" / day / nameOf(idOf('f'), ""));
+    EXPECT_EQ(found(), "1005 missingLog:1 goneLog:1 damagedRecord:1");
+    home = root() / "other home";
+    EXPECT_EQ(run({"forget-gone"}, variables(cache)).output, "Forgot 1 log that is gone\n");
+    home = first;
+    EXPECT_EQ(found(), "1000 missingLog:2");
 }
 
 TEST_F(Homes, OfCopiesTheLongerCounts) {
@@ -232,6 +252,8 @@ TEST_F(Homes, RowsAndFilesThatTellNothingAreNamed) {
         "37 missingLog:990 damagedLog:1 notRegularFile:1 unreadableLines:1 recordDisagreement:1";
     EXPECT_EQ(found(), gaps);
     EXPECT_EQ(found(), gaps);
+    put(day / "rollout-2026-11-20T10-00-00-x.jsonl.zst", *compressed(newLog("x", true).text));
+    EXPECT_EQ(found(), "37 missingLog:990 notRegularFile:1 unreadableLines:1 recordDisagreement:1");
 }
 
 TEST_F(Homes, CopiedRecordsBelongToTheThreadTheyName) {
@@ -241,6 +263,7 @@ TEST_F(Homes, CopiedRecordsBelongToTheThreadTheyName) {
     fork.text += a.text;
     fork.total = a.total;
     fork.answer(10);
+    fork.text += fork.text.substr(fork.text.rfind("{\"timestamp", fork.text.size() - 300));
     Log second = newLog(idOf('c'), true, R"(,"forked_from_id":")" + idOf('a') + "\"");
     second.text += a.text;
     second.total = a.total;

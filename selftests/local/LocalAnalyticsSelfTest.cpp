@@ -89,6 +89,9 @@ class Home {
                                    .arguments = {database().string(), statement},
                                    .timeout = 10,
                                    .maxOutputBytes = 65'536});
+        // An hour ago, so that nobody thinks of a change within the same tick of a clock.
+        std::filesystem::last_write_time(
+            database(), std::filesystem::file_time_type::clock::now() - std::chrono::hours(1));
     }
 
     TemporaryDirectory& directory() { return directory_; }
@@ -163,6 +166,7 @@ void checkComplete(SelfTest& test) {
                 "an event of the future counts as soon as its time has come");
     home.append("a", {12 * hour, 9000});
     test.expect(today(home.readAnew(noon + 13 * hour)) == 7600, "midnight starts a new day");
+    test.expect(today(home.readAnew(noon - 1.5 * hour)) == 90, "a clock that was set back");
     home.append("b", {40 * hour, 90});
     const Date evening = noon + 13 * hour;
     home.readAnew(evening);
@@ -301,23 +305,32 @@ void checkTakeover(SelfTest& test) {
     std::memcpy(record.data(), &date, sizeof date);
     for (const std::size_t at : {8U, 40U}) std::memcpy(&record[at], &tokens, sizeof tokens);
     const std::string codex = home.database().parent_path();
-    const auto entry = [&](const char* thread) {
-        return R"({"home":")" + codex +
-               R"(","fileSize":1,"hasTokenEvents":true,"tokenEventCount":1,"deltaStorage":{"count":1,)"
+    // What earlier versions did not say of an entry is left out for an empty home.
+    const auto entry = [&](const std::string& thread, const std::string& ofHome) {
+        return (ofHome.empty()
+                    ? "{"
+                    : R"({"isCounted":true,"isCurrent":true,"home":")" + ofHome + "\",") +
+               R"("fileSize":1,"hasTokenEvents":true,"tokenEventCount":1,"deltaStorage":{"count":1,)"
                R"("isCompressed":false,"payload":")" +
                base64Text(record) +
                R"(","models":[]},"toolCalls":{},"toolCallProofs":{},"skillLoads":[],"readingTrail":)"
                R"({"ordinals":"AA==","byteCount":1,"isCompressed":false,"corrections":[]},)"
                R"("lineage":{"threadId":")" +
-               thread + R"("},"isCounted":true,"isCurrent":true})";
+               thread + R"("}})";
     };
-    home.directory().write("cache/session-usage-v1.json", R"({"entries":{")" + codex +
-                                                              R"(/sessions/rollout-y.jsonl":)" +
-                                                              entry("y") + R"(},"version":14})");
+    const auto former = home.directory().write(
+        "cache/session-usage-v1.json",
+        R"({"entries":{")" + codex + R"(/sessions/rollout-y.jsonl":)" + entry("y", "") +
+            R"(,"/other/sessions/rollout-x.jsonl":)" + entry("x", "/other") + R"(},"version":13})");
     home.directory().write("cache/kept-sessions-v1.json",
                            R"({"kept":{"gone":{"z":[{"path":")" + codex +
-                               R"(/sessions/rollout-z.jsonl","entry":)" + entry("z") +
+                               R"(/sessions/rollout-z.jsonl","entry":)" + entry("z", codex) +
                                R"(}]},"troubles":{},"homes":{}},"version":1})");
+    const auto store = home.directory().path() / "cache/session-usage.sqlite";
+    std::filesystem::create_directory(store);
+    test.expect(today(home.readAnew()) == 2'290 && std::filesystem::exists(former),
+                "what cannot be kept stays where it was");
+    std::filesystem::remove(store);
     for (int round = 0; round < 2; ++round) {
         const LocalUsageRead read = home.readAnew();
         const auto& gaps = read.result.local->gaps.list;
@@ -326,9 +339,13 @@ void checkTakeover(SelfTest& test) {
                     "what earlier versions kept goes on counting");
     }
     const auto cache = home.directory().path() / "cache";
-    test.expect(!std::filesystem::exists(cache / "session-usage-v1.json") &&
-                    !std::filesystem::exists(cache / "kept-sessions-v1.json"),
-                "and is taken over once");
+    Database database;
+    database.open(store, Database::Opening::writable);
+    test.expect(
+        !std::filesystem::exists(former) &&
+            !std::filesystem::exists(cache / "kept-sessions-v1.json") &&
+            database.ask("SELECT count(*) FROM log WHERE home = x'2f6f74686572'").number == 1,
+        "and is taken over once, of all homes");
 }
 
 void checkDatabase(SelfTest& test) {
@@ -368,6 +385,7 @@ void checkSeveralDatabases(SelfTest& test) {
     fill(home);
     const auto codex = home.database().parent_path();
     std::filesystem::create_directory(codex / "sqlite");
+    home.readAnew();
     home.sql(fmt::format(otherDatabases, codex.string()));
     for (const char* name :
          {"state_99.sqlite", "state_.sqlite", "state_6.sqlite.bak", "state_-7.sqlite"}) {

@@ -263,12 +263,16 @@ void checkSaving(SelfTest& test) {
     SessionUsageCache third;
     third.open(opening);
     third.setLive(third.takeIn("/c", {.head = {.deltaCount = 2}, .events = "e"}));
+    third.keepGone(third.takeIn("/d", {.head = {.deltaCount = 3}, .events = "d"}));
     test.expect(one.save() == Saving::done && third.save() != Saving::done,
                 "the slower of two does not write");
     third.open(opening);
+    third.troubles["/f"] = {.trouble = SessionLogTrouble::damaged};
+    third.noteTroubleChange();
     test.expect(third.live.size() == 3 && third.save() == Saving::done, "but what both have read");
     other.open(opening);
-    test.expect(other.live.size() == 3 && other.live.at("/c").head.deltaCount == 2,
+    test.expect(other.live.size() == 3 && other.live.at("/c").head.deltaCount == 2 &&
+                    other.gone.size() == 1 && other.troubles.contains("/f"),
                 "and a third one sees it");
 }
 

@@ -26,8 +26,8 @@ class ShareMaking {
         Sessions outdated;
         for (const LoadedSessionUsage& session : loaded_.sessions) {
             const SessionHead& head = session.head();
-            const bool isSound = head.shareSources == kin_.sources(session) &&
-                                 !(head.shareLastActiveAt && *head.shareLastActiveAt > cutoff_);
+            const bool isSound =
+                head.shareSources == kin_.sources(session) && !head.isShareOutOfTime(cutoff_);
             if (!isSound) outdated.push_back(&session);
         }
         // Family by family: what one needs is not kept while another is at work.
