@@ -273,8 +273,9 @@ void checkHalfAYear(SelfTest& test) {
         "a day that the service lacks is not known, and a local one without events is zero");
     const std::int64_t fiveDays = 5 * 1'178;  // 26 to 30 June
     test.expect(local.todayTokens == 0 && local.sevenDayTokens == fiveDays + 80'000 &&
-                    trend.month.tokens.inputTokens == 80'000 && trend.projectedMonthCostUSD,
-                "today, seven days and a month of priced days");
+                    trend.month.tokens.inputTokens == 80'000 && trend.projectedMonthCostUSD &&
+                    trend.month.estimatedCostUSD == 1.0 && !trend.summary.sevenDay.estimatedCostUSD,
+                "today, seven days of which the service's have no price, a month of priced days");
     DetailedUsage detail = *before.detailedUsage;
     detail.sevenDay = trend.summary.sevenDay;
     detail.month = trend.month;
@@ -286,9 +287,12 @@ void checkHalfAYear(SelfTest& test) {
     test.expect(merged(local, official).local == local,
                 "a merge of what is merged changes nothing");
     const auto later = contextAt(at("2026-07-03T12:00:00Z"));
-    test.expect(!merged(localUsage({{"2026-07-02", 5}, {"2026-07-03", 5}}), official, later)
-                     .local.usageTrend->projectedMonthCostUSD,
-                "a month with a day of no price cannot be projected");
+    for (const Days& days : {Days(official), Days(std::in_place)}) {
+        const auto unpriced = merged(localUsage({{"2026-07-03", 5}}), days, later).local;
+        test.expect(!unpriced.usageTrend->projectedMonthCostUSD &&
+                        !unpriced.detailedUsage->month.estimatedCostUSD,
+                    "a month with a day that the service counted, or nobody, has no price");
+    }
 }
 
 void checkGaps(SelfTest& test) {

@@ -1,6 +1,8 @@
+#include <array>
 #include <memory>
 
 #include "runtime/AgentUsageAggregator.h"
+#include "runtime/CodexRuntimeProvider.h"
 #include "runtime/LocalUsageAggregation.h"
 #include "runtime/MultiRuntimeUsageReader.h"
 #include "selftests/Suites.h"
@@ -62,14 +64,28 @@ void checkSingleRuntime(SelfTest& test) {
                 "and one without local usage gets none");
 }
 
-struct QuotaOnlyProvider : RuntimeUsageProvider {
-    RuntimeScope scope() const override { return RuntimeScope::codex; }
-    RuntimeUsageSnapshot loadSnapshot(const RuntimeLoadContext&,
-                                      const RuntimeSnapshotLoadOptions&) const override {
-        return {};
-    }
-    std::optional<TaskBoard> loadTaskBoard(const RuntimeLoadContext&) const override { return {}; }
-};
+void checkCosts(SelfTest& test) {
+    const auto costing = [](std::optional<double> month, std::optional<double> projected) {
+        const PricedTokenUsage usage{.estimatedCostUSD = month};
+        UsageTrend trend{.month = usage, .projectedMonthCostUSD = projected};
+        trend.dayBuckets.resize(7);
+        LocalUsage local{.detailedUsage = DetailedUsage{.month = usage}, .usageTrend = trend};
+        local.projectBoard.emplace().allProjects = {{.id = "p", .estimatedCostUSD = month}};
+        return withLocal(local, now);
+    };
+    using Costs = std::array<std::optional<double>, 4>;
+    const auto costs = [&](const UsageSnapshot& a, const UsageSnapshot& b) {
+        const LocalUsage sum = *aggregateOf({a, b}).local;
+        return Costs{sum.detailedUsage->month.estimatedCostUSD,
+                     sum.usageTrend->month.estimatedCostUSD,
+                     sum.projectBoard->allProjects.at(0).estimatedCostUSD,
+                     sum.usageTrend->projectedMonthCostUSD};
+    };
+    const UsageSnapshot priced = costing(2, 6), unpriced = costing({}, {});
+    test.expect(costs(priced, costing(0, {})) == Costs{2, 2, 2, 6} &&
+                    costs(priced, unpriced) == Costs{} && costs(unpriced, priced) == Costs{},
+                "a sum with a part of no price has no price");
+}
 
 void checkQuotaOnlyReuse(SelfTest& test) {
     UsageSnapshot previous = withLocal(unsortedUsage(), now - 3'600);
@@ -91,12 +107,13 @@ void checkQuotaOnlyReuse(SelfTest& test) {
                     !aggregateOf({}, &previous).local,
                 "one that did read local records does not, whatever it found");
 
-    const RuntimeLoadContext context{.now = now,
-                                     .homeDirectory = "/nonexistent",
-                                     .cacheDirectory = "/nonexistent",
-                                     .statistics = contextIn("GMT", now)};
-    const MultiRuntimeUsageReader reader{
-        RuntimeProviderRegistry({std::make_shared<QuotaOnlyProvider>()}, environmentOf({}))};
+    const RuntimeLoadContext context{.now = now, .statistics = contextIn("GMT", now)};
+    const auto provider = std::make_shared<CodexRuntimeProvider>(
+        CodexUsageReader::ReadSources{.localUsage = [](const auto&) {
+            return CodexUsageReader::LocalUsageRead{
+                .result = {.readStatus = LocalUsageReadStatus::notAttempted}};
+        }});
+    const MultiRuntimeUsageReader reader{RuntimeProviderRegistry({provider}, environmentOf({}))};
     const auto batch = reader.load(context, {.previousRuntimes = {{.snapshot = previous}}});
     test.expect(isKept(batch.aggregate), "also when it comes through the reader");
 }
@@ -104,7 +121,8 @@ void checkQuotaOnlyReuse(SelfTest& test) {
 }  // namespace
 
 bool run() {
-    return SelfTest::run("agent usage aggregation", {checkSingleRuntime, checkQuotaOnlyReuse});
+    return SelfTest::run("agent usage aggregation",
+                         {checkSingleRuntime, checkCosts, checkQuotaOnlyReuse});
 }
 
 }  // namespace vantry::AgentUsageAggregatorSelfTest

@@ -31,7 +31,7 @@ constexpr bool mayStore(std::int64_t rejectedFutureTokenEventCount) {
 namespace CodexUsageReader {
 
 /// Raised whenever the analytics change their meaning; an entry of another version is not used.
-inline constexpr std::int64_t localAnalyticsCacheVersion = 34;
+inline constexpr std::int64_t localAnalyticsCacheVersion = 35;
 inline constexpr std::int64_t localAnalyticsCacheByteLimit = 8 * 1024 * 1024;
 
 /// The entry of kept bytes. Whatever is wrong with them, they count as absent. Any thread.

@@ -88,7 +88,6 @@ UsageTrend trendOf(const std::vector<MergedDay>& days, const StatisticsWindows& 
     std::map<std::string, PricedTokenUsage> usageByDay;
     std::map<std::string, UsageSourceQuality> qualityByDay;
     std::set<std::string> unavailable;
-    bool isMonthPriced = true;
     for (const MergedDay& day : days) {
         qualityByDay.emplace(day.key, day.source);
         if (day.usage) {
@@ -96,8 +95,6 @@ UsageTrend trendOf(const std::vector<MergedDay>& days, const StatisticsWindows& 
         } else {
             unavailable.insert(day.key);
         }
-        const bool hasNoPrice = day.source == UsageSourceQuality::official && day.tokens() > 0;
-        if (day.start >= windows.monthStart && hasNoPrice) isMonthPriced = false;
     }
     UsageTrend trend = makeUsageTrend({.dailyUsage = usageByDay,
                                        .dayStart = windows.todayStart,
@@ -108,8 +105,6 @@ UsageTrend trendOf(const std::vector<MergedDay>& days, const StatisticsWindows& 
                                        .sourceQuality = sourceOfTotals(days),
                                        .sourceQualityByDay = std::move(qualityByDay),
                                        .unavailableDayKeys = std::move(unavailable)});
-    // What the priced days of a month cost says nothing of the others.
-    if (!isMonthPriced) trend.projectedMonthCostUSD.reset();
     if (!days.back().usage) trend.summary = {};
     if (!areKnown(days, 14)) {
         trend.summary.changePercent.reset();

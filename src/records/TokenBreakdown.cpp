@@ -51,9 +51,17 @@ TokenBreakdown TokenBreakdown::delta(const TokenBreakdown& earlier) const {
             .totalTokens = grown.totalTokens};
 }
 
-void PricedTokenUsage::add(const TokenBreakdown& more, double costUSD) {
+void addCost(std::optional<double>& into, std::optional<double> more) {
+    if (into && more) {
+        *into += *more;
+    } else {
+        into.reset();
+    }
+}
+
+void PricedTokenUsage::add(const TokenBreakdown& more, std::optional<double> costUSD) {
     tokens.add(more);
-    estimatedCostUSD += costUSD;
+    addCost(estimatedCostUSD, costUSD);
 }
 
 }  // namespace vantry

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 
 #include "platform/RecordFields.h"
 
@@ -53,17 +54,23 @@ struct RecordFields<TokenBreakdown> {
         field("totalTokens", &TokenBreakdown::totalTokens)};
 };
 
-/// Tokens with their estimated price in US dollars.
+/// A sum with a part that is not known is not known.
+void addCost(std::optional<double>& into, std::optional<double> more);
+
+/// Tokens with their estimated price in US dollars. Without a split the price is not known, unless
+/// there are no tokens at all.
 struct PricedTokenUsage {
     TokenBreakdown tokens;
-    double estimatedCostUSD = 0;
+    std::optional<double> estimatedCostUSD = 0;
 
-    /// A total without a split and without a price.
+    /// A total without a split.
     static PricedTokenUsage totalOnly(std::int64_t total) {
-        return {.tokens = {.totalTokens = total}};
+        PricedTokenUsage usage{.tokens = {.totalTokens = total}};
+        if (total != 0) usage.estimatedCostUSD.reset();
+        return usage;
     }
 
-    void add(const TokenBreakdown& more, double costUSD);
+    void add(const TokenBreakdown& more, std::optional<double> costUSD);
 
     friend bool operator==(const PricedTokenUsage&, const PricedTokenUsage&) = default;
 };

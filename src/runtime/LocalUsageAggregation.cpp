@@ -89,7 +89,7 @@ bool coverSameDays(const UsageTrend& a, const UsageTrend& b) {
 }
 
 // Adds what is a sum over the same days. The projected cost is one too: all spread the month over
-// the same days, and a trend without cost has none.
+// the same days, and a trend that cost nothing has none.
 void addDays(UsageTrend& sum, const UsageTrend& more) {
     for (std::size_t i = 0; i < sum.dayBuckets.size(); ++i) {
         UsageDayBucket& day = sum.dayBuckets[i];
@@ -108,7 +108,11 @@ void addDays(UsageTrend& sum, const UsageTrend& more) {
         }
     }
     add(sum.month, more.month);
-    addKnownCost(sum.projectedMonthCostUSD, more.projectedMonthCostUSD);
+    if (more.projectedMonthCostUSD) {
+        sum.projectedMonthCostUSD =
+            sum.projectedMonthCostUSD.value_or(0) + *more.projectedMonthCostUSD;
+    }
+    if (!sum.month.estimatedCostUSD) sum.projectedMonthCostUSD.reset();
     sum.sourceQuality = std::max(sum.sourceQuality, more.sourceQuality);
 }
 
@@ -148,7 +152,7 @@ std::vector<ToolUsage> aggregateToolUsages(const Parts<LocalUsage>& usages) {
     const auto join = [](ToolUsage& tool, const ToolUsage& more) {
         tool.callCount = saturatingAdd(tool.callCount, more.callCount);
         addKnownTokens(tool.estimatedTokens, more.estimatedTokens);
-        addKnownCost(tool.estimatedCostUSD, more.estimatedCostUSD);
+        addCost(tool.estimatedCostUSD, more.estimatedCostUSD);
     };
     auto tools = joinedByKey(partsOf(usages, &LocalUsage::toolUsages), &ToolUsage::name, join);
     std::ranges::sort(tools, [](const ToolUsage& a, const ToolUsage& b) {

@@ -28,7 +28,7 @@ AggregatedProject opening(const ProjectUsage& row) {
 
 void join(AggregatedProject& project, const AggregatedProject& more) {
     project.tokens = saturatingAdd(project.tokens, more.tokens);
-    addKnownCost(project.estimatedCostUSD, more.estimatedCostUSD);
+    addCost(project.estimatedCostUSD, more.estimatedCostUSD);
     project.threadCount = saturatingAdd(project.threadCount, more.threadCount);
     project.lastActiveAt = std::max(project.lastActiveAt, more.lastActiveAt);
     if (more.firstActiveAt) {
@@ -97,10 +97,6 @@ std::int64_t threadCount(const Parts<std::int64_t>& counts, std::int64_t shared)
 
 void addKnownTokens(std::optional<std::int64_t>& into, std::optional<std::int64_t> more) {
     if (more) into = saturatingAdd(into.value_or(0), *more);
-}
-
-void addKnownCost(std::optional<double>& into, std::optional<double> more) {
-    if (more) into = into.value_or(0) + *more;
 }
 
 std::vector<ProjectUsage> aggregateProjects(const Parts<std::vector<ProjectUsage>>& lists) {

@@ -56,7 +56,6 @@ std::vector<Row> joinedByKey(const Parts<std::vector<Row>>& lists, KeyOf keyOf, 
 
 /// The sum of the values that are known; absent when neither is.
 void addKnownTokens(std::optional<std::int64_t>& into, std::optional<std::int64_t> more);
-void addKnownCost(std::optional<double>& into, std::optional<double> more);
 
 /// One project on the way from several rows to one.
 struct AggregatedProject {

@@ -30,6 +30,7 @@ std::vector<UsageDayBucket> dayBuckets(const UsageTrendRequest& request) {
             found != request.dailyUsage.end()) {
             bucket.usage = found->second;
         }
+        if (request.unavailableDayKeys.contains(bucket.id)) bucket.usage.estimatedCostUSD.reset();
         bucket.sourceQuality = request.sourceQuality;
         if (request.sourceQuality == UsageSourceQuality::hybrid && *date < yesterday) {
             bucket.sourceQuality = UsageSourceQuality::official;
@@ -49,14 +50,14 @@ std::span<const UsageDayBucket> bucketsFrom(Date start, std::span<const UsageDay
     return {first, buckets.end()};
 }
 
-// The month's cost so far, spread over all of its days. The first of a month is too little to go
-// by.
-std::optional<double> projectedMonthCostUSD(double costUSD, Date dayStart,
+// The month's cost so far, spread over all of its days: nothing where a day of it has no price. The
+// first of a month is too little to go by.
+std::optional<double> projectedMonthCostUSD(std::optional<double> costUSD, Date dayStart,
                                             const Calendar& calendar) {
     const auto today = calendar.day(dayStart);
     const auto daysInMonth = calendar.daysInMonth(dayStart);
-    if (!today || today->day < 2 || !daysInMonth || !(costUSD > 0)) return std::nullopt;
-    return *daysInMonth * (costUSD / today->day);
+    if (!today || today->day < 2 || !daysInMonth || !(costUSD > 0.0)) return std::nullopt;
+    return *daysInMonth * (*costUSD / today->day);
 }
 
 std::int64_t activeDayCount(const std::vector<std::vector<UsageHeatmapDay>>& weeks) {
