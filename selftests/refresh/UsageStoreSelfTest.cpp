@@ -1,3 +1,7 @@
+#include <chrono>
+#include <future>
+#include <thread>
+
 #include "refresh/LocalUsageRefreshFallbackPolicy.h"
 #include "refresh/StatisticsDay.h"
 #include "selftests/Suites.h"
@@ -138,6 +142,25 @@ void checkTimers(SelfTest& test) {
     test.expect(told == 1, "changes are told once a turn, to those who still listen");
 }
 
+/// Codex may hold its database for seconds, and nobody waits for it to see what is left.
+void checkSlowFingerprint(SelfTest& test) {
+    using std::chrono::milliseconds;
+    World world("2026-05-01T12:00:00Z");
+    std::promise<void> unlocked;
+    world.beforeFingerprint = [lock = unlocked.get_future().share()] {
+        lock.wait_for(milliseconds(10'000));
+    };
+    const auto store = world.store();
+    store->start();
+    std::jthread background([&world] { world.read(); });
+    for (int i = 0; i < 500 && !quotaNumber(*store); ++i) {
+        std::this_thread::sleep_for(milliseconds(10));
+        world.loop.runPosted();
+    }
+    test.expect(quotaNumber(*store) && !localOf(*store), "the quota waits for no file");
+    unlocked.set_value();
+}
+
 void checkRetries(SelfTest& test) {
     World world("2026-05-01T12:00:00Z");
     const auto store = world.store();
@@ -168,23 +191,18 @@ void checkRetries(SelfTest& test) {
     RuntimeUsageSnapshot plus = good;
     plus.snapshot.account->planType = " Plus\n";
     plus.snapshot.primary.reset();
-    struct Case {
-        const char* what;
-        const RuntimeUsageSnapshot* shown;
-        int count;
-        std::optional<double> delay;
-        int next;
-    };
-    for (const Case& c :
+    using Case =
+        std::tuple<const char*, const RuntimeUsageSnapshot*, int, std::optional<double>, int>;
+    for (const auto& [what, shown, count, delay, next] :
          {Case{"nothing is read yet", nullptr, 2, {}, 0},
           Case{"a quota ends the burst", &good, 2, {}, 0},
           Case{"an expired window is none", &expired, 1, 5.0, 2},
           Case{"the other window does not count", &plus, 0, 2.0, 1},
           Case{"the burst is over", &expired, 3, {}, 3}, Case{"nobody to ask", &missing, 2, {}, 0},
           Case{"not beside a read", &loading, 1, {}, 0}}) {
-        QuotaRefreshRetryState state{.scheduledRetryCount = c.count};
-        test.expect(state.nextDelay(c.shown, now) == c.delay && state.scheduledRetryCount == c.next,
-                    c.what);
+        QuotaRefreshRetryState state{.scheduledRetryCount = count};
+        test.expect(state.nextDelay(shown, now) == delay && state.scheduledRetryCount == next,
+                    what);
     }
 }
 
@@ -462,12 +480,7 @@ void checkCache(SelfTest& test) {
         return MultiRuntimeUsageSnapshot{.runtimes = {codex},
                                          .statisticsIdentity = {.resolvedIdentifier = zone}};
     };
-    struct Case {
-        const char* what;
-        std::function<void(RuntimeUsageSnapshot&)> change;
-        double later;
-        bool isValid;
-    };
+    using Case = std::tuple<const char*, std::function<void(RuntimeUsageSnapshot&)>, double, bool>;
     const Case cases[] = {
         {"as it was", [](auto&) {}, 180, true},
         {"too old", [](auto&) {}, 180.5, false},
@@ -478,17 +491,17 @@ void checkCache(SelfTest& test) {
         {"other days", [](auto& r) { r.snapshot.cloudDailyBuckets->clear(); }, 0, false},
         {"stale days", [](auto& r) { r.snapshot.cloudDailyUsageIsStale = true; }, 0, false},
     };
-    for (const Case& c : cases) {
+    for (const auto& [what, change, later, isGood] : cases) {
         StatisticsSnapshotCache cache;
         cache.store(batchOf("GMT"), now);
         RuntimeUsageSnapshot published = codex;
-        c.change(published);
+        change(published);
         const bool isValid =
             cache
                 .validSnapshot(
-                    {.resolvedIdentifier = "GMT", .published = &published, .now = now + c.later})
+                    {.resolvedIdentifier = "GMT", .published = &published, .now = now + later})
                 .has_value();
-        test.expect(isValid == c.isValid && cache.contains("GMT") == c.isValid, c.what);
+        test.expect(isValid == isGood && cache.contains("GMT") == isGood, what);
     }
     StatisticsSnapshotCache cache;
     const Date evening = at("2026-05-01T23:59:59Z");
@@ -511,9 +524,10 @@ void checkCache(SelfTest& test) {
 }  // namespace
 
 bool run() {
-    return SelfTest::run("usage store", {checkQueue, checkTimers, checkRetries, checkOffline,
-                                         checkClockSetBack, checkEarlyRecovery, checkZones,
-                                         checkMidnights, checkMidnight, checkCache, checkStop});
+    return SelfTest::run("usage store",
+                         {checkQueue, checkTimers, checkSlowFingerprint, checkRetries, checkOffline,
+                          checkClockSetBack, checkEarlyRecovery, checkZones, checkMidnights,
+                          checkMidnight, checkCache, checkStop});
 }
 
 }  // namespace vantry::UsageStoreSelfTest

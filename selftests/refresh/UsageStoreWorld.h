@@ -31,7 +31,8 @@ struct World {
     std::optional<double> used;           ///< percent; the number of the read without one
     AppServerReadState appServer = AppServerReadState::responded;
     Local local = Local::complete;
-    bool changesMeanwhile = false;        ///< the files, while they are read in full
+    bool changesMeanwhile = false;  ///< the files, while they are read in full
+    std::function<void()> beforeFingerprint = [] {};
     std::uint64_t revision = 1;           ///< of the files
     std::vector<Date> readTimes{Date()};  ///< of each figure
     int fullReads = 0, quotaReads = 0, localReads = 0, boardReads = 0, records = 0;
@@ -141,7 +142,11 @@ struct World {
                 [this](const AppServerRequest& request) {
                     return AppServerRead{official(request.now, true), {}};
                 },
-            .localUsage = [this](const RuntimeLoadContext& context) { return localUsage(context); },
+            .localUsage =
+                [this](const RuntimeLoadContext& context) {
+                    if (changesMeanwhile) ++revision;
+                    return localUsage(context);
+                },
             .taskBoard = [this](const RuntimeLoadContext& context) { return board(context); }});
         const auto noFilter = [](const char*) { return std::optional<std::string>(); };
         const auto reader = std::make_shared<MultiRuntimeUsageReader>(RuntimeProviderRegistry(
@@ -156,13 +161,15 @@ struct World {
                                                   preference, now, *TimeZone::named(systemZone))};
                 },
             .indexedSessionFiles = [](const auto&) { return UsageStoreSources::Paths{}; },
-            .localUsageFingerprint = [this](const auto& context,
-                                            const auto&) { return fingerprint(context); },
+            .localUsageFingerprint =
+                [this](const auto& context, const auto&) {
+                    beforeFingerprint();
+                    return fingerprint(context);
+                },
             .taskBoardFingerprint = [this](const auto& context) { return fingerprint(context); },
             .load =
                 [this, reader](const auto& context, const auto& request) {
                     begin(context, fullReads);
-                    if (changesMeanwhile) ++revision;
                     return reader->load(context, request);
                 },
             .loadQuota =

@@ -130,8 +130,8 @@ void checkReuse(SelfTest& test) {
                              .localUsageReadStatus = LocalUsageReadStatus::complete,
                              .taskBoard = TaskBoard{.refreshedAt = now - 60},
                              .localReadMessages = {"old"}};
-    RuntimeSnapshotLoadOptions options{
-        .previousSnapshot = good, .reuseLocalUsage = true, .reuseTaskBoard = true};
+    const auto everything = [] { return UnchangedSources{true, true}; };
+    RuntimeSnapshotLoadOptions options{.previousSnapshot = good, .findUnchanged = everything};
     const UsageSnapshot reused = load(context(), options, sources);
     test.expect(localReads == 0 && boardReads == 0 && reused.local->todayTokens == 1 &&
                     reused.localUsageCapturedAt == now - 60 && reused.taskBoard == good.taskBoard &&
@@ -151,7 +151,7 @@ void checkReuse(SelfTest& test) {
     refuse("missing local usage is read", [](auto& o) { o.previousSnapshot->local.reset(); });
     refuse("without a previous read everything is read",
            [](auto& o) { o.previousSnapshot.reset(); });
-    refuse("nothing is reused unasked", [](auto& o) { o.reuseLocalUsage = false; });
+    refuse("nothing is reused unasked", [](auto& o) { o.findUnchanged = nullptr; });
 }
 
 }  // namespace

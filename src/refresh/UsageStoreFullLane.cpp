@@ -50,40 +50,40 @@ void UsageStore::refresh(const RefreshRequest& request) {
 UsageStore::FullRead UsageStore::readEverything(const UsageStoreSources& sources,
                                                 const FullReadRequest& request) {
     const RuntimeLoadContext& context = request.context;
-    ReaderPerformanceTrace trace;
-    const auto sessionFiles = sources.indexedSessionFiles(context);
-    FullRead read{.localBefore = sources.localUsageFingerprint(context, sessionFiles),
-                  .taskBoardBefore = sources.taskBoardFingerprint(context)};
-    if (!read.localBefore || !read.taskBoardBefore) {
-        read.localBefore.reset();
-        read.taskBoardBefore.reset();
-    }
-    trace.checkpoint("refresh-fingerprint");
-
+    UsageStoreSources::Paths sessionFiles;
+    FullRead read;
     MultiRuntimeUsageReader::LoadRequest load = request.load;
-    const auto previous =
-        std::ranges::find(load.previousRuntimes, RuntimeScope::codex, &RuntimeUsageSnapshot::scope);
-    if (request.reuseUnchangedSources && previous != load.previousRuntimes.end()) {
+    // Beside the account's session: a locked database holds no quota back.
+    load.findUnchanged = [&](RuntimeScope scope) -> UnchangedSources {
+        const ReaderPerformanceTrace before;
+        sessionFiles = sources.indexedSessionFiles(context);
+        read.localBefore = sources.localUsageFingerprint(context, sessionFiles);
+        read.taskBoardBefore = sources.taskBoardFingerprint(context);
+        if (!read.localBefore || !read.taskBoardBefore) {
+            read.localBefore.reset();
+            read.taskBoardBefore.reset();
+        }
+        before.finish("refresh-fingerprint");
+        const auto previous =
+            std::ranges::find(load.previousRuntimes, scope, &RuntimeUsageSnapshot::scope);
+        if (!request.reuseUnchangedSources || previous == load.previousRuntimes.end()) return {};
         const UsageSnapshot& shown = previous->snapshot;
-        const std::string id(rawText(previous->scope));
-        if (LocalUsageSourceReusePolicy::mayReuse(
-                {.currentFingerprint = read.localBefore,
-                 .previousFingerprint = request.lastLocal,
-                 .previousLocalUsageAvailable = shown.local.has_value(),
-                 .previousReadStatus = shown.localUsageReadStatus,
-                 .previousCapturedAt = shown.localUsageCapturedAt,
-                 .now = context.now})) {
-            load.reuseLocalUsageForRuntimeIDs.insert(id);
-        }
-        if (RefreshSourceFingerprintReusePolicy::matches(
-                {.current = read.taskBoardBefore, .previous = request.lastTaskBoard}) &&
-            TaskBoardSourceReusePolicy::mayReuse(shown.taskBoard, context.now)) {
-            load.reuseTaskBoardForRuntimeIDs.insert(id);
-        }
-    }
+        return {.localUsage = LocalUsageSourceReusePolicy::mayReuse(
+                    {.currentFingerprint = read.localBefore,
+                     .previousFingerprint = request.lastLocal,
+                     .previousLocalUsageAvailable = shown.local.has_value(),
+                     .previousReadStatus = shown.localUsageReadStatus,
+                     .previousCapturedAt = shown.localUsageCapturedAt,
+                     .now = context.now}),
+                .taskBoard =
+                    RefreshSourceFingerprintReusePolicy::matches(
+                        {.current = read.taskBoardBefore, .previous = request.lastTaskBoard}) &&
+                    TaskBoardSourceReusePolicy::mayReuse(shown.taskBoard, context.now)};
+    };
     read.batch = sources.load(context, load);
-    read.localAfter = sources.localUsageFingerprint(context, sessionFiles);
-    trace.checkpoint("refresh-fingerprint");
+    const ReaderPerformanceTrace after;
+    if (read.localBefore) read.localAfter = sources.localUsageFingerprint(context, sessionFiles);
+    after.finish("refresh-fingerprint");
     return read;
 }
 

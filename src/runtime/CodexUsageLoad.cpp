@@ -71,16 +71,24 @@ void fillBoxes(Boxes& boxes, const RuntimeLoadContext& context,
             options.onQuotaReady(makeQuotaSnapshot(
                 {.context = context, .appServer = read, .isLoadingLocalUsage = true}));
     });
-    if (auto reusable = reusableLocalUsageResult(context, options)) {
-        boxes.localUsage.set({.result = *std::move(reusable), .messages = {}});
-    } else {
-        group.submit([&] { boxes.localUsage.set(sources.localUsage(context)); });
-    }
-    if (options.reuseTaskBoard && options.previousSnapshot && options.previousSnapshot->taskBoard) {
-        boxes.taskBoard.set({.board = options.previousSnapshot->taskBoard, .messages = {}});
-    } else {
-        group.submit([&] { boxes.taskBoard.set(sources.taskBoard(context)); });
-    }
+    // What is unchanged has to be known before the rest is read, and may take seconds to find out.
+    group.submit([&] {
+        const auto unchanged = options.findUnchanged ? options.findUnchanged() : UnchangedSources{};
+        const auto& previous = options.previousSnapshot;
+        if (unchanged.taskBoard && previous && previous->taskBoard) {
+            boxes.taskBoard.set({.board = previous->taskBoard, .messages = {}});
+        } else {
+            group.submit([&] { boxes.taskBoard.set(sources.taskBoard(context)); });
+        }
+        auto reusable = unchanged.localUsage && previous
+                            ? reusableLocalUsageResult(context, *previous)
+                            : std::nullopt;
+        if (reusable) {
+            boxes.localUsage.set({.result = *std::move(reusable), .messages = {}});
+        } else {
+            boxes.localUsage.set(sources.localUsage(context));
+        }
+    });
     group.wait();
 }
 
@@ -169,15 +177,13 @@ UsageSnapshot load(const RuntimeLoadContext& context, const RuntimeSnapshotLoadO
     return snapshot;
 }
 
-std::optional<LocalUsageReadResult> reusableLocalUsageResult(
-    const RuntimeLoadContext& context, const RuntimeSnapshotLoadOptions& options) {
-    if (!options.reuseLocalUsage || !options.previousSnapshot) return std::nullopt;
-    const auto& capturedAt = options.previousSnapshot->localUsageCapturedAt;
+std::optional<LocalUsageReadResult> reusableLocalUsageResult(const RuntimeLoadContext& context,
+                                                             const UsageSnapshot& previous) {
+    const auto& capturedAt = previous.localUsageCapturedAt;
     if (capturedAt &&
         context.statistics.dayKey(*capturedAt) != context.statistics.currentDayKey()) {
         return std::nullopt;
     }
-    const UsageSnapshot& previous = *options.previousSnapshot;
     // A clock that was ahead and was set back would show it as the newest until it catches up.
     if (capturedAt && *capturedAt > context.now) return std::nullopt;
     if (previous.localUsageIsStale || previous.cloudDailyUsageIsStale || !previous.local) {

@@ -38,10 +38,11 @@ struct ReadSources {
 UsageSnapshot load(const RuntimeLoadContext& context, const RuntimeSnapshotLoadOptions& options,
                    const ReadSources& sources);
 
-/// The local usage that `options` allow to take over from the previous snapshot: only one that is
-/// of the same statistics day that is neither stale itself nor mixed with stale official days.
-std::optional<LocalUsageReadResult> reusableLocalUsageResult(
-    const RuntimeLoadContext& context, const RuntimeSnapshotLoadOptions& options);
+/// The local usage that may be taken over from the previous snapshot where its sources are
+/// unchanged: only one that is of the same statistics day, and neither stale itself nor mixed with
+/// stale official days.
+std::optional<LocalUsageReadResult> reusableLocalUsageResult(const RuntimeLoadContext& context,
+                                                             const UsageSnapshot& previous);
 
 /// The account's side of a snapshot, with nothing local in it.
 struct QuotaSnapshotParts {

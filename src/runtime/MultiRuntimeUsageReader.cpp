@@ -11,14 +11,14 @@ namespace {
 
 RuntimeSnapshotLoadOptions optionsFor(RuntimeScope scope,
                                       const MultiRuntimeUsageReader::LoadRequest& request) {
-    const std::string id(rawText(scope));
     const auto previous =
         std::ranges::find(request.previousRuntimes, scope, &RuntimeUsageSnapshot::scope);
-    RuntimeSnapshotLoadOptions options{
-        .reuseLocalUsage = request.reuseLocalUsageForRuntimeIDs.contains(id),
-        .reuseTaskBoard = request.reuseTaskBoardForRuntimeIDs.contains(id)};
+    RuntimeSnapshotLoadOptions options;
     if (previous != request.previousRuntimes.end()) {
         options.previousSnapshot = previous->snapshot;
+    }
+    if (request.findUnchanged) {
+        options.findUnchanged = [&request, scope] { return request.findUnchanged(scope); };
     }
     if (request.onQuotaReady) {
         options.onQuotaReady = [&request](const UsageSnapshot& quota) {

@@ -2,8 +2,6 @@
 
 #include <cstdint>
 #include <functional>
-#include <set>
-#include <string>
 #include <vector>
 
 #include "runtime/RuntimeProviderRegistry.h"
@@ -16,9 +14,8 @@ class MultiRuntimeUsageReader {
     struct LoadRequest {
         std::uint64_t generation = 0;  ///< of the statistics zone; returned with the result
         std::vector<RuntimeUsageSnapshot> previousRuntimes;
-        /// Runtimes whose local sources, or task board sources, are proved unchanged.
-        std::set<std::string> reuseLocalUsageForRuntimeIDs;
-        std::set<std::string> reuseTaskBoardForRuntimeIDs;
+        /// Asked once a runtime, as `RuntimeSnapshotLoadOptions` says.
+        std::function<UnchangedSources(RuntimeScope)> findUnchanged;
         /// Called on a worker thread, once a runtime, as soon as its quota is known.
         std::function<void(const RuntimeUsageSnapshot&)> onQuotaReady;
     };

@@ -8,13 +8,18 @@
 
 namespace vantry {
 
+/// The sources that the caller has proved to be unchanged since the previous snapshot.
+struct UnchangedSources {
+    bool localUsage = false;
+    bool taskBoard = false;
+};
+
 /// How one runtime is to be read.
 struct RuntimeSnapshotLoadOptions {
     std::optional<UsageSnapshot> previousSnapshot;
-    /// The caller has proved that the local sources are unchanged.
-    bool reuseLocalUsage = false;
-    /// The same for the sources of the task board.
-    bool reuseTaskBoard = false;
+    /// Asked once, on a worker thread, before anything local is read. The account waits for no
+    /// answer, so the proof may take its time. Without it everything is read.
+    std::function<UnchangedSources()> findUnchanged;
     /// Called once, on a worker thread, as soon as the account session has ended.
     std::function<void(const UsageSnapshot&)> onQuotaReady;
 
