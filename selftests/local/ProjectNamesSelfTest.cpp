@@ -11,7 +11,7 @@ void checkIndex(SelfTest& test) {
     const CodexProjectNameIndex index(R"({
         "local-projects": {
             "a": {"name": " Local project name ", "rootPaths": [7, "/tmp/project-a"]},
-            "b": {"name": "Second", "rootPaths": ["/tmp/project-b/", "/tmp/both"]},
+            "b": {"name": "Second \ud83d", "rootPaths": ["/tmp/project-b/", "/tmp/both"]},
             "c": {"name": "  ", "rootPaths": ["/tmp/legacy-project"]},
             "d": {"name": null, "rootPaths": ["/tmp/legacy-project"]},
             "e": {"name": "No roots", "rootPaths": "/tmp/unknown"},
@@ -21,19 +21,16 @@ void checkIndex(SelfTest& test) {
             "/tmp//legacy-project": "Legacy workspace label",
             "/tmp/blank": " \n", "/tmp/number": 7},
         "other": "ignored"})");
-    const std::pair<const char*, std::optional<std::string>> cases[] = {
-        {"/tmp/project-a", "Local project name"},
-        {" /tmp//group/../project-a/. ", "Local project name"},
-        {"/tmp/project-b", "Second"},
-        {"/tmp/both/", "Second"},
-        {"/tmp/legacy-project", "Legacy workspace label"},
-        {"/tmp/unknown", {}},
-        {"/tmp/blank", {}},
-        {"/tmp/number", {}},
-        {"../project-a", {}},
-        {"tmp/project-a", {}},
-        {"", {}}};
-    for (const auto& [path, name] : cases) test.expect(index.name(path) == name, path);
+    using Case = std::pair<const char*, std::optional<std::string>>;
+    for (const auto& [path, name] :
+         {Case{"/tmp/project-a", "Local project name"},
+          Case{" /tmp//group/../project-a/. ", "Local project name"},
+          Case{"/tmp/project-b", "Second \uFFFD"}, Case{"/tmp/both/", "Second \uFFFD"},
+          Case{"/tmp/legacy-project", "Legacy workspace label"}, Case{"/tmp/unknown", {}},
+          Case{"/tmp/blank", {}}, Case{"/tmp/number", {}}, Case{"../project-a", {}},
+          Case{"tmp/project-a", {}}, Case{"", {}}}) {
+        test.expect(index.name(path) == name, path);
+    }
 
     const ProjectUsage known{.id = "k", .name = "project-a", .fullPath = "/tmp/x/../project-a"};
     const ProjectUsage other{.id = "o", .name = "kept", .fullPath = "/tmp/unknown", .tokens = 3};
@@ -51,16 +48,12 @@ void checkIndex(SelfTest& test) {
 }
 
 void checkPaths(SelfTest& test) {
-    const std::pair<const char*, const char*> spellings[] = {
-        {"/tmp//group/../project-a/.", "/tmp/project-a"},
-        {"\n/tmp/project-b/ ", "/tmp/project-b"},
-        {"/", "/"},
-        {"/../..//a/./..", "/"},
-        {"/a/..b/...", "/a/..b/..."},
-        {" ../project-a ", "../project-a"},
-        {"~/a//b", "~/a//b"},
-        {"  ", ""}};
-    for (const auto& [path, normalized] : spellings) {
+    using Pair = std::pair<const char*, const char*>;
+    for (const auto& [path, normalized] :
+         {Pair{"/tmp//group/../project-a/.", "/tmp/project-a"},
+          Pair{"\n/tmp/project-b/ ", "/tmp/project-b"}, Pair{"/", "/"}, Pair{"/../..//a/./..", "/"},
+          Pair{"/a/..b/...", "/a/..b/..."}, Pair{" ../project-a ", "../project-a"},
+          Pair{"~/a//b", "~/a//b"}, Pair{"  ", ""}}) {
         test.expect(CodexProjectNameIndex::normalizedPath(path) == normalized, path);
     }
     const std::pair<const char*, const char*> names[] = {

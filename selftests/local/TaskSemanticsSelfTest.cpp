@@ -80,15 +80,11 @@ void checkAutomations(SelfTest& test) {
         "an automation is a scheduled item without a thread");
     const auto plain = automation("cron = \"C\"\nrrule = \"\"");
     test.expect(plain->detail == "C" && plain->chip == "Cron", "cron where there is no rule");
+    using Time = std::pair<std::string, std::optional<Date>>;
     for (const auto& [time, date] :
-         std::map<std::string, std::optional<Date>>{{"1772398800", now},
-                                                    {"1772398800000.0", now},
-                                                    {"\"1772398800\"", now},
-                                                    {"\"2026-03-01T21:00:00Z\"", now},
-                                                    {"2026-03-02T05:00:00+08:00", now},
-                                                    {"inf", {}},
-                                                    {"\"soon\"", {}},
-                                                    {"2026-03-01T21:00:00", {}}}) {
+         {Time{"1772398800", now}, Time{"1772398800000.0", now}, Time{"\"1772398800\"", now},
+          Time{"\"2026-03-01T21:00:00Z\"", now}, Time{"2026-03-02T05:00:00+08:00", now},
+          Time{"inf", {}}, Time{"\"soon\"", {}}, Time{"2026-03-01T21:00:00", {}}}) {
         test.expect(automation("updated_at = " + time)->updatedAt == date, time);
     }
     std::string deep = "a";
@@ -100,15 +96,16 @@ void checkAutomations(SelfTest& test) {
     const TemporaryDirectory home("vantry-task-semantics-");
     const std::filesystem::path folder = ".codex/automations";
     const std::string active = "status = \"ACTIVE\"\n";
-    home.write(folder / "good/automation.toml", active);
+    home.write(folder / "good\xff/automation.toml", active + "name = \"\xff\"");
     home.write(folder / "bad/automation.toml", "status = ");
     home.write(folder / "large/automation.toml", active + std::string(131'072, '\n'));
     home.write("elsewhere/automation.toml", active);
     std::filesystem::create_directory_symlink(home.path() / "elsewhere",
                                               home.path() / folder / "linked");
     const auto tasks = readAutomationTasks(home.path() / ".codex");
-    test.expect(tasks.size() == 1 && tasks[0].id == "automation-good",
-                "one bad file does not hide the others, and no link is followed");
+    test.expect(
+        tasks.size() == 1 && tasks[0].id == "automation-good\uFFFD" && tasks[0].title == "\uFFFD",
+        "one bad file does not hide the others, and no link is followed");
 }
 
 // Times as seconds from now, until the end.
@@ -116,7 +113,7 @@ constexpr const char* threads = R"(
 CREATE TABLE threads (id, title, cwd, rollout_path, thread_source, archived, archived_at,
     created_at, updated_at, recency_at);
 INSERT INTO threads VALUES
-('edge', ' T ', '/w/p', 'm', NULL, 0, NULL, -9999, -7200, -8000),
+('edge', CAST(X'2054FF20' AS TEXT), '/w/p', 'm', NULL, 0, NULL, -9999, -7200, -8000),
 ('past', NULL, NULL, NULL, 'user', 0, NULL, -9999, -7201, -9999),
 ('milliseconds', '', '', '', '', 0, NULL, -9999, -10, -9999),
 ('ahead', '', '', '', '', 0, NULL, -99999, -20000, 60),
@@ -182,7 +179,7 @@ void checkBoard(SelfTest& test) {
         return;
     }
     const TaskItem& edge = whole.board->columns[0].items[2];
-    test.expect(edge.threadID == "edge" && edge.code == "COD-edge" && edge.title == "T" &&
+    test.expect(edge.threadID == "edge" && edge.code == "COD-edge" && edge.title == "T\uFFFD" &&
                     edge.detail == "p",
                 "an item says what its row says");
     test.expect(!whole.board->columns[1].items[3].updatedAt, "缺少活动时间不能猜测较早活动");

@@ -52,10 +52,23 @@ void checkJsonReading(SelfTest& test) {
         test.expect(int64Value(one->root()) == integer && doubleValue(one->root()) == fraction,
                     std::string("a number as text: ") + text);
     }
-    for (const char* bad : {"", "{", "{}x", "\"\xff\"", "1e5e5", "[1,]", "nul"}) {
+    for (const char* bad : {"", "{", "{}x", "\"\\u00zz\"", "1e5e5", "[1,]", "nul"}) {
         test.expect(!JsonDocument::parse(bad), "no document: " + std::string(bad));
     }
     test.expect(!JsonDocument::parse(std::string(100'000, '[')), "nesting is limited");
+    constexpr std::string_view bad =
+        "[\"a\xff\u00e9\",\"\\ud83d\",\"\\uD83D\\uD83D\\uDe00x\",\"\\udc00\\\\ud83d\",1e999]";
+    for (const bool isShort : {false, true}) {
+        JsonParser parser;
+        const auto list = isShort ? parser.parseShortTexts(bad, 100) : parser.parse(bad);
+        std::string texts;
+        list.value_or(JsonView()).forEachElement([&](JsonView value) {
+            texts.append(value.text().value_or("-")) += ',';
+            return true;
+        });
+        test.expect(texts == "a\uFFFD\u00e9,\uFFFD,\uFFFD\U0001F600x,\uFFFD\\ud83d,-,",
+                    "a bad text costs only itself: " + texts);
+    }
 }
 
 void checkJsonWriting(SelfTest& test) {

@@ -84,7 +84,8 @@ std::optional<Date> date(toml::node_view<const toml::node> value) {
 
 std::optional<TaskItem> parseAutomationTask(const AutomationFile& file) {
     if (hasEndlessKey(file.contents)) return std::nullopt;
-    const toml::parse_result parsed = toml::parse(file.contents);
+    const std::string contents = validUtf8(file.contents);
+    const toml::parse_result parsed = toml::parse(contents);
     if (!parsed) return std::nullopt;
     const toml::table& table = parsed.table();
     const auto text = [&](std::string_view key) {
@@ -116,7 +117,7 @@ std::vector<TaskItem> readAutomationTasks(const fs::path& codexHome) {
         const auto contents = boundedCacheData(path, maxFileBytes);
         if (!contents) continue;
         auto task = parseAutomationTask(
-            {.folderName = entry->path().filename().string(), .contents = *contents});
+            {.folderName = validUtf8(entry->path().filename().native()), .contents = *contents});
         if (task) tasks.push_back(*std::move(task));
     }
     return tasks;

@@ -8,6 +8,8 @@
 #include <simdjson.h>
 #include <utility>
 
+#include "platform/Text.h"
+
 namespace vantry {
 
 namespace dom = simdjson::dom;
@@ -69,6 +71,48 @@ std::string withTamedNumbers(std::string_view text) {
         if (c == '"') inString = !inString;
     }
     return result;
+}
+
+// The half of a surrogate pair that the escape at the front is: 0xD800 or 0xDC00; 0 for another
+// character.
+unsigned halfOfPair(std::string_view escape) {
+    unsigned unit = 0;
+    if (escape.size() < 6 || escape[0] != '\\' || escape[1] != 'u') return 0;
+    const char* const end = escape.data() + 6;
+    if (std::from_chars(escape.data() + 2, end, unit, 16).ptr != end) return 0;
+    const unsigned half = unit & 0xFC00U;
+    return half == 0xD800 || half == 0xDC00 ? half : 0;
+}
+
+// Half of a pair stands for no character. JavaScript writes one where a text was cut in the middle
+// of an emoji.
+std::string withWholePairs(std::string_view text) {
+    constexpr std::size_t length = 6;  // of an escape
+    std::string result;
+    result.reserve(text.size());
+    while (!text.empty()) {
+        std::size_t taken = std::min(text.find('\\'), text.size());
+        if (taken == 0) taken = std::min<std::size_t>(2, text.size());
+        const unsigned half = halfOfPair(text);
+        if (half == 0xD800 && halfOfPair(text.substr(length)) == 0xDC00) {
+            taken = 2 * length;
+        } else if (half != 0) {
+            result += "\\uFFFD";
+            text.remove_prefix(length);
+            continue;
+        }
+        result += text.substr(0, taken);
+        text.remove_prefix(taken);
+    }
+    return result;
+}
+
+// The text without what the parser stumbled over; nothing where it is no JSON.
+std::optional<std::string> repaired(std::string_view text, simdjson::error_code error) {
+    if (error == simdjson::NUMBER_ERROR) return withTamedNumbers(text);
+    if (error == simdjson::UTF8_ERROR) return validUtf8(text);
+    if (error == simdjson::STRING_ERROR) return withWholePairs(text);
+    return std::nullopt;
 }
 
 // Where the JSON text that begins behind `at` ends: its closing quote, or the end of all.
@@ -200,11 +244,16 @@ std::optional<JsonView> JsonParser::parsePadded(std::string_view text) {
         return state_->parser.parse(padded.data(), padded.size(), false).get(root);
     };
     simdjson::error_code error = attempt(text);
-    if (error == simdjson::NUMBER_ERROR) {
-        std::string tame = withTamedNumbers(text);
-        const std::size_t size = tame.size();
-        tame.append(padding, ' ');
-        error = attempt(std::string_view(tame).substr(0, size));
+    // What is repaired is no error again, and there are three kinds.
+    std::string sound;
+    for (int repairs = 0; error != simdjson::SUCCESS && repairs < 3; ++repairs) {
+        auto better = repaired(text, error);
+        if (!better) return std::nullopt;
+        sound = *std::move(better);
+        const std::size_t size = sound.size();
+        sound.append(padding, ' ');
+        text = std::string_view(sound).substr(0, size);
+        error = attempt(text);
     }
     if (error != simdjson::SUCCESS) return std::nullopt;
     return JsonView(stored(root));
@@ -218,7 +267,9 @@ std::optional<JsonView> JsonParser::parse(std::string_view text) {
 
 std::optional<JsonView> JsonParser::parseShortTexts(std::string_view text, std::size_t longest) {
     if (holdsControls(text)) return parse(text);
-    if (!simdjson::validate_utf8(text.data(), text.size())) return std::nullopt;
+    if (!simdjson::validate_utf8(text.data(), text.size())) {
+        return parseShortTexts(validUtf8(text), longest);
+    }
     state_->copy.clear();
     appendShortTexts(text, longest, state_->copy);
     const std::size_t size = state_->copy.size();

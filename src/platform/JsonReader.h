@@ -68,9 +68,10 @@ class JsonParser {
     JsonParser& operator=(JsonParser&&) noexcept;
     ~JsonParser();
 
-    /// Parses without a copy. Empty if the text is not one JSON document in UTF-8, or nests deeper
-    /// than 1,024 levels. A number that no double can hold is null. The view lives until the next
-    /// call.
+    /// Parses without a copy. Empty if the text is not one JSON document, or nests deeper than
+    /// 1,024 levels. One bad value costs itself alone: a number that no double can hold is null,
+    /// and U+FFFD stands for a byte that is not UTF-8 and for half of a surrogate pair. The view
+    /// lives until the next call.
     std::optional<JsonView> parsePadded(std::string_view text);
 
     /// The same for a text without padding, which is copied.
