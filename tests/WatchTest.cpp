@@ -224,6 +224,15 @@ TEST_F(Watch, RewritesItsLineOnATerminal) {
     EXPECT_TRUE(shown.starts_with(first) && narrow.ends_with("…")) << shown;
     EXPECT_EQ(displayWidth(narrow), 40U) << shown;
     EXPECT_EQ(shown.find('\n'), std::string::npos) << shown;
+    // A narrower terminal lets the long line go on in rows below it, and stands in the last.
+    setColumns(50);
+    program.signal(SIGWINCH);
+    const std::string narrowed = "A" + erased + "Codex  5h 77% left, ";
+    ASSERT_TRUE(readUntil(terminal, shown, narrowed)) << shown;
+    const std::size_t wiped = shown.rfind("\x1B[", shown.rfind(narrowed));
+    const std::size_t line = shown.rfind("Codex", wiped);
+    const std::size_t rows = wrappedRows(shown.substr(line, wiped - line), 50);
+    EXPECT_EQ(shown.substr(wiped + 2, 2), std::to_string(rows - 1) + "A") << shown;
     expectPromptEnd(program, SIGHUP);
     EXPECT_TRUE(readUntil(terminal, shown, "\r\n")) << shown;
 }

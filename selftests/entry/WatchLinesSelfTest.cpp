@@ -184,6 +184,9 @@ void checkWidth(SelfTest& test) {
         const std::string cut = cutToWidth(entry.text, entry.columns);
         test.expect(cut == entry.expected, std::string("cut of ") + entry.text + ", saw " + cut);
     }
+    test.expect(wrappedRows("", 3) == 1 && wrappedRows("abcdef", 3) == 2 &&
+                    wrappedRows("ab额额", 3) == 3 && wrappedRows("额额额", 3) == 3,
+                "a wide character goes to the next row whole");
     expectLine(test, {.language = Language::zh, .columns = 24}, "Codex  5 小时 剩余 77%…");
     test.expect(terminalText("a\tb\u0085c\u202Ed\u2028\xFF额\x7F") == "a b cd \uFFFD额 ",
                 "nothing steers the terminal");

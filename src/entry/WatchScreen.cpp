@@ -8,6 +8,8 @@
 #include <unistd.h>
 #include <utility>
 
+#include "platform/TextWidth.h"
+
 namespace vantry {
 
 namespace {
@@ -43,11 +45,15 @@ std::size_t WatchScreen::columns() const {
     return size.ws_col;
 }
 
-// Back to the first line that is shown; everything from there is wiped.
+// Back to the first line that is shown; everything from there is wiped. A terminal that has become
+// narrower since lets what was one row go on in the next.
 std::string WatchScreen::wipe() const {
     std::string text;
     if (!isTerminal_ || shown_.empty()) return text;
-    if (shown_.size() > 1) text = "\x1B[" + std::to_string(shown_.size() - 1) + 'A';
+    const std::size_t width = columns();
+    std::size_t rows = 0;
+    for (const std::string& line : shown_) rows += width > 0 ? wrappedRows(line, width) : 1;
+    if (rows > 1) text = "\x1B[" + std::to_string(rows - 1) + 'A';
     return text += "\r\x1B[J";
 }
 

@@ -51,6 +51,21 @@ std::size_t displayWidth(std::string_view text) {
     return columns;
 }
 
+std::size_t wrappedRows(std::string_view text, std::size_t columns) {
+    std::size_t rows = 1;
+    std::size_t column = 0;
+    forEachCharacter(text, [&](UChar32 code, std::string_view) {
+        const std::size_t width = columnsOf(code);
+        if (column + width > columns) {
+            ++rows;
+            column = 0;
+        }
+        column += width;
+        return true;
+    });
+    return rows;
+}
+
 std::string cutToWidth(std::string_view text, std::size_t columns) {
     if (displayWidth(text) <= columns) return std::string(text);
     if (columns == 0) return {};

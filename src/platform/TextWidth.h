@@ -10,6 +10,10 @@ namespace vantry {
 /// none for a mark that is put on the character before it and for a control character.
 std::size_t displayWidth(std::string_view text);
 
+/// The rows that the text takes where lines of more than `columns`, above zero, go on in the next
+/// row: a wide character that does not fit into a row leaves its end empty.
+std::size_t wrappedRows(std::string_view text, std::size_t columns);
+
 /// The text, or as much of its beginning as fits into `columns` together with a "…" behind it.
 std::string cutToWidth(std::string_view text, std::size_t columns);
 
