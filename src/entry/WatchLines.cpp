@@ -17,6 +17,13 @@ namespace {
 constexpr std::string_view notKnown = "--";
 constexpr BilingualText reading{.zh = "正在读取…", .en = "reading…"};
 
+BilingualText troubleText(LocalReaderDependencyFailure failure) {
+    if (failure == LocalReaderDependencyFailure::databaseMissing) {
+        return {.zh = "未找到 Codex 数据库", .en = "no database of Codex found"};
+    }
+    return {.zh = "未找到 sqlite3", .en = "sqlite3 not found"};
+}
+
 using Parts = std::vector<std::string>;
 
 // Up to a day in hours and minutes, from there on in days and hours; rounded up to what is shown.
@@ -56,7 +63,7 @@ class LineMaker {
         if (snapshot_.readerState.isLoading && !snapshot_.local) add(word(reading));
         addGaps();
         addStaleMarks();
-        addMessages();
+        addTroubles();
         return std::move(parts_);
     }
 
@@ -152,8 +159,13 @@ class LineMaker {
     void addGaps() {
         const std::int64_t count = showsLocal_ ? snapshot_.local->gaps.count() : 0;
         if (count == 0) return;
-        if (isZh()) return add(fmt::format("{} 处缺口", count));
-        add(fmt::format("{} gap{}", count, count == 1 ? "" : "s"));
+        std::vector<std::string_view> kinds;
+        for (const LocalUsageGap& gap : snapshot_.local->gaps.list) {
+            if (gap.kind != LocalUsageGapKind::goneLog) kinds.push_back(rawText(gap.kind));
+        }
+        const std::string names = fmt::format("{}", fmt::join(kinds, ", "));
+        if (isZh()) return add(fmt::format("{} 处缺口 ({})", count, names));
+        add(fmt::format("{} gap{} ({})", count, count == 1 ? "" : "s", names));
     }
 
     // Only of what the line rests on.
@@ -191,26 +203,21 @@ class LineMaker {
              .dateFormat = isToday(date) ? std::string_view("HH:mm") : otherDay});
     }
 
-    void addMessages() {
-        Parts shown;
-        for (const std::string& message : snapshot_.messages) {
-            std::string text = withoutPrivateWords(message);
-            if (text.empty() || std::ranges::find(shown, text) != shown.end()) continue;
-            shown.push_back(text);
-            add(std::move(text));
+    // What a source says itself can be anything, and stands in the dump alone.
+    void addTroubles() {
+        const ReaderControlState& state = snapshot_.readerState;
+        if (state.appServer == AppServerReadState::executableMissing) {
+            add(word({.zh = "未找到可运行的 codex", .en = "no codex to run"}));
+        } else if (state.appServer == AppServerReadState::failed) {
+            add(word({.zh = "账号读取失败", .en = "account not read"}));
+        } else if (snapshot_.officialUsageReadStatus == OfficialUsageReadStatus::failed) {
+            add(word({.zh = "官方日统计读取失败", .en = "official days not read"}));
         }
-    }
-
-    // A message can quote the service, and that quotes whatever it likes. No message of our own has
-    // a word with one of these characters.
-    static std::string withoutPrivateWords(const std::string& message) {
-        const std::string line = terminalText(message);
-        Parts words;
-        for (const std::string_view word : splitOmittingEmpty(line, ' ')) {
-            const bool isPrivate = word.find_first_of("@/\\") != std::string_view::npos;
-            words.emplace_back(isPrivate ? "…" : word);
+        if (state.localDependencyFailure) {
+            add(word(troubleText(*state.localDependencyFailure)));
+        } else if (snapshot_.localUsageReadStatus == LocalUsageReadStatus::unavailable) {
+            add(word({.zh = "本机统计读取失败", .en = "local figures not read"}));
         }
-        return fmt::format("{}", fmt::join(words, " "));
     }
 
     const View& view_;

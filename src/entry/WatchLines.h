@@ -16,8 +16,8 @@ namespace vantry {
 ///
 ///   Codex  5h 77% left, back in 2h 29m · 7d 60% left, back in 4d 15h · today 1.2M · ...
 ///
-/// A figure that is not known is "--". Nothing personal is shown: of a message only the words that
-/// are neither an address nor a path.
+/// A figure that is not known is "--". What went wrong is told from kinds and states, in words of
+/// our own: messages of the sources, which can hold anything, stand in the dump alone.
 namespace WatchLines {
 
 enum class Language : std::uint8_t { zh, en };
