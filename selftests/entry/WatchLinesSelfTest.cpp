@@ -167,6 +167,9 @@ void checkReading(SelfTest& test) {
         {.snapshot = MultiRuntimeUsageSnapshot::empty(), .now = now, .language = Language::zh});
     test.expect(lines == std::vector<std::string>{"Codex  正在读取…"}, "nothing was read yet");
     expectLine(test, {.runtime = {.snapshot = UsageSnapshot::empty()}}, "Codex  reading…");
+    test.expect(WatchLines::lines({.snapshot = {}, .now = now, .columns = 16}) ==
+                    std::vector<std::string>{"Nothing to read…"},
+                "where the filter leaves nothing, nothing is waited for");
 }
 
 void checkLanguage(SelfTest& test) {

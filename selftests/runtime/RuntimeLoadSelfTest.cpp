@@ -50,8 +50,9 @@ void checkRegistry(SelfTest& test) {
     const MultiRuntimeUsageSnapshot read = none.load(context(), {.generation = 7});
     test.expect(read.runtimes.empty() && read.statisticsIdentity.generation == 7 &&
                     read.statisticsIdentity.resolvedIdentifier == "GMT" &&
+                    read.aggregate.messages.size() == 1 && !read.aggregate.readerState.isLoading &&
                     !none.loadTaskBoard(RuntimeScope::codex, context()),
-                "a read of nothing has no runtimes");
+                "a read of nothing has no runtimes, and says so");
 }
 
 // The marks and times of what the sources give. Their figures stand in every dump.

@@ -16,6 +16,9 @@ namespace {
 
 constexpr std::string_view notKnown = "--";
 constexpr BilingualText reading{.zh = "正在读取…", .en = "reading…"};
+constexpr BilingualText nothingToRead{
+    .zh = "没有可读取的内容：VANTRY_RUNTIME_FILTER 未包含 codex",
+    .en = "Nothing to read: VANTRY_RUNTIME_FILTER leaves codex out"};
 
 BilingualText troubleText(LocalReaderDependencyFailure failure) {
     if (failure == LocalReaderDependencyFailure::databaseMissing) {
@@ -229,9 +232,12 @@ class LineMaker {
     bool showsLocal_ = false;
 };
 
-std::string line(const View& view, RuntimeScope scope, const Parts& parts) {
-    const std::string text = fmt::format("{}  {}", displayName(scope), fmt::join(parts, " · "));
+std::string fitting(const View& view, const std::string& text) {
     return view.columns ? cutToWidth(text, *view.columns) : text;
+}
+
+std::string line(const View& view, RuntimeScope scope, const Parts& parts) {
+    return fitting(view, fmt::format("{}  {}", displayName(scope), fmt::join(parts, " · ")));
 }
 
 }  // namespace
@@ -253,8 +259,12 @@ std::vector<std::string> lines(const View& view) {
         result.push_back(line(view, runtime.scope, LineMaker(view, runtime, calendar).parts()));
     }
     if (result.empty()) {
-        const std::string_view text = view.language == Language::zh ? reading.zh : reading.en;
-        result.push_back(line(view, RuntimeScope::codex, {std::string(text)}));
+        const auto word = [&](const BilingualText& text) {
+            return std::string(view.language == Language::zh ? text.zh : text.en);
+        };
+        const bool isRead = !view.snapshot.aggregate.readerState.isLoading;
+        result.push_back(isRead ? fitting(view, word(nothingToRead))
+                                : line(view, RuntimeScope::codex, {word(reading)}));
     }
     return result;
 }

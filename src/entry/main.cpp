@@ -64,6 +64,11 @@ int main(int argc, char** argv) {
     if (isGiven("--dump-probe-summary")) {
         const MultiRuntimeUsageSnapshot snapshot = readEverything();
         dumpProbeSummaryJSON(snapshot, Date::now(), std::cout);
+        // The whole dump has a message that says so.
+        if (snapshot.runtimes.empty()) {
+            std::cerr << "vantry: nothing to read: VANTRY_RUNTIME_FILTER leaves codex out"
+                      << std::endl;
+        }
         return 0;
     }
     if (isGiven("--dump-json")) {

@@ -51,6 +51,10 @@ MultiRuntimeUsageSnapshot MultiRuntimeUsageReader::load(const RuntimeLoadContext
         AgentUsageAggregator::aggregate(request.previousRuntimes, {.at = context.now});
     result.aggregate = AgentUsageAggregator::aggregate(
         result.runtimes, {.at = context.now, .reusingLocalUsageFrom = &previous});
+    if (result.runtimes.empty()) {
+        result.aggregate.messages.emplace_back(
+            "VANTRY_RUNTIME_FILTER 未包含 codex，没有可读取的内容");
+    }
     return result;
 }
 
