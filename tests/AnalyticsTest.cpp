@@ -210,17 +210,15 @@ class Analytics : public ProgramTest {
 };
 
 TEST_F(Analytics, EveryFigureIsTheTruth) {
-    struct Case {
-        std::uint64_t seed;
-        std::int64_t days;
-    };
+    using Case = std::pair<std::uint64_t, std::int64_t>;
     // Days of today and the week alone, of the thirty days, and from before the trend begins.
-    for (const Case& entry : {Case{1, 2}, Case{2, 2}, Case{3, 25}, Case{4, 25}, Case{5, 400}}) {
-        SCOPED_TRACE(entry.seed);
-        make({.seed = entry.seed,
+    for (const auto& [seed, days] :
+         {Case{1, 2}, Case{2, 2}, Case{3, 25}, Case{4, 25}, Case{5, 400}}) {
+        SCOPED_TRACE(seed);
+        make({.seed = seed,
               .conversations = 60,
               .totalBytes = 600'000,
-              .spanDays = entry.days,
+              .spanDays = days,
               .mix = {.skillCalls = 0.3}});
         EXPECT_GT(truth.skills.size(), 5U);
         expectTruth(read());
@@ -273,21 +271,18 @@ TEST_F(Analytics, ADamagedDatabaseGivesNoFigures) {
     make({.conversations = 10, .totalBytes = 100'000, .spanDays = 9});
     const fs::path sound = root() / "sound.sqlite";
     fs::copy_file(database, sound);
-    const struct {
-        std::function<void()> inflict;
-        std::string message;
-    } cases[] = {
+    const std::pair<std::function<void()>, std::string> cases[] = {
         {[&] { edit(database, "SQLite format 3", "SQLite format ?"); }, "SQLite 查询失败"},
         {[&] { fs::resize_file(database, 5'000); }, "SQLite 查询失败"},
         {[&] { sql("UPDATE threads SET updated_at = -1 WHERE rowid = 3;"); },
          "SQLite 数据格式异常，未采用该批数据"},
     };
-    for (const auto& entry : cases) {
-        SCOPED_TRACE(&entry - cases);
-        entry.inflict();
-        expectUnavailable(read(), entry.message);
+    for (const auto& [inflict, message] : cases) {
+        SCOPED_TRACE(message);
+        inflict();
+        expectUnavailable(read(), message);
         fs::remove_all(cache);
-        expectUnavailable(read(), entry.message);
+        expectUnavailable(read(), message);
         for (const char* beside : {"-wal", "-shm"}) fs::remove(database.string() + beside);
         fs::copy_file(sound, database, fs::copy_options::overwrite_existing);
         expectTruth(read());  // the next case has this cache

@@ -7,10 +7,7 @@ class Arguments : public ProgramTest {};
 
 TEST_F(Arguments, TheEarlierModeWinsInAnyOrder) {
     const char* const dumpSuite = "JSON dump writer self-test passed\n";
-    const struct {
-        std::vector<std::string> arguments;
-        const char* output;
-    } cases[] = {
+    const std::pair<std::vector<std::string>, const char*> cases[] = {
         {{"--dump-json", "--self-test-json-dump"}, dumpSuite},
         {{"--self-test-json-dump", "--dump-json"}, dumpSuite},
         {{"--self-test-debug-log", "--self-test-json-dump"}, dumpSuite},
@@ -20,11 +17,11 @@ TEST_F(Arguments, TheEarlierModeWinsInAnyOrder) {
         {{"--codex-lifecycle-launch"}, ""},
         {{"--self-test-json-dump=1", "-dump-json", "dump-json", "--dump", "--help"}, ""},
     };
-    for (const auto& entry : cases) {
-        SCOPED_TRACE(testing::PrintToString(entry.arguments));
-        const ProgramRun ended = run(entry.arguments);
+    for (const auto& [arguments, output] : cases) {
+        SCOPED_TRACE(testing::PrintToString(arguments));
+        const ProgramRun ended = run(arguments);
         EXPECT_EQ(ended.status, 0);
-        EXPECT_EQ(ended.output, entry.output);
+        EXPECT_EQ(ended.output, output);
         EXPECT_EQ(ended.error, "");
     }
     expectFacts(run({"--dump-json", "--dump-probe-summary"}).output,

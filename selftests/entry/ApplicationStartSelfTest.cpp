@@ -41,17 +41,14 @@ bool run() {
     const Lock acquired = ApplicationPlatform::LockAcquired{};
     const Lock failed = ApplicationPlatform::LockFailed{"refused"};
     using Case = std::tuple<bool, Lock, bool, const char*>;
-    const Case cases[] = {
-        {false, acquired, false, ""},
-        {false, acquired, true, ""},
-        {true, acquired, false, "lock self-test;migrate;run;"},
-        {true, acquired, true, "lock self-test;migrate;run;"},
-        {true, held, false, "lock self-test;activate self-test;"},
-        {true, held, true, "lock self-test;"},
-        {true, failed, false, "lock self-test;"},
-        {true, failed, true, "lock self-test;"},
-    };
-    for (const auto& [hasBundle, lock, isLifecycleLaunch, expected] : cases) {
+    constexpr const char* lockOnly = "lock self-test;";
+    for (const auto& [hasBundle, lock, isLifecycleLaunch, expected] :
+         {Case{false, acquired, false, ""}, Case{false, acquired, true, ""},
+          Case{true, acquired, false, "lock self-test;migrate;run;"},
+          Case{true, acquired, true, "lock self-test;migrate;run;"},
+          Case{true, held, false, "lock self-test;activate self-test;"},
+          Case{true, held, true, lockOnly}, Case{true, failed, false, lockOnly},
+          Case{true, failed, true, lockOnly}}) {
         RecordingPlatform platform(hasBundle, lock);
         std::vector<std::string_view> arguments{"vantry", "--unknown"};
         if (isLifecycleLaunch) arguments.emplace_back("--codex-lifecycle-launch");

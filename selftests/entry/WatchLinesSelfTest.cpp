@@ -17,7 +17,6 @@ constexpr double hour = 3'600;
 
 // A Plus account of which everything is known.
 RuntimeUsageSnapshot knownRuntime() {
-    LocalUsage local{.todayTokens = 1'200'000, .sevenDayTokens = 31'400'000};
     TaskBoard board{.refreshedAt = now};
     board.columns = {{.id = TaskColumnKind::pending, .title = "TITLE", .count = 5},
                      {.id = TaskColumnKind::active,
@@ -28,7 +27,7 @@ RuntimeUsageSnapshot knownRuntime() {
     runtime.snapshot.account = AccountInfo{.type = "chatgpt", .planType = "plus"};
     runtime.snapshot.primary = {.usedPercent = 23.4, .resetsAt = now + 148.5 * minute};
     runtime.snapshot.secondary = {.usedPercent = 40, .resetsAt = now + 110.2 * hour};
-    runtime.snapshot.local = local;
+    runtime.snapshot.local = LocalUsage{.todayTokens = 1'200'000, .sevenDayTokens = 31'400'000};
     runtime.snapshot.localUsageReadStatus = LocalUsageReadStatus::complete;
     runtime.snapshot.taskBoard = board;
     return runtime;
@@ -83,14 +82,10 @@ void checkFigures(SelfTest& test) {
 }
 
 void checkCountdown(SelfTest& test) {
-    const std::map<double, std::string> cases{{1, "1m"},
-                                              {minute, "1m"},
-                                              {minute + 0.1, "2m"},
-                                              {24 * hour - 61, "23h 59m"},
-                                              {24 * hour - 59, "1d"},
-                                              {24 * hour + 1, "1d 1h"},
-                                              {48 * hour - 1, "2d"}};
-    for (const auto& [left, text] : cases) {
+    using Case = std::pair<double, std::string>;
+    for (const auto& [left, text] : {Case{1, "1m"}, Case{minute, "1m"}, Case{minute + 0.1, "2m"},
+                                     Case{24 * hour - 61, "23h 59m"}, Case{24 * hour - 59, "1d"},
+                                     Case{24 * hour + 1, "1d 1h"}, Case{48 * hour - 1, "2d"}}) {
         RuntimeUsageSnapshot runtime = knownRuntime();
         runtime.snapshot.primary->resetsAt = now + left;
         const std::string start = "Codex  5h 77% left, back in " + text + " · 7d";
@@ -185,22 +180,13 @@ void checkLanguage(SelfTest& test) {
 }
 
 void checkWidth(SelfTest& test) {
-    struct Case {
-        const char* text;
-        std::size_t columns;
-        const char* expected;
-    };
-    const Case cases[] = {{"abc", 3, "abc"},
-                          {"abcd", 3, "ab…"},
-                          {"额，", 4, "额，"},
-                          {"额，", 3, "额…"},
-                          {"额度", 2, "…"},
-                          {"额度", 0, ""},
-                          {"e\u0301abc", 2, "e\u0301…"},
-                          {"\xFF\xFFz", 2, "\xFF…"}};
-    for (const Case& entry : cases) {
-        const std::string cut = cutToWidth(entry.text, entry.columns);
-        test.expect(cut == entry.expected, std::string("cut of ") + entry.text + ", saw " + cut);
+    using Case = std::tuple<std::string, std::size_t, std::string>;
+    for (const auto& [text, columns, expected] :
+         {Case{"abc", 3, "abc"}, Case{"abcd", 3, "ab…"}, Case{"额，", 4, "额，"},
+          Case{"额，", 3, "额…"}, Case{"额度", 2, "…"}, Case{"额度", 0, ""},
+          Case{"e\u0301abc", 2, "e\u0301…"}, Case{"\xFF\xFFz", 2, "\xFF…"}}) {
+        const std::string cut = cutToWidth(text, columns);
+        test.expect(cut == expected, "cut of " + text + ", saw " + cut);
     }
     test.expect(wrappedRows("", 3) == 1 && wrappedRows("abcdef", 3) == 2 &&
                     wrappedRows("ab额额", 3) == 3 && wrappedRows("额额额", 3) == 3,

@@ -77,11 +77,7 @@ std::string outcome(const std::string& reads, QuotaEarlyRecoveryDetector& detect
 }
 
 void checkSequences(SelfTest& test) {
-    struct Case {
-        const char* what;
-        const char* reads;
-        std::string outcome;
-    };
+    using Case = std::tuple<const char*, const char*, std::string>;
     const Case cases[] = {
         {"a first read of 100 % says nothing", "0:100 20:100 40:100", "---"},
         {"from 95 % to full", "0:95 60:100 75:100", "-c!"},
@@ -138,13 +134,12 @@ void checkSequences(SelfTest& test) {
         {"a candidate waits ten minutes", "0:50 60:100 675:100", "-c!"},
         {"and no longer", "0:50 60:100 676:100", "-c-"},
     };
-    for (const Case& entry : cases) {
+    for (const auto& [what, reads, expected] : cases) {
         for (const bool restarts : {false, true}) {
             QuotaEarlyRecoveryDetector detector;
-            const bool leavesKey = entry.outcome.find('!') != std::string::npos;
-            const bool agrees = outcome(entry.reads, detector, restarts) == entry.outcome;
-            test.expect(agrees && detector.state.lastNotification.has_value() == leavesKey,
-                        entry.what);
+            const bool leavesKey = expected.find('!') != std::string::npos;
+            const bool agrees = outcome(reads, detector, restarts) == expected;
+            test.expect(agrees && detector.state.lastNotification.has_value() == leavesKey, what);
         }
     }
 }

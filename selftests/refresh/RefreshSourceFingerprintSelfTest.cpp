@@ -62,31 +62,24 @@ void checkDigest(SelfTest& test) {
 }
 
 void checkWhatChanges(SelfTest& test) {
-    struct Case {
-        const char* file;
-        bool changesLocal;
-        bool changesBoard;
-    };
-    const Case cases[] = {
-        {"sqlite/state_6.sqlite", true, true},
-        {"state_5.sqlite-wal", true, true},
-        {".codex-global-state.json", true, false},
-        {"automations/daily/automation.toml", false, true},
-        {"config.toml", false, false},
-    };
+    using Case = std::tuple<const char*, bool, bool>;
     const Home home;
     home.write("state_5.sqlite", "");
     Value local = home.local();
     Value board = home.board();
-    for (const Case& entry : cases) {
+    for (const auto& [file, changesLocal, changesBoard] :
+         {Case{"sqlite/state_6.sqlite", true, true}, Case{"state_5.sqlite-wal", true, true},
+          Case{".codex-global-state.json", true, false},
+          Case{"automations/daily/automation.toml", false, true},
+          Case{"config.toml", false, false}}) {
         for (const bool isThere : {true, false}) {
-            const std::string path = home.write(entry.file, "one");
+            const std::string path = home.write(file, "one");
             if (!isThere) fs::remove(path);
             const Value nextLocal = home.local();
             const Value nextBoard = home.board();
-            test.expect(matches(nextLocal, local) != entry.changesLocal &&
-                            matches(nextBoard, board) != entry.changesBoard,
-                        entry.file);
+            test.expect(matches(nextLocal, local) != changesLocal &&
+                            matches(nextBoard, board) != changesBoard,
+                        file);
             local = nextLocal;
             board = nextBoard;
         }

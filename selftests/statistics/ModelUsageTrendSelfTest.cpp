@@ -31,20 +31,14 @@ std::optional<LocalModelUsage> usageOf(const std::vector<Event>& events, Date ca
 
 void checkBuckets(SelfTest& test) {
     const Date first = midnight - 179 * day;
-    const auto usage = usageOf({{1, "b", midnight},
-                                {2, "b"},
-                                {4, {}},
-                                {8, "/Users/private/model"},
-                                {16, " a\n"},
-                                {32, "b", midnight - 0.001},
-                                {64, "b", captured + 0.001},
-                                {128, "b", first},
-                                {256, "b", first - 0.001}});
-    const std::vector<LocalModelDayUsage> expected{{first, "b", 128},
-                                                   {midnight - day, "b", 32},
-                                                   {midnight, "a", 16},
-                                                   {midnight, "b", 3},
-                                                   {midnight, {}, 12}};
+    const auto usage = usageOf({Event{1, "b", midnight}, Event{2, "b"}, Event{4, {}},
+                                Event{8, "/Users/private/model"}, Event{16, " a\n"},
+                                Event{32, "b", midnight - 0.001}, Event{64, "b", captured + 0.001},
+                                Event{128, "b", first}, Event{256, "b", first - 0.001}});
+    using Day = LocalModelDayUsage;
+    const std::vector<Day> expected{Day{first, "b", 128}, Day{midnight - day, "b", 32},
+                                    Day{midnight, "a", 16}, Day{midnight, "b", 3},
+                                    Day{midnight, {}, 12}};
     test.expect(usage->buckets == expected && usage->timeZoneIdentifier == "Asia/Shanghai",
                 "模型归因不保留路径, and days are natural days of the zone");
     test.expect(

@@ -76,24 +76,18 @@ void checkGoals(SelfTest& test) {
 }
 
 void checkRenewal(SelfTest& test) {
-    struct Case {
-        const char* stored;
-        const char* now;
-        const char* next;
-        std::int64_t days;
-    };
+    using Case = std::tuple<const char*, const char*, const char*, std::int64_t>;
     // Days of the zone begin at 16:00 UTC; the first date is the last of a month.
     const char* last = "2026-01-30T20:00:00Z";
-    for (const Case& entry :
+    for (const auto& [stored, time, next, days] :
          {Case{last, "2026-02-10T00:00:00Z", "2026-02-27T16:00:00Z", 18},
           Case{last, "2026-02-28T15:59:59Z", "2026-02-27T16:00:00Z", 0},
           Case{last, "2026-02-28T16:00:00Z", "2026-03-30T16:00:00Z", 30},
           Case{"2030-05-05T00:00:00Z", "2026-12-06T00:00:00Z", "2027-01-04T16:00:00Z", 30}}) {
-        const Calendar calendar = shanghai(entry.now).calendar();
-        const Renewal renewal{at(entry.stored), calendar, at(entry.now)};
-        test.expect(nextRenewalDate(renewal) == at(entry.next) &&
-                        wholeDaysUntilRenewal(renewal) == entry.days,
-                    fmt::format("the renewal after {}", entry.now));
+        const Calendar calendar = shanghai(time).calendar();
+        const Renewal renewal{at(stored), calendar, at(time)};
+        test.expect(nextRenewalDate(renewal) == at(next) && wholeDaysUntilRenewal(renewal) == days,
+                    fmt::format("the renewal after {}", time));
     }
     // The clocks go forward between the two days, which are 47 hours apart.
     const Calendar berlin(*TimeZone::named("Europe/Berlin"));
@@ -108,27 +102,19 @@ void checkPace(SelfTest& test) {
     using enum WeeklyQuotaPaceStatus;
     constexpr double half = 302'400;  // of a week
     const Date now(1'800'000'000);
-    struct Case {
-        std::optional<std::int64_t> minutes;
-        std::optional<double> percent;
-        std::optional<Date> reset;
-        bool isStale;
-        std::optional<Pace> pace;
-    };
-    const Case cases[] = {
-        {10'080, 50, now + half, false, Pace{0.5, 0.5, healthy}},
-        {10'080, 52.9, now + half, false, Pace{0.5, 0.529, healthy}},
-        {10'080, 53.1, now + half, false, Pace{0.5, 0.531, aheadOfPace}},
-        {10'080, 53.1, now + half, true, Pace{0.5, 0.531, {}}},
-        {10'080, 120, now - 1, false, Pace{1.0, 1, healthy}},
-        {10'080, -5, now + 3 * half, false, Pace{0.0, 0, healthy}},
-        {{}, 40, now + half, false, Pace{{}, 0.4, {}}},
-        {0, 40, now + half, false, Pace{{}, 0.4, {}}},
-        {10'080, 40, {}, false, Pace{{}, 0.4, {}}},
-        {{}, 40, {}, false, {}},
-        {10'080, {}, now + half, false, {}},
-    };
-    for (const auto& [minutes, percent, reset, isStale, pace] : cases) {
+    using Case = std::tuple<std::optional<std::int64_t>, std::optional<double>, std::optional<Date>,
+                            bool, std::optional<Pace>>;
+    for (const auto& [minutes, percent, reset, isStale, pace] :
+         {Case{10'080, 50, now + half, false, Pace{0.5, 0.5, healthy}},
+          Case{10'080, 52.9, now + half, false, Pace{0.5, 0.529, healthy}},
+          Case{10'080, 53.1, now + half, false, Pace{0.5, 0.531, aheadOfPace}},
+          Case{10'080, 53.1, now + half, true, Pace{0.5, 0.531, {}}},
+          Case{10'080, 120, now - 1, false, Pace{1.0, 1, healthy}},
+          Case{10'080, -5, now + 3 * half, false, Pace{0.0, 0, healthy}},
+          Case{{}, 40, now + half, false, Pace{{}, 0.4, {}}},
+          Case{0, 40, now + half, false, Pace{{}, 0.4, {}}},
+          Case{10'080, 40, {}, false, Pace{{}, 0.4, {}}}, Case{{}, 40, {}, false, {}},
+          Case{10'080, {}, now + half, false, {}}}) {
         test.expect(
             WeeklyQuotaPaceCalculator::calculate({minutes, percent, reset, isStale, now}) == pace,
             fmt::format("the pace at {} percent", percent.value_or(-1)));

@@ -115,27 +115,24 @@ bool areDaysOf(const Days& days, const std::vector<Day>& shown, const Calendar& 
 
 // Todays around a change of clocks and across a year, where each day holds one token.
 void checkZones(SelfTest& test) {
-    struct Case {
-        const char* zone;
-        const char* noon;
-        const char* skippedDay = "";
-    };
-    for (const Case& entry : {Case{"America/Los_Angeles", "2026-03-04T20:00:00Z"},
-                              Case{"Australia/Lord_Howe", "2026-04-01T02:00:00Z"},
-                              Case{"Pacific/Apia", "2011-12-24T22:00:00Z", "2011-12-30"},
-                              Case{"Asia/Shanghai", "2026-01-01T04:00:00Z"},
-                              Case{"America/Sao_Paulo", "2018-10-31T15:00:00Z"},
-                              Case{"Asia/Tehran", "2021-03-16T08:30:00Z"}}) {
-        const Calendar calendar = calendarIn(entry.zone);
+    using Case = std::tuple<const char*, const char*, std::string>;
+    for (const auto& [zone, noon, skippedDay] :
+         {Case{"America/Los_Angeles", "2026-03-04T20:00:00Z", ""},
+          Case{"Australia/Lord_Howe", "2026-04-01T02:00:00Z", ""},
+          Case{"Pacific/Apia", "2011-12-24T22:00:00Z", "2011-12-30"},
+          Case{"Asia/Shanghai", "2026-01-01T04:00:00Z", ""},
+          Case{"America/Sao_Paulo", "2018-10-31T15:00:00Z", ""},
+          Case{"Asia/Tehran", "2021-03-16T08:30:00Z", ""}}) {
+        const Calendar calendar = calendarIn(zone);
         Days days;
         for (int day = -250; day < 400; ++day) {
-            const auto key = iso8601Text(at(entry.noon) + 86'400.0 * day)->substr(0, 10);
-            if (key != entry.skippedDay) days[key] = PricedTokenUsage::totalOnly(1);
+            const auto key = iso8601Text(at(noon) + 86'400.0 * day)->substr(0, 10);
+            if (key != skippedDay) days[key] = PricedTokenUsage::totalOnly(1);
         }
         bool isWhole = true;
         for (int day = 0; day < 366 && isWhole; day += day < 16 ? 1 : 13) {
-            const Date now = at(entry.noon) + 86'400.0 * day;
-            UsageTrendRequest request = requestOf(days, windowsOf(entry.zone, now), calendar);
+            const Date now = at(noon) + 86'400.0 * day;
+            UsageTrendRequest request = requestOf(days, windowsOf(zone, now), calendar);
             request.sourceQuality = UsageSourceQuality::hybrid;
             const UsageTrend trend = makeUsageTrend(request);
             const auto& buckets = trend.dayBuckets;
@@ -144,8 +141,7 @@ void checkZones(SelfTest& test) {
                 isWhole = isWhole && calendar.weekday(week.front().date) == 2;
                 cells.insert(cells.end(), week.begin(), week.end());
             }
-            const bool skips =
-                cells.front().id < entry.skippedDay && cells.back().id > entry.skippedDay;
+            const bool skips = cells.front().id < skippedDay && cells.back().id > skippedDay;
             const auto future = std::ranges::count_if(cells, &UsageHeatmapDay::isFuture);
             const auto active = std::ssize(cells) - future;
             isWhole = isWhole && areDaysOf(days, buckets, calendar) && buckets.size() >= 190 &&
@@ -155,7 +151,7 @@ void checkZones(SelfTest& test) {
                       areDaysOf(days, cells, calendar) && cells.size() == (skips ? 181 : 182) &&
                       future < 7 && trend.activeDayCount == active;
         }
-        test.expect(isWhole, std::string("every day once in ") + entry.zone);
+        test.expect(isWhole, std::string("every day once in ") + zone);
     }
     const Days days{{"2018-10-28", PricedTokenUsage::totalOnly(3)},
                     {"2018-11-04", PricedTokenUsage::totalOnly(6)}};
@@ -175,18 +171,11 @@ void checkThresholds(SelfTest& test) {
                     quantile(many, notANumber) == 10 && quantile({}, 0.5) == 1,
                 "fifths of the peak, or quantiles");
     const List thresholds{100, 200, 300, 400};
-    for (const auto& [tokens, expected] : {std::pair{-1, 0},
-                                           {1, 1},
-                                           {100, 1},
-                                           {101, 2},
-                                           {200, 2},
-                                           {201, 3},
-                                           {37'663'609, 3},
-                                           {37'663'610, 3},
-                                           {79'999'999, 3},
-                                           {80'000'000, 4},
-                                           {299'999'998, 4},
-                                           {299'999'999, 5}}) {
+    constexpr std::pair<int, int> levels[] = {{-1, 0},         {1, 1},           {100, 1},
+                                              {101, 2},        {200, 2},         {201, 3},
+                                              {37'663'609, 3}, {37'663'610, 3},  {79'999'999, 3},
+                                              {80'000'000, 4}, {299'999'998, 4}, {299'999'999, 5}};
+    for (const auto& [tokens, expected] : levels) {
         test.expect(HeatmapGlowPlanner::level(tokens, thresholds) == expected,
                     "the level of tokens: " + std::to_string(tokens));
     }
