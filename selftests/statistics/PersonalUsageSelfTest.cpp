@@ -76,24 +76,30 @@ void checkGoals(SelfTest& test) {
 }
 
 void checkRenewal(SelfTest& test) {
-    using Case = std::tuple<const char*, const char*, const char*, std::int64_t>;
-    // Days of the zone begin at 16:00 UTC; the first date is the last of a month.
-    const char* last = "2026-01-30T20:00:00Z";
-    for (const auto& [stored, time, next, days] :
-         {Case{last, "2026-02-10T00:00:00Z", "2026-02-27T16:00:00Z", 18},
-          Case{last, "2026-02-28T15:59:59Z", "2026-02-27T16:00:00Z", 0},
-          Case{last, "2026-02-28T16:00:00Z", "2026-03-30T16:00:00Z", 30},
-          Case{"2030-05-05T00:00:00Z", "2026-12-06T00:00:00Z", "2027-01-04T16:00:00Z", 30}}) {
-        const Calendar calendar = shanghai(time).calendar();
-        const Renewal renewal{at(stored), calendar, at(time)};
-        test.expect(nextRenewalDate(renewal) == at(next) && wholeDaysUntilRenewal(renewal) == days,
-                    fmt::format("the renewal after {}", time));
+    struct Case {
+        CalendarDay stored;
+        const char* now;
+        CalendarDay next;
+        std::int64_t days;
+    };
+    // Days of the zone begin at 16:00 UTC.
+    const CalendarDay last{2026, 1, 31};
+    for (const Case& entry : {Case{last, "2026-02-10T00:00:00Z", {2026, 2, 28}, 18},
+                              Case{last, "2026-02-28T15:59:59Z", {2026, 2, 28}, 0},
+                              Case{last, "2026-02-28T16:00:00Z", {2026, 3, 31}, 30},
+                              Case{{2030, 5, 5}, "2026-12-06T00:00:00Z", {2027, 1, 5}, 30}}) {
+        const Calendar calendar = shanghai(entry.now).calendar();
+        const Renewal renewal{entry.stored, calendar, at(entry.now)};
+        test.expect(
+            nextRenewalDay(renewal) == entry.next && wholeDaysUntilRenewal(renewal) == entry.days,
+            fmt::format("the renewal after {}", entry.now));
     }
     // The clocks go forward between the two days, which are 47 hours apart.
     const Calendar berlin(*TimeZone::named("Europe/Berlin"));
     const Date eve = at("2026-03-28T22:30:00Z");
-    test.expect(wholeDaysUntilRenewal({at("2026-01-30T12:00:00Z"), berlin, eve}) == 2 &&
-                    !nextRenewalDate({{}, berlin, eve}),
+    test.expect(wholeDaysUntilRenewal({CalendarDay{2026, 1, 30}, berlin, eve}) == 2 &&
+                    !nextRenewalDay({{}, berlin, eve}) &&
+                    !nextRenewalDay({CalendarDay{2026, 2, 30}, berlin, eve}),
                 "days are counted in the calendar");
 }
 
@@ -147,18 +153,23 @@ void checkStore(SelfTest& test) {
     UserDefaults defaults(directory.path(), "suite");
     test.expect(load(defaults, calendar) == PersonalUsagePreferences{},
                 "nothing stored, nothing set");
-    PersonalUsagePreferences preferences{.renewalDate = at("2026-09-04T20:00:00Z")};
+    PersonalUsagePreferences preferences;
     preferences.setDailyTokenGoal(INT64_MAX);
     preferences.setWeeklyTokenGoal(-5);
-    save({.preferences = preferences, .defaults = defaults, .calendar = calendar});
-    test.expect(load(defaults, calendar) ==
-                        PersonalUsagePreferences{.storedDailyTokenGoal = INT64_MAX,
-                                                 .renewalDate = at("2026-09-04T16:00:00Z")} &&
-                    defaults.string("Vantry.personalUsage.renewalDate") == "2026-09-04T16:00:00Z",
-                "targets come back, the date as the start of its day");
-    preferences.renewalDate.reset();
-    save({.preferences = preferences, .defaults = defaults, .calendar = calendar});
-    test.expect(!load(defaults, calendar).renewalDate, "a date that is no longer set is gone");
+    save(preferences, defaults);
+    defaults.setString("Vantry.personalUsage.renewalDate", "2026-09-04T16:00:00Z");
+    preferences.renewalDay = CalendarDay{2026, 9, 5};
+    for (const char* zone : {"Asia/Shanghai", "America/New_York"}) {
+        test.expect(
+            load(defaults, contextIn(zone).calendar()) == preferences,
+            std::string("an earlier version's instant is a day, once it is read, in ") + zone);
+    }
+    preferences.renewalDay = CalendarDay{2026, 10, 1};
+    test.expect(save(preferences, defaults) && load(defaults, calendar) == preferences,
+                "targets come back");
+    preferences.renewalDay.reset();
+    save(preferences, defaults);
+    test.expect(!load(defaults, calendar).renewalDay, "a day that is no longer set is gone");
     for (const char* damaged : {"", "12 ", "1e3", "9223372036854775808", "-7"}) {
         defaults.setString("Vantry.personalUsage.weeklyTokenGoal", damaged);
         test.expect(load(defaults, calendar).weeklyTokenGoal() == 0,

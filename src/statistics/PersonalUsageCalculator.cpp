@@ -2,9 +2,8 @@
 
 #include <algorithm>
 #include <chrono>
-#include <string>
 
-#include "platform/Iso8601.h"
+#include "statistics/DayKey.h"
 
 namespace vantry {
 
@@ -24,16 +23,7 @@ using std::chrono::year_month;
 
 std::optional<sys_days> dayOf(Date date, const Calendar& calendar) {
     const auto day = calendar.day(date);
-    if (!day) return std::nullopt;
-    return sys_days(std::chrono::year(day->year) / day->month / day->day);
-}
-
-std::optional<sys_days> dayOf(const std::string& dayKey) {
-    const auto midnight = iso8601Date(dayKey + "T00:00:00Z");
-    if (!midnight) return std::nullopt;
-    const auto seconds = static_cast<std::int64_t>(midnight->secondsSince1970());
-    return std::chrono::floor<std::chrono::days>(
-        std::chrono::sys_seconds(std::chrono::seconds(seconds)));
+    return day ? countedDay(*day) : std::nullopt;
 }
 
 sys_days mondayBefore(sys_days day) {
@@ -44,18 +34,20 @@ sys_days renewalIn(const year_month& month, std::chrono::day storedDay) {
     return month / std::min(storedDay, (month / std::chrono::last).day());
 }
 
-/// Days from today to the renewal.
-std::optional<int> daysLeft(const Renewal& renewal) {
+struct Span {
+    sys_days today;
+    sys_days renewal;  ///< today or later
+};
+std::optional<Span> untilRenewal(const Renewal& renewal) {
     const auto today = dayOf(renewal.now, renewal.calendar);
-    const auto stored =
-        renewal.renewalDate ? dayOf(*renewal.renewalDate, renewal.calendar) : std::nullopt;
+    const auto stored = renewal.renewalDay ? countedDay(*renewal.renewalDay) : std::nullopt;
     if (!today || !stored) return std::nullopt;
     const std::chrono::year_month_day date(*today);
     const year_month month = date.year() / date.month();
     const std::chrono::day storedDay = std::chrono::year_month_day(*stored).day();
     sys_days next = renewalIn(month, storedDay);
     if (next < *today) next = renewalIn(month + std::chrono::months(1), storedDay);
-    return static_cast<int>((next - *today).count());
+    return Span{.today = *today, .renewal = next};
 }
 
 }  // namespace
@@ -66,7 +58,8 @@ PersonalTokenTotals tokenTotals(const DailyBuckets& buckets) {
     if (!today) return totals;
     const sys_days monday = mondayBefore(*today);
     for (const DailyTokenBucket& bucket : buckets.from) {
-        const auto day = dayOf(bucket.id);
+        const auto key = dayOfKey(bucket.id);
+        const auto day = key ? countedDay(*key) : std::nullopt;
         if (!day) continue;
         if (*day == *today) totals.todayTokens = saturatingAdd(totals.todayTokens, bucket.tokens);
         if (*day >= monday && *day < monday + std::chrono::weeks(1)) {
@@ -98,15 +91,14 @@ std::optional<TokenGoalProgress> goalProgress(const GoalAmounts& amounts) {
     return TokenGoalProgress{.current = *amounts.current, .goal = amounts.goal};
 }
 
-std::optional<Date> nextRenewalDate(const Renewal& renewal) {
-    const auto days = daysLeft(renewal);
-    const auto date =
-        days ? renewal.calendar.addingDays(*days, renewal.now) : std::optional<Date>();
-    return date ? renewal.calendar.startOfDay(*date) : std::nullopt;
+std::optional<CalendarDay> nextRenewalDay(const Renewal& renewal) {
+    const auto span = untilRenewal(renewal);
+    return span ? std::optional(calendarDay(span->renewal)) : std::nullopt;
 }
 
 std::optional<std::int64_t> wholeDaysUntilRenewal(const Renewal& renewal) {
-    return daysLeft(renewal);
+    const auto span = untilRenewal(renewal);
+    return span ? std::optional<std::int64_t>((span->renewal - span->today).count()) : std::nullopt;
 }
 
 }  // namespace PersonalUsageCalculator

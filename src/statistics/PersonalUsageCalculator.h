@@ -70,13 +70,13 @@ struct GoalAmounts {
 std::optional<TokenGoalProgress> goalProgress(const GoalAmounts& amounts);
 
 struct Renewal {
-    std::optional<Date> renewalDate;  ///< as the user entered it
-    const Calendar& calendar;
+    std::optional<CalendarDay> renewalDay;  ///< as the user entered it, in no zone
+    const Calendar& calendar;               ///< says which day is today
     Date now;
 };
-/// The first instant of the next day of renewal, today included. It recurs every month on the
-/// entered day of the month, in a shorter month on the last one.
-std::optional<Date> nextRenewalDate(const Renewal& renewal);
+/// The next day of renewal, today included. It recurs every month on the entered day of the month,
+/// in a shorter month on the last one. Nothing without a day, or with one that is none.
+std::optional<CalendarDay> nextRenewalDay(const Renewal& renewal);
 
 /// Calendar days until then; 0 today.
 std::optional<std::int64_t> wholeDaysUntilRenewal(const Renewal& renewal);

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "platform/Iso8601.h"
+#include "statistics/DayKey.h"
 
 namespace vantry {
 
@@ -14,12 +15,6 @@ void PersonalUsagePreferences::setDailyTokenGoal(std::int64_t tokens) {
 
 void PersonalUsagePreferences::setWeeklyTokenGoal(std::int64_t tokens) {
     storedWeeklyTokenGoal = std::max<std::int64_t>(tokens, 0);
-}
-
-PersonalUsagePreferences PersonalUsagePreferences::normalized(const Calendar& calendar) const {
-    PersonalUsagePreferences result = *this;
-    if (renewalDate) result.renewalDate = calendar.startOfDay(*renewalDate);
-    return result;
 }
 
 namespace PersonalUsagePreferencesStore {
@@ -38,20 +33,30 @@ std::int64_t integer(const std::optional<std::string>& text) {
     return error == std::errc() && rest == end ? value : 0;
 }
 
+std::optional<CalendarDay> renewalDay(UserDefaults& defaults, const Calendar& calendar) {
+    const std::string text = defaults.string(renewalKey).value_or("");
+    if (const auto day = dayOfKey(text)) return day;
+    const auto instant = iso8601Date(text);
+    const auto day = instant ? calendar.day(*instant) : std::nullopt;
+    const auto key = day ? dayKeyOf(*day) : std::nullopt;
+    if (!key) return std::nullopt;
+    defaults.setString(renewalKey, *key);
+    return day;
+}
+
 }  // namespace
 
-PersonalUsagePreferences load(const UserDefaults& defaults, const Calendar& calendar) {
+PersonalUsagePreferences load(UserDefaults& defaults, const Calendar& calendar) {
     PersonalUsagePreferences preferences;
     preferences.setDailyTokenGoal(integer(defaults.string(dailyGoalKey)));
     preferences.setWeeklyTokenGoal(integer(defaults.string(weeklyGoalKey)));
-    preferences.renewalDate = iso8601Date(defaults.string(renewalKey).value_or(""));
-    return preferences.normalized(calendar);
+    preferences.renewalDay = renewalDay(defaults, calendar);
+    return preferences;
 }
 
-bool save(const Save& request) {
-    const PersonalUsagePreferences preferences = request.preferences.normalized(request.calendar);
-    const auto& date = preferences.renewalDate;
-    const auto renewal = date ? iso8601Text(*date) : std::nullopt;
+bool save(const PersonalUsagePreferences& preferences, UserDefaults& defaults) {
+    const auto& day = preferences.renewalDay;
+    const auto renewal = day ? dayKeyOf(*day) : std::nullopt;
     UserDefaults::Change change{
         .set = {{dailyGoalKey, std::to_string(preferences.dailyTokenGoal())},
                 {weeklyGoalKey, std::to_string(preferences.weeklyTokenGoal())}}};
@@ -60,7 +65,7 @@ bool save(const Save& request) {
     } else {
         change.remove.insert(renewalKey);
     }
-    return request.defaults.change(change);
+    return defaults.change(change);
 }
 
 bool reset(UserDefaults& defaults) {

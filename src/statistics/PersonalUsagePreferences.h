@@ -12,7 +12,8 @@ namespace vantry {
 struct PersonalUsagePreferences {
     std::int64_t storedDailyTokenGoal = 0;
     std::int64_t storedWeeklyTokenGoal = 0;
-    std::optional<Date> renewalDate;  ///< a day on which the plan was or will be renewed
+    /// A day on which the plan was or will be renewed: the same in every zone.
+    std::optional<CalendarDay> renewalDay;
 
     std::int64_t dailyTokenGoal() const { return storedDailyTokenGoal; }
     std::int64_t weeklyTokenGoal() const { return storedWeeklyTokenGoal; }
@@ -20,26 +21,21 @@ struct PersonalUsagePreferences {
     void setDailyTokenGoal(std::int64_t tokens);
     void setWeeklyTokenGoal(std::int64_t tokens);
 
-    /// With the first instant of the renewal's day; without one where the date has no day.
-    PersonalUsagePreferences normalized(const Calendar& calendar) const;
-
     friend bool operator==(const PersonalUsagePreferences&,
                            const PersonalUsagePreferences&) = default;
 };
 
-/// Where the targets are kept: goals as decimal texts, the date as an ISO 8601 text. Any thread.
+/// Where the targets are kept: goals as decimal texts, the day as "2026-09-05". Any thread.
 namespace PersonalUsagePreferencesStore {
 
-/// What is stored, normalized. A value that cannot be read counts as not set.
-PersonalUsagePreferences load(const UserDefaults& defaults, const Calendar& calendar);
+/// What is stored. A value that cannot be read counts as not set. Earlier versions kept the day as
+/// the instant at which it began in the zone of then: the day that the instant has in `calendar` is
+/// stored in its place at once, so that a later change of the zone does not move it.
+PersonalUsagePreferences load(UserDefaults& defaults, const Calendar& calendar);
 
-struct Save {
-    PersonalUsagePreferences preferences;  ///< normalized first
-    UserDefaults& defaults;
-    const Calendar& calendar;
-};
-/// All three values or none. False when they could not be written; the old ones then stand.
-bool save(const Save& request);
+/// All three values or none; a renewal day that is no day is stored as none. False when they could
+/// not be written; the old ones then stand.
+bool save(const PersonalUsagePreferences& preferences, UserDefaults& defaults);
 
 /// Back to nothing set; false as above.
 bool reset(UserDefaults& defaults);
