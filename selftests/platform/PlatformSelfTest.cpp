@@ -1,9 +1,12 @@
 #include <atomic>
+#include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <thread>
 
 #include "platform/AtomicFile.h"
 #include "platform/CodexFolders.h"
+#include "platform/FileDescriptor.h"
 #include "platform/Iso8601.h"
 #include "platform/JsonReader.h"
 #include "platform/RecordFields.h"
@@ -116,6 +119,23 @@ void checkFiles(SelfTest& test) {
     struct stat status {};
     ::stat(file.c_str(), &status);
     test.expect((status.st_mode & 0777) == 0600, "files are private");
+    const fs::path dead = directory.write("file.replacing-Dead00", "half");
+    const fs::path living = directory.write("file.replacing-Living", "half");
+    const FileDescriptor writer(::open(living.c_str(), O_RDONLY | O_CLOEXEC));
+    test.expect(::flock(writer.number(), LOCK_EX | LOCK_NB) == 0 &&
+                    !replaceFileAtomically(file, "two") && !fs::exists(dead) && fs::remove(living),
+                "what a killed writer left is removed, and nothing of a living one");
+    std::array<std::error_code, 2> errors;
+    std::array<std::thread, 2> writers;
+    for (std::size_t i = 0; i < writers.size(); ++i) {
+        writers[i] = std::thread([&error = errors[i], file] {
+            for (int count = 0; count < 100 && !error; ++count) {
+                error = replaceFileAtomically(file, "two");
+            }
+        });
+    }
+    for (std::thread& thread : writers) thread.join();
+    test.expect(!errors[0] && !errors[1], "nor do two living ones take each other's");
     fs::create_directory(directory.path() / "folder");
     test.expect(!!replaceFileAtomically(directory.path() / "folder", "x") &&
                     std::distance(fs::directory_iterator(directory.path()), {}) == 2,

@@ -15,6 +15,9 @@ namespace vantry {
 /// it, so that a reader, or a crash, sees the old file or the new one and never a part. On an
 /// error the old file stands and the temporary file is removed. The directory must exist.
 /// Any thread; two writers of one path leave the file of one of them.
+///
+/// A temporary file is called PATH.replacing-XXXXXX and is locked as long as its writer lives. What
+/// a writer left that was killed is removed by the next one of the same path.
 std::error_code replaceFileAtomically(const std::filesystem::path& path, std::string_view bytes,
                                       mode_t mode = 0600);
 
