@@ -244,10 +244,10 @@ TEST_F(Watch, TwoShareAHome) {
     for (RunningProgram* program : {&first, &second}) {
         EXPECT_TRUE(program->prints(figures())) << program->output();
     }
-    EXPECT_EQ(unfinishedFiles(), std::vector<fs::path>());
     EXPECT_EQ(first.output().substr(first.output().rfind("Codex  ")),
               second.output().substr(second.output().rfind("Codex  ")));
     EXPECT_TRUE(first.secondsToEnd(SIGTERM));
     expectPromptEnd(second, SIGTERM);
+    EXPECT_EQ(unfinishedFiles(), std::vector<fs::path>());
     expectRightDump();
 }

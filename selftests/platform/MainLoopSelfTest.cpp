@@ -1,7 +1,9 @@
+#include <chrono>
 #include <functional>
 #include <sys/eventfd.h>
 #include <thread>
 
+#include "platform/AtomicFile.h"
 #include "platform/HandCrankedMainLoop.h"
 #include "platform/PollMainLoop.h"
 #include "platform/UserDefaults.h"
@@ -187,6 +189,7 @@ void checkPreferences(SelfTest& test) {
     UserDefaults copy = defaults;
     copy.setStrings({{"a", "1"}, {"b", "2"}});
     defaults.setString("a", "1");
+    defaults.flush();
     directory.write("config/domain.json", R"({"a":"1","b":"2","c":3,"d":[4]})");
     test.expect(defaults.change({.set = {{"b", "3"}}, .remove = {"a", "b", "c"}}) &&
                     !defaults.string("a") && defaults.string("b") == "3",
@@ -195,6 +198,27 @@ void checkPreferences(SelfTest& test) {
     observation.reset();
     test.expect(defaults.setString("b", "4") && log == "ab abc ",
                 "observers hear of what is another now, until their end, saw " + log);
+    const auto stored = [&](const char* key) {
+        return UserDefaults(directory.path() / "config", "domain").string(key).value_or("");
+    };
+    defaults.flush();
+    FileDescriptor lock = lockBeside(directory.path() / "config" / "domain.json");
+    const auto begin = std::chrono::steady_clock::now();
+    const auto join = [](const auto& file, const std::string& own) { return own + *file; };
+    defaults.setString("a", "5");
+    copy.change({.set = {{"a", "6"}, {"b", "5"}}, .merge = {{"b", join}}});
+    test.expect(defaults.string("a") == "6" && defaults.string("b") == "5" && stored("b") == "4" &&
+                    std::chrono::steady_clock::now() - begin < std::chrono::milliseconds(500),
+                "a change waits for nobody, and is read back before it is on the disk");
+    test.expect(!defaults.flush(std::chrono::milliseconds(1)), "a flush waits no longer than told");
+    lock.close();
+    test.expect(
+        defaults.flush(std::chrono::seconds(10)) && stored("a") == "6" && stored("b") == "54",
+        "once the lock is free the last value is written, joined with what stands there");
+    std::optional<UserDefaults> last(std::in_place, directory.path() / "config", "domain");
+    last->setString("b", "7");
+    last.reset();
+    test.expect(stored("b") == "7", "what is queued is written before the end");
 }
 
 }  // namespace

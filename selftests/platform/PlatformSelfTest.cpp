@@ -144,6 +144,7 @@ void checkFiles(SelfTest& test) {
     UserDefaults defaults(directory.path() / "config", "domain");
     test.expect(!defaults.string("a") && defaults.setString("a", "1") &&
                     defaults.setString("b", "2") && defaults.string("a") == "1" &&
+                    defaults.flush() &&
                     UserDefaults(directory.path() / "config", "domain").string("b") == "2",
                 "preferences are kept");
     std::thread other([&] {
@@ -157,18 +158,18 @@ void checkFiles(SelfTest& test) {
         areAllThere = areAllThere && defaults.string("mine" + std::to_string(i)) &&
                       defaults.string("other" + std::to_string(i));
     }
-    test.expect(areAllThere, "two writers lose nothing of each other's");
+    test.expect(areAllThere && defaults.flush(), "two writers lose nothing of each other's");
     directory.write("config/domain.json", R"({"a":1,"keep":{"x":[1]}})");
-    test.expect(
-        !defaults.string("a") && defaults.setString("b", "3") && defaults.string("b") == "3",
-        "a value of another kind is absent");
+    test.expect(!defaults.string("a") && defaults.setString("b", "3") && defaults.flush() &&
+                    defaults.string("b") == "3",
+                "a value of another kind is absent");
     const std::string text = wholeFile(directory.path() / "config/domain.json");
     test.expect(JsonDocument::parse(text)->root()["keep"]["x"].size() == 1,
                 "and other values stay");
     directory.write("config/domain.json", "damaged");
-    test.expect(
-        !defaults.string("b") && defaults.setString("b", "4") && defaults.string("b") == "4",
-        "a damaged file counts as empty");
+    test.expect(!defaults.string("b") && defaults.setString("b", "4") && defaults.flush() &&
+                    defaults.string("b") == "4",
+                "a damaged file counts as empty");
 }
 
 void checkDirectories(SelfTest& test) {

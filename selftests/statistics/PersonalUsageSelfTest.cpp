@@ -165,8 +165,8 @@ void checkStore(SelfTest& test) {
             std::string("an earlier version's instant is a day, once it is read, in ") + zone);
     }
     preferences.renewalDay = CalendarDay{2026, 10, 1};
-    test.expect(save(preferences, defaults) && load(defaults, calendar) == preferences,
-                "targets come back");
+    save(preferences, defaults);
+    test.expect(load(defaults, calendar) == preferences, "targets come back");
     preferences.renewalDay.reset();
     save(preferences, defaults);
     test.expect(!load(defaults, calendar).renewalDay, "a day that is no longer set is gone");

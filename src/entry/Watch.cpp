@@ -111,7 +111,7 @@ class Watch {
           store_({.loop = loop_,
                   .runInBackground = [this](auto task) { work_.read(std::move(task)); },
                   .sources = UsageStoreSources::real(),
-                  .defaults = standardDefaults(),
+                  .defaults = defaults_,
                   .systemTimeZone = [] { return TimeZone::system(); },
                   .publishDesktopRecord =
                       [this](const auto& published, const auto& statistics, Date now) {
@@ -136,6 +136,7 @@ class Watch {
         loop_.run();
         store_.stop();
         screen_.close();
+        defaults_.flush(endingTime);
         if (!work_.end()) std::_Exit(EXIT_SUCCESS);
         return EXIT_SUCCESS;
     }
@@ -196,6 +197,7 @@ class Watch {
     WatchLines::Language language_ = WatchLines::language(processEnvironment);
     TimeZone zone_ = TimeZone::system();
     DesktopWidgetSnapshotPublisher publisher_;
+    UserDefaults defaults_ = standardDefaults();
     UsageStore store_;
 };
 

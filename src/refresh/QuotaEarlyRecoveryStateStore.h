@@ -21,8 +21,7 @@ class QuotaEarlyRecoveryStateStore {
     /// The empty state where nothing is stored that can be understood.
     State load() const;
 
-    /// False when the state cannot be encoded, or the preferences cannot be written; what was
-    /// stored then stands.
+    /// False when the state cannot be encoded; what was stored then stands. Read back at once.
     bool save(const State& state);
 
     /// The text that is stored; nothing for a state that could not be read back, such as one with

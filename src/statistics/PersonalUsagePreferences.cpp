@@ -54,7 +54,7 @@ PersonalUsagePreferences load(UserDefaults& defaults, const Calendar& calendar) 
     return preferences;
 }
 
-bool save(const PersonalUsagePreferences& preferences, UserDefaults& defaults) {
+void save(const PersonalUsagePreferences& preferences, UserDefaults& defaults) {
     const auto& day = preferences.renewalDay;
     const auto renewal = day ? dayKeyOf(*day) : std::nullopt;
     UserDefaults::Change change{
@@ -65,11 +65,11 @@ bool save(const PersonalUsagePreferences& preferences, UserDefaults& defaults) {
     } else {
         change.remove.insert(renewalKey);
     }
-    return defaults.change(change);
+    defaults.change(change);
 }
 
-bool reset(UserDefaults& defaults) {
-    return defaults.change({.remove = {dailyGoalKey, weeklyGoalKey, renewalKey}});
+void reset(UserDefaults& defaults) {
+    defaults.change({.remove = {dailyGoalKey, weeklyGoalKey, renewalKey}});
 }
 
 }  // namespace PersonalUsagePreferencesStore

@@ -33,12 +33,11 @@ namespace PersonalUsagePreferencesStore {
 /// stored in its place at once, so that a later change of the zone does not move it.
 PersonalUsagePreferences load(UserDefaults& defaults, const Calendar& calendar);
 
-/// All three values or none; a renewal day that is no day is stored as none. False when they could
-/// not be written; the old ones then stand.
-bool save(const PersonalUsagePreferences& preferences, UserDefaults& defaults);
+/// All three values or none, read back at once; a renewal day that is no day is stored as none.
+void save(const PersonalUsagePreferences& preferences, UserDefaults& defaults);
 
-/// Back to nothing set; false as above.
-bool reset(UserDefaults& defaults);
+/// Back to nothing set.
+void reset(UserDefaults& defaults);
 
 }  // namespace PersonalUsagePreferencesStore
 

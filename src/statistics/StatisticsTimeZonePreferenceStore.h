@@ -11,7 +11,7 @@ namespace vantry::StatisticsTimeZonePreferenceStore {
 /// is written back at once, both keys together.
 StatisticsTimeZonePreference load(UserDefaults& defaults, const TimeZone& system);
 
-/// Repairs against the machine's zone, then stores. A failed write leaves the old value.
+/// Repairs against the machine's zone, then stores; read back at once.
 void save(const StatisticsTimeZonePreference& preference, UserDefaults& defaults);
 
 }  // namespace vantry::StatisticsTimeZonePreferenceStore
