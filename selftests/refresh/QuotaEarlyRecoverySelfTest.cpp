@@ -26,11 +26,12 @@ struct Read {
     double lag = 0;  ///< from the capture to the processing
     bool isFresh = true;
     bool isPartial = false;
+    const char* account = "A";
 };
 
 /// "60:100" is a read of 100 % after 60 seconds. Behind it can stand: #1 and ?, its reset credits;
 /// @900, the time of its reset; >20, how late it is processed; + for Plus, x for an unknown plan;
-/// s for a stale read, p for a partial one.
+/// s for a stale read, p for a partial one; b for another account, n for one that is not known.
 Read readIn(const std::string& text) {
     std::istringstream in(text);
     Read read{};
@@ -44,13 +45,16 @@ Read readIn(const std::string& text) {
         if (mark == 'x') read.plan = "team";
         if (mark == 's') read.isFresh = false;
         if (mark == 'p') read.isPartial = true;
+        if (mark == 'b') read.account = "B";
+        if (mark == 'n') read.account = "";
     }
     return read;
 }
 
 QuotaEarlyRecoveryRead readOf(const Read& read) {
     const bool isPlus = std::string_view(read.plan) == "plus";
-    return {.planType = read.plan,
+    return {.accountIdentity = read.account,
+            .planType = read.plan,
             .window = RateWindow{.usedPercent = 100 - read.remaining,
                                  .windowDurationMins = isPlus != read.isPartial ? 300 : 10'080,
                                  .resetsAt = start + read.resetsAt},
@@ -128,6 +132,13 @@ void checkSequences(SelfTest& test) {
         {"no count at the confirmation", "0:50 60:100 75:100?", "-c-"},
         {"plans are not compared", "0:50+ 60:100 75:100", "---"},
         {"an unknown plan ends everything", "0:50 30:50x 60:100", "---"},
+        {"accounts are not compared", "0:50 60:100b 75:100b", "---"},
+        {"nor do they confirm each other's", "0:50 60:100 75:100b 90:100b", "-c--"},
+        {"nor does a credit of one explain the other's jump", "0:50 9:50#1 20:50b 30:100b", "---c"},
+        {"an account that is not known is not compared", "0:50n 60:100n 75:100 80:100", "----"},
+        {"and ends a candidate", "0:50 60:100 75:100n 90:100", "-c-c"},
+        {"each account has its own key, which is kept",
+         "0:50 60:100 75:100 90:50b 100:100b 115:100b 130:50 140:100", "-c!-c!--"},
         {"a reset as far as a window and its grace", "0:50+@19800 60:100+", "-c"},
         {"and no further", "0:50+@19801 60:100+", "--"},
         {"a clock that was set back", "400:50 60:50 120:100", "--c"},
@@ -205,6 +216,13 @@ void checkStore(SelfTest& test) {
                     decoded.baseline->capturedAt == Date(1'678'307'200.5) &&
                     Store::encoded({}) == "{}",
                 "dates count from 2001, and what is absent is left out");
+    QuotaEarlyRecoveryDetector older;
+    outcome("0:50 60:100 75:100 90:50", older);
+    older.state.accountIdentity.reset();
+    older.state.lastNotification->accountIdentity.reset();
+    restart(older);
+    test.expect(outcome("99:100 110:50 120:100", older) == "---",
+                "an older state is compared with nothing, and what it notified may be anybody's");
     for (const char* text : {"", "[]", R"({"pending":{}})", R"({"lastNotification":7})"}) {
         test.expect(Store::decoded(text) == Store::State{}, "a damaged state is an empty one");
     }

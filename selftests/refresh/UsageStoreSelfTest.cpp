@@ -315,6 +315,17 @@ void checkEarlyRecovery(SelfTest& test) {
     world.settle();
     world.pass(60);
     test.expect(events.size() == 1, "and is no recovery");
+    world.used = 60;
+    world.pass(300);
+    store.reset();
+    world.account = "C";
+    world.used = 0;
+    store = world.store();
+    const auto later =
+        store->observeQuotaEarlyRecovery([&](const auto& event) { events.push_back(event); });
+    store->start();
+    world.pass(60);
+    test.expect(events.size() == 1, "nor is one that changed while the program was away");
 }
 
 void checkZones(SelfTest& test) {

@@ -42,6 +42,11 @@ std::optional<Observation> observationOf(const QuotaEarlyRecoveryRead& read) {
 
 Decision QuotaEarlyRecoveryDetector::observe(const QuotaEarlyRecoveryRead& read) {
     discardImplausibleStoredState(read.now);
+    if (!read.accountIdentity || read.accountIdentity->empty()) {
+        state.pending.reset();
+        return none;
+    }
+    turnTo(*read.accountIdentity);
     if (!expectedWindowDurationMinutes(read.planType)) {
         state.baseline.reset();
         state.pending.reset();
@@ -57,6 +62,14 @@ Decision QuotaEarlyRecoveryDetector::observe(const QuotaEarlyRecoveryRead& read)
     if (evidence && !haveSameWindow(*evidence, *observation)) evidence.reset();
     return state.pending ? resolvePending(*observation, read.now)
                          : compareWithBaseline(*observation, read.now);
+}
+
+void QuotaEarlyRecoveryDetector::turnTo(const std::string& accountIdentity) {
+    if (state.accountIdentity == accountIdentity) return;
+    state.accountIdentity = accountIdentity;
+    state.baseline.reset();
+    state.pending.reset();
+    state.manualResetEvidence.reset();
 }
 
 std::optional<double> QuotaEarlyRecoveryDetector::remainingConfirmationDelay(Date at) const {
@@ -126,7 +139,8 @@ Decision QuotaEarlyRecoveryDetector::resolvePending(const Observation& observati
     rememberNotification(state,
                          {.planType = observation.planType,
                           .windowDurationMins = observation.windowDurationMins,
-                          .originalResetsAt = previous.resetsAt},
+                          .originalResetsAt = previous.resetsAt,
+                          .accountIdentity = state.accountIdentity},
                          now);
     return QuotaEarlyRecoveryEvent{
         .windowKind = observation.windowDurationMins == fiveHourWindowDurationMinutes

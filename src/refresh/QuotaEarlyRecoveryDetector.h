@@ -36,6 +36,7 @@ using QuotaEarlyRecoveryDecision =
 
 /// What one read of the quota says.
 struct QuotaEarlyRecoveryRead {
+    std::optional<std::string> accountIdentity;  ///< a hash; nothing or empty: not known
     std::optional<std::string> planType;
     std::optional<RateWindow> window;          ///< the one that the plan is judged by
     std::optional<std::int64_t> resetCredits;  ///< a negative count is not known
@@ -46,6 +47,7 @@ struct QuotaEarlyRecoveryRead {
 
 /// Notices from two reads, and a third that confirms them, that the quota returned to full before
 /// its scheduled reset. Tells the user once for every original reset, and is silent in any doubt.
+/// Only reads that are known to be of one account are compared.
 ///
 /// A value with its whole memory in `state`: one that was stored and loaded goes on where it was.
 /// One thread at a time.
@@ -57,12 +59,17 @@ struct QuotaEarlyRecoveryRead {
 ///   pending       too early                         stays
 ///                 confirmed                         notified, baseline moves
 ///                 not confirmed                     baseline moves
-///   either        stale, failed or partial          baseline stays, pending ends
-///   any           an unknown plan                   all ends but what was notified
+///   either        stale, failed or partial, or of   baseline stays, pending ends
+///                 an account that is not known
+///   any           an unknown plan, another account  all ends but what was notified
 struct QuotaEarlyRecoveryDetector {
     QuotaEarlyRecovery::PersistentState state;
 
     QuotaEarlyRecoveryDecision observe(const QuotaEarlyRecoveryRead& read);
+
+    /// Gives up what is known of any other account, but for what was notified. observe() does so
+    /// too; this is for who hears of an account before its quota.
+    void turnTo(const std::string& accountIdentity);
 
     /// Seconds until a confirmation may be read, at least 0.1; nothing while none is awaited.
     std::optional<double> remainingConfirmationDelay(Date at) const;

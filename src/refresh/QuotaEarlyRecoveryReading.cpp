@@ -27,7 +27,8 @@ QuotaEarlyRecoveryRead quotaEarlyRecoveryRead(const QuotaEarlyRecoverySources& s
     const bool isShown = window && window == windowOf(sources.merged.snapshot, duration) &&
                          raw.quotaCapturedAt == sources.merged.quotaCapturedAt;
     const auto& credits = raw.snapshot.credits;
-    return {.planType = sources.resolvedPlanType,
+    return {.accountIdentity = raw.snapshot.accountIdentity,
+            .planType = sources.resolvedPlanType,
             .window = window,
             .resetCredits = credits ? credits->resetCredits : std::nullopt,
             .capturedAt = raw.quotaCapturedAt.value_or(raw.snapshot.refreshedAt),

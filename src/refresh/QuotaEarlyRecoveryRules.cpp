@@ -74,8 +74,9 @@ bool explains(const ManualResetEvidence& evidence, const Observation& observatio
 }
 
 bool wasAlreadyNotified(const PersistentState& state, const Step& step) {
-    const auto tells = [](const NotificationKey& key, const Observation& observation) {
-        return haveSameWindow(key, observation) &&
+    const auto tells = [&](const NotificationKey& key, const Observation& observation) {
+        return (!key.accountIdentity || key.accountIdentity == state.accountIdentity) &&
+               haveSameWindow(key, observation) &&
                isSameReset(key.originalResetsAt, observation.resetsAt);
     };
     if (state.lastNotification && (tells(*state.lastNotification, step.current) ||

@@ -58,7 +58,8 @@ std::optional<ManualResetEvidence> manualResetEvidence(const Step& step);
 bool explains(const ManualResetEvidence& evidence, const Observation& observation);
 
 /// Whether the user knows already: the last notification was about the reset that `current` names,
-/// or any remembered one about the reset that `previous` waited for.
+/// or any remembered one about the reset that `previous` waited for. One about another account's
+/// reset does not count.
 bool wasAlreadyNotified(const PersistentState& state, const Step& step);
 
 /// Makes `key` the last notification, and keeps of those before it what can still matter.

@@ -36,6 +36,8 @@ struct NotificationKey {
     std::string planType;
     std::int64_t windowDurationMins = 0;
     Date originalResetsAt;
+    /// Whose reset it was; absent in what earlier versions stored, and may then be anybody's.
+    std::optional<std::string> accountIdentity;
 
     friend bool operator==(const NotificationKey&, const NotificationKey&) = default;
 };
@@ -52,13 +54,16 @@ struct ManualResetEvidence {
 };
 
 struct PersistentState {
+    /// The account, as a hash, that baseline, pending and evidence are of; absent in what earlier
+    /// versions stored, which is compared with nothing.
+    std::optional<std::string> accountIdentity;
     std::optional<Observation> baseline;
     std::optional<PendingConfirmation> pending;
-    std::optional<NotificationKey> lastNotification;
+    std::optional<NotificationKey> lastNotification;  ///< of any account
     std::optional<ManualResetEvidence> manualResetEvidence;
     /// Keys before the last one whose resets still lie ahead. A service that answers with an older
-    /// window again, or a plan that is switched back, could otherwise tell the user twice. Absent
-    /// unless there are any.
+    /// window again, or a plan or an account that is switched back, could otherwise tell the user
+    /// twice. Absent unless there are any.
     std::optional<std::vector<NotificationKey>> earlierNotifications;
 
     friend bool operator==(const PersistentState&, const PersistentState&) = default;
@@ -92,7 +97,8 @@ struct RecordFields<QuotaEarlyRecovery::NotificationKey> {
     using Record = QuotaEarlyRecovery::NotificationKey;
     static constexpr std::tuple list{field("planType", &Record::planType),
                                      field("windowDurationMins", &Record::windowDurationMins),
-                                     field("originalResetsAt", &Record::originalResetsAt)};
+                                     field("originalResetsAt", &Record::originalResetsAt),
+                                     field("accountIdentity", &Record::accountIdentity)};
 };
 
 template <>
@@ -108,7 +114,8 @@ struct RecordFields<QuotaEarlyRecovery::ManualResetEvidence> {
 template <>
 struct RecordFields<QuotaEarlyRecovery::PersistentState> {
     using Record = QuotaEarlyRecovery::PersistentState;
-    static constexpr std::tuple list{field("baseline", &Record::baseline),
+    static constexpr std::tuple list{field("accountIdentity", &Record::accountIdentity),
+                                     field("baseline", &Record::baseline),
                                      field("pending", &Record::pending),
                                      field("lastNotification", &Record::lastNotification),
                                      field("manualResetEvidence", &Record::manualResetEvidence),

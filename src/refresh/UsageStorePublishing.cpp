@@ -172,19 +172,11 @@ void UsageStore::invalidateAccountBoundState(const std::optional<std::string>& a
     statisticsSnapshotCache_.clear();
     lastCompleteLocalSourceFingerprint_.reset();
     lastFastLocalSourceFingerprint_.reset();
-    // Nothing contradicts what the detector was restored with before anything was read.
-    if (codex() == nullptr) return;
-    // After a read that could not tell the account this may be the same one: what was announced is
-    // not announced again.
-    const bool mayBeTheSame = !accountIdentityOf(codex());
-    const QuotaEarlyRecovery::PersistentState& known = quotaEarlyRecoveryDetector_.state;
-    QuotaEarlyRecovery::PersistentState kept;
-    if (mayBeTheSame) {
-        kept.lastNotification = known.lastNotification;
-        kept.earlierNotifications = known.earlierNotifications;
+    // It knows itself whose state it was restored with, and what was announced to whom.
+    quotaEarlyRecoveryDetector_.turnTo(*accountIdentity);
+    if (!quotaEarlyRecoveryDetector_.hasPendingConfirmation()) {
+        quotaEarlyRecoveryConfirmationTimer_.reset();
     }
-    quotaEarlyRecoveryDetector_ = {.state = std::move(kept)};
-    quotaEarlyRecoveryConfirmationTimer_.reset();
 }
 
 void UsageStore::changed() {
