@@ -197,16 +197,16 @@ void checkAnswers(SelfTest& test) {
 
 void checkStore(SelfTest& test) {
     const TemporaryDirectory directory("vantry-early-recovery-");
-    const UserDefaults defaults(directory.path(), "test");
+    UserDefaults defaults(directory.path(), "test");
     Store store(defaults);
     QuotaEarlyRecoveryDetector detector;
     outcome("0:50 60:100 75:100 90:50#1", detector);
-    test.expect(detector.state.manualResetEvidence && store.save(detector.state) &&
+    test.expect(detector.state.manualResetEvidence && store.save(detector.state, start) &&
                     Store(defaults).load() == detector.state,
                 "the state outlives the program");
     auto broken = detector.state;
     broken.baseline->resetsAt = Date(NAN);
-    test.expect(!store.save(broken) && store.load() == detector.state,
+    test.expect(!store.save(broken, start) && store.load() == detector.state,
                 "what cannot be read back is not stored");
     const std::string old =
         R"({"baseline":{"planType":"pro","windowDurationMins":10080,"remainingPercent":50,)"
@@ -223,6 +223,21 @@ void checkStore(SelfTest& test) {
     restart(older);
     test.expect(outcome("99:100 110:50 120:100", older) == "---",
                 "an older state is compared with nothing, and what it notified may be anybody's");
+    // Two programs at once have a queue each, and meet in the file.
+    UserDefaults theirs(directory.path(), "test");
+    QuotaEarlyRecoveryDetector other;
+    outcome("0:50+ 60:100+ 75:100+", other);
+    Store(theirs).save(other.state, start);
+    theirs.flush();
+    auto later = detector.state;
+    later.baseline.reset();
+    test.expect(store.save(later, start) && defaults.flush(), "a program stores what it knows");
+    const auto both = Store(theirs).load();
+    test.expect(both.lastNotification == later.lastNotification && both.earlierNotifications &&
+                    both.earlierNotifications->front() == other.state.lastNotification,
+                "and what another one announced is not lost");
+    QuotaEarlyRecovery::adoptNotifications(later, both, start + 14'461);
+    test.expect(!later.earlierNotifications, "until its reset has passed");
     for (const char* text : {"", "[]", R"({"pending":{}})", R"({"lastNotification":7})"}) {
         test.expect(Store::decoded(text) == Store::State{}, "a damaged state is an empty one");
     }

@@ -25,10 +25,8 @@ void ask(UsageStore& store, PendingRefreshWork lane, bool queue) {
 /// Nothing comes of a store after its stop, whatever was under way.
 void checkStop(SelfTest& test) {
     for (const auto running : lanes) {
-        World world("2026-05-01T12:00:00Z");
-        auto store = world.store();
-        store->start();
-        world.settle();
+        World world;
+        auto store = world.startedStore();
         store->updateStatisticsTimeZone(fixedZone("Asia/Tokyo"));
         world.settle();
         ++world.revision;
@@ -71,7 +69,7 @@ void checkQueue(SelfTest& test) {
     for (const auto& [running, fates] : cases) {
         for (const auto asking : lanes) {
             const char fate = fates[static_cast<std::size_t>(asking)];
-            World world("2026-05-01T12:00:00Z");
+            World world;
             const auto store = world.store();
             ask(*store, running, true);
             test.expect(world.background.empty(), "nothing is read before the start");
@@ -84,8 +82,7 @@ void checkQueue(SelfTest& test) {
             if (fate != '-') expected.add(asking);
             test.expect(store->pendingRefreshes() == expected && world.background.size() == 1,
                         "a busy store queues each lane once");
-            world.read();
-            world.loop.runPosted();
+            world.land();
             test.expect(store->pendingRefreshes() == PendingRefreshes{} &&
                             world.background.size() == (fate == 'w' ? 1U : 0U),
                         "and the end of the read starts it");
@@ -94,7 +91,7 @@ void checkQueue(SelfTest& test) {
 }
 
 void checkTimers(SelfTest& test) {
-    World world("2026-05-01T12:00:00Z");
+    World world;
     const auto store = world.store();
     store->updateStatisticsTimeZone(fixedZone("Europe/London"));
     test.expect(!store->state().isSwitchingStatisticsTimeZone,
@@ -125,8 +122,7 @@ void checkTimers(SelfTest& test) {
     store->refreshLocalUsage({});
     store->refreshQuota({.queueIfBusy = true});
     store->refresh({.queueIfBusy = true});
-    world.read();
-    world.loop.runPosted();
+    world.land();
     test.expect(store->pendingRefreshes() == PendingRefreshes{}, "a full read reads the quota too");
     world.settle();
     test.expect(world.records > 0, "the desktop hears of it");
@@ -162,11 +158,9 @@ void checkSlowFingerprint(SelfTest& test) {
 }
 
 void checkRetries(SelfTest& test) {
-    World world("2026-05-01T12:00:00Z");
-    const auto store = world.store();
+    World world;
     world.appServer = AppServerReadState::failed;
-    store->start();
-    world.settle();
+    const auto store = world.startedStore();
     const auto readsAfter = [&](double seconds) {
         world.pass(seconds);
         return world.quotaReads;
@@ -281,21 +275,19 @@ void checkClockSetBack(SelfTest& test) {
 }
 
 void checkEarlyRecovery(SelfTest& test) {
-    World world("2026-05-01T12:00:00Z");
-    auto store = world.store();
+    World world;
     world.used = 60;
-    store->start();
-    world.settle();
+    auto store = world.startedStore();
     world.used = 0;
     world.pass(300);
     store.reset();  // the program is started anew while a confirmation is awaited
     world.loop.advance(5);
-    store = world.store();
+    store = world.startedStore();
     std::vector<QuotaEarlyRecoveryEvent> events;
-    const auto subscription =
-        store->observeQuotaEarlyRecovery([&](const auto& event) { events.push_back(event); });
-    store->start();
-    world.settle();
+    const auto listenTo = [&](UsageStore& told) {
+        return told.observeQuotaEarlyRecovery([&](const auto& event) { events.push_back(event); });
+    };
+    auto subscription = listenTo(*store);
     const int reads = world.quotaReads;
     world.pass(9);
     test.expect(world.quotaReads == reads && events.empty(), "the confirmation waits its time");
@@ -308,11 +300,9 @@ void checkEarlyRecovery(SelfTest& test) {
     world.account = "B";
     world.used = 0;
     store->refreshQuota({});
-    world.read();
-    world.loop.runPosted();
+    world.land();
     test.expect(world.background.size() == 1 && store->state().isRefreshing,
                 "another account pulls a full read behind the quota");
-    world.settle();
     world.pass(60);
     test.expect(events.size() == 1, "and is no recovery");
     world.used = 60;
@@ -320,20 +310,24 @@ void checkEarlyRecovery(SelfTest& test) {
     store.reset();
     world.account = "C";
     world.used = 0;
-    store = world.store();
-    const auto later =
-        store->observeQuotaEarlyRecovery([&](const auto& event) { events.push_back(event); });
-    store->start();
+    store = world.startedStore();
+    subscription = listenTo(*store);
     world.pass(60);
     test.expect(events.size() == 1, "nor is one that changed while the program was away");
+
+    world.used = 60;
+    store->refreshQuota({});
+    const auto other = world.startedStore();
+    const auto otherSubscription = listenTo(*other);
+    world.used = 0;
+    world.pass(330);
+    test.expect(events.size() == 2, "of two programs at once one announces a recovery");
 }
 
 void checkZones(SelfTest& test) {
-    World world("2026-05-01T12:00:00Z");
-    const auto store = world.store();
+    World world;
+    const auto store = world.startedStore();
     const auto message = [&] { return store->state().statisticsTransitionMessage.value_or(""); };
-    store->start();
-    world.settle();
     store->updateStatisticsTimeZone(fixedZone("Asia/Tokyo"));
     test.expect(
         message() == "正在切换到 Asia/Tokyo…" && store->state().isSwitchingStatisticsTimeZone,
@@ -365,16 +359,14 @@ void checkZones(SelfTest& test) {
     store->refresh({});
     store->updateStatisticsTimeZone(fixedZone("Asia/Tokyo"));
     store->updateStatisticsTimeZone({.selection = StatisticsTimeZoneSelection::system});
-    world.read();
-    world.loop.runPosted();
+    world.land();
     test.expect(todayOf(*store) == earlier && quotaNumber(*store) == earlierQuota,
                 "a read from before a switch is dropped, also back home");
     world.settle();
     // The read that runs is of the zone before, and so is the one that the machine leaves.
     store->refresh({});
     store->updateStatisticsTimeZone(fixedZone("Asia/Kolkata"));
-    world.read();
-    world.loop.runPosted();
+    world.land();
     test.expect(store->state().isSwitchingStatisticsTimeZone && world.background.size() == 1,
                 "an old result ends no switch");
     world.settle();
@@ -383,8 +375,7 @@ void checkZones(SelfTest& test) {
     store->refreshLocalUsage({});
     ++world.revision;
     world.systemZone = "Europe/London";
-    world.read();
-    world.loop.runPosted();
+    world.land();
     test.expect(world.background.size() == 1 && store->state().isRefreshing,
                 "a read of the zone that the machine left makes room for a full one");
     world.settle();
@@ -400,10 +391,8 @@ void checkZones(SelfTest& test) {
 /// Midnight is that of the zone that was switched to, and comes each day.
 void checkMidnights(SelfTest& test) {
     for (const bool follows : {false, true}) {
-        World world("2026-05-01T12:00:00Z");
-        const auto store = world.store();
-        store->start();
-        world.settle();
+        World world;
+        const auto store = world.startedStore();
         if (follows) {
             world.systemZone = "Asia/Tokyo";
             store->systemTimeZoneDidChange();
@@ -423,9 +412,7 @@ void checkMidnights(SelfTest& test) {
 
 void checkMidnight(SelfTest& test) {
     World world("2026-03-09T03:59:00Z");  // New York is at 23:59 of a day of 23 hours
-    const auto store = world.store();
-    store->start();
-    world.settle();
+    const auto store = world.startedStore();
     world.pass(50);
     world.local = Local::failed;
     ++world.revision;
@@ -441,8 +428,7 @@ void checkMidnight(SelfTest& test) {
                     shown.localUsageReadStatus == Status::staleFallback &&
                     shown.localUsageCapturedAt == world.readTimes.at(1) && shown.taskBoard,
                 "at midnight what belonged to the day is not known any more");
-    world.read();
-    world.loop.runPosted();
+    world.land();
     test.expect(localOf(*store) != nullptr && !todayOf(*store) && store->state().isRefreshing,
                 "a read that crossed midnight is read again");
     world.settle();
@@ -502,17 +488,14 @@ void checkCache(SelfTest& test) {
         {"other days", [](auto& r) { r.snapshot.cloudDailyBuckets->clear(); }, 0, false},
         {"stale days", [](auto& r) { r.snapshot.cloudDailyUsageIsStale = true; }, 0, false},
     };
-    for (const auto& [what, change, later, isGood] : cases) {
+    for (const auto& [what, change, later, isValid] : cases) {
         StatisticsSnapshotCache cache;
         cache.store(batchOf("GMT"), now);
         RuntimeUsageSnapshot published = codex;
         change(published);
-        const bool isValid =
-            cache
-                .validSnapshot(
-                    {.resolvedIdentifier = "GMT", .published = &published, .now = now + later})
-                .has_value();
-        test.expect(isValid == isGood && cache.contains("GMT") == isGood, what);
+        const auto valid = cache.validSnapshot(
+            {.resolvedIdentifier = "GMT", .published = &published, .now = now + later});
+        test.expect(valid.has_value() == isValid && cache.contains("GMT") == isValid, what);
     }
     StatisticsSnapshotCache cache;
     const Date evening = at("2026-05-01T23:59:59Z");

@@ -20,9 +20,10 @@ enum class Local { complete, partial, failed };
 /// A machine with sources that do as they are told, a clock, and a queue that is run by hand. Every
 /// figure of a read is its number, and so can be traced to it.
 struct World {
-    explicit World(const char* start) : loop(at(start)) {}
+    explicit World(const char* start = "2026-05-01T12:00:00Z") : loop(at(start)) {}
 
     TemporaryDirectory directory{"vantry-usage-store-"};
+    UserDefaults defaults{directory.path(), "preferences"};
     HandCrankedMainLoop loop;
     std::deque<std::function<void()>> background;
     std::string systemZone = "America/New_York";
@@ -42,9 +43,16 @@ struct World {
             .loop = loop,
             .runInBackground = [this](auto task) { background.push_back(std::move(task)); },
             .sources = sources(),
-            .defaults = UserDefaults(directory.path(), "preferences"),
+            .defaults = defaults,
             .systemTimeZone = [this] { return *TimeZone::named(systemZone); },
             .publishDesktopRecord = [this](const auto&, const auto&, Date) { ++records; }});
+    }
+
+    std::unique_ptr<UsageStore> startedStore() {
+        auto made = store();
+        made->start();
+        settle();
+        return made;
     }
 
     /// Runs the read that waits; what it posts stays posted.
@@ -54,13 +62,15 @@ struct World {
         background.pop_front();
         task();
     }
+    /// Lets the read that waits land, and none that follows.
+    void land() {
+        read();
+        loop.runPosted();
+    }
     /// Lets every read that waits, and every one that follows, land.
     void settle() {
         loop.runPosted();
-        while (!background.empty()) {
-            read();
-            loop.runPosted();
-        }
+        while (!background.empty()) land();
     }
     void pass(double seconds) {
         for (double end = seconds; end > 0; end -= 1) {
@@ -148,9 +158,9 @@ struct World {
                     return localUsage(context);
                 },
             .taskBoard = [this](const RuntimeLoadContext& context) { return board(context); }});
-        const auto noFilter = [](const char*) { return std::optional<std::string>(); };
+
         const auto reader = std::make_shared<MultiRuntimeUsageReader>(RuntimeProviderRegistry(
-            RuntimeProviderRegistry::Providers{provider}, Environment(noFilter)));
+            RuntimeProviderRegistry::Providers{provider}, environmentOf({})));
         return {
             .liveContext =
                 [this](Date now, const StatisticsTimeZonePreference& preference) {

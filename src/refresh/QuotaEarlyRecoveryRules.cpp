@@ -15,6 +15,27 @@ double longestReach(const Observation& observation) {
            storedObservationGraceInterval;
 }
 
+/// Every one that is remembered, the last one last.
+std::vector<NotificationKey> notificationsOf(const PersistentState& state) {
+    auto all = state.earlierNotifications.value_or(std::vector<NotificationKey>());
+    if (state.lastNotification) all.push_back(*state.lastNotification);
+    return all;
+}
+
+void setNotifications(PersistentState& state, std::vector<NotificationKey> all) {
+    state.lastNotification.reset();
+    state.earlierNotifications.reset();
+    if (all.empty()) return;
+    state.lastNotification = std::move(all.back());
+    all.pop_back();
+    if (!all.empty()) state.earlierNotifications = std::move(all);
+}
+
+// A reset that has passed, wavering included, is never notified again.
+bool hasPassed(const NotificationKey& key, Date now) {
+    return key.originalResetsAt + unchangedResetInterval < now;
+}
+
 bool hasExpectedWindow(const auto& value) {
     return expectedWindowDurationMinutes(value.planType) == value.windowDurationMins;
 }
@@ -79,26 +100,27 @@ bool wasAlreadyNotified(const PersistentState& state, const Step& step) {
                haveSameWindow(key, observation) &&
                isSameReset(key.originalResetsAt, observation.resetsAt);
     };
-    if (state.lastNotification && (tells(*state.lastNotification, step.current) ||
-                                   tells(*state.lastNotification, step.previous))) {
-        return true;
-    }
-    return state.earlierNotifications &&
-           std::ranges::any_of(*state.earlierNotifications, [&](const NotificationKey& key) {
-               return tells(key, step.previous);
-           });
+    return std::ranges::any_of(notificationsOf(state), [&](const NotificationKey& key) {
+        return tells(key, step.current) || tells(key, step.previous);
+    });
 }
 
 void rememberNotification(PersistentState& state, const NotificationKey& key, Date now) {
-    auto earlier = std::move(state.earlierNotifications).value_or(std::vector<NotificationKey>());
-    if (state.lastNotification) earlier.push_back(*std::move(state.lastNotification));
-    // A reset that has passed, wavering included, is never notified again.
-    std::erase_if(earlier, [&](const NotificationKey& known) {
-        return known.originalResetsAt + unchangedResetInterval < now;
+    auto known = notificationsOf(state);
+    std::erase_if(known, [&](const NotificationKey& earlier) { return hasPassed(earlier, now); });
+    known.push_back(key);
+    setNotifications(state, std::move(known));
+}
+
+void adoptNotifications(PersistentState& state, const PersistentState& stored, Date now) {
+    auto known = notificationsOf(state);
+    std::vector<NotificationKey> others = notificationsOf(stored);
+    std::erase_if(others, [&](const NotificationKey& key) {
+        return hasPassed(key, now) || std::ranges::find(known, key) != known.end();
     });
-    state.lastNotification = key;
-    state.earlierNotifications.reset();
-    if (!earlier.empty()) state.earlierNotifications = std::move(earlier);
+    // In front: the last one stays this program's own.
+    known.insert(known.begin(), others.begin(), others.end());
+    setNotifications(state, std::move(known));
 }
 
 bool isPlausibleStoredObservation(const Observation& observation, Date now) {

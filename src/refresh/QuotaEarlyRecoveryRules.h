@@ -57,13 +57,16 @@ std::optional<ManualResetEvidence> manualResetEvidence(const Step& step);
 /// Whether the evidence explains a jump that the observation shows.
 bool explains(const ManualResetEvidence& evidence, const Observation& observation);
 
-/// Whether the user knows already: the last notification was about the reset that `current` names,
-/// or any remembered one about the reset that `previous` waited for. One about another account's
-/// reset does not count.
+/// Whether the user knows already: a notification was about the reset that `current` names, or
+/// about the one that `previous` waited for. One about another account's reset does not count.
 bool wasAlreadyNotified(const PersistentState& state, const Step& step);
 
 /// Makes `key` the last notification, and keeps of those before it what can still matter.
 void rememberNotification(PersistentState& state, const NotificationKey& key, Date now);
+
+/// Takes over the notifications that `stored` knows of, of another program that runs at the same
+/// time, and whose resets still lie ahead.
+void adoptNotifications(PersistentState& state, const PersistentState& stored, Date now);
 
 /// Whether values could have been read by this program, and recently enough.
 bool isPlausibleStoredObservation(const Observation& observation, Date now);

@@ -1,5 +1,7 @@
 #include "refresh/QuotaEarlyRecoveryStateStore.h"
 
+#include "refresh/QuotaEarlyRecoveryRules.h"
+
 namespace vantry {
 
 namespace {
@@ -19,9 +21,15 @@ QuotaEarlyRecovery::PersistentState QuotaEarlyRecoveryStateStore::load() const {
     return decoded(defaults_.string(stateKey).value_or(""));
 }
 
-bool QuotaEarlyRecoveryStateStore::save(const State& state) {
+bool QuotaEarlyRecoveryStateStore::save(const State& state, Date now) {
     const auto text = encoded(state);
-    return text && defaults_.setString(stateKey, *text);
+    if (!text) return false;
+    const auto join = [now](const std::optional<std::string>& stored, const std::string& own) {
+        State joined = decoded(own);
+        QuotaEarlyRecovery::adoptNotifications(joined, decoded(stored.value_or("")), now);
+        return encoded(joined).value_or(own);
+    };
+    return defaults_.change({.set = {{stateKey, *text}}, .merge = {{stateKey, join}}});
 }
 
 std::optional<std::string> QuotaEarlyRecoveryStateStore::encoded(const State& state) {

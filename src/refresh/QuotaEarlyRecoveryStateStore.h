@@ -21,8 +21,10 @@ class QuotaEarlyRecoveryStateStore {
     /// The empty state where nothing is stored that can be understood.
     State load() const;
 
-    /// False when the state cannot be encoded; what was stored then stands. Read back at once.
-    bool save(const State& state);
+    /// False when the state cannot be encoded; what was stored then stands. Read back at once. The
+    /// notifications that another program stored in the meantime are kept, but for those of resets
+    /// that have passed.
+    bool save(const State& state, Date now);
 
     /// The text that is stored; nothing for a state that could not be read back, such as one with
     /// a date that is not finite.

@@ -1,4 +1,5 @@
 #include "refresh/QuotaEarlyRecoveryReading.h"
+#include "refresh/QuotaEarlyRecoveryRules.h"
 #include "refresh/QuotaFallback.h"
 #include "refresh/UsageStore.h"
 
@@ -65,13 +66,16 @@ void UsageStore::readSoon() {
 }
 
 void UsageStore::processQuotaEarlyRecovery(const QuotaObservation& observation) {
+    // Another program may have told the user in the meantime.
+    QuotaEarlyRecovery::adoptNotifications(quotaEarlyRecoveryDetector_.state,
+                                           quotaEarlyRecoveryStateStore_.load(), observation.now);
     const auto decision = quotaEarlyRecoveryDetector_.observe(
         quotaEarlyRecoveryRead({.merged = observation.merged,
                                 .raw = observation.raw,
                                 .resolvedPlanType = observation.resolvedPlanType,
                                 .staleMessage = QuotaRefreshFallbackPolicy::staleMessage,
                                 .now = observation.now}));
-    quotaEarlyRecoveryStateStore_.save(quotaEarlyRecoveryDetector_.state);
+    quotaEarlyRecoveryStateStore_.save(quotaEarlyRecoveryDetector_.state, observation.now);
     if (const auto* request = std::get_if<QuotaEarlyRecoveryConfirmationRequest>(&decision)) {
         scheduleQuotaEarlyRecoveryConfirmation(request->after);
     } else if (const auto* event = std::get_if<QuotaEarlyRecoveryEvent>(&decision)) {
