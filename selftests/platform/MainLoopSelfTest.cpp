@@ -1,12 +1,9 @@
-#include <chrono>
 #include <functional>
 #include <sys/eventfd.h>
 #include <thread>
 
-#include "platform/AtomicFile.h"
 #include "platform/HandCrankedMainLoop.h"
 #include "platform/PollMainLoop.h"
-#include "platform/UserDefaults.h"
 #include "selftests/Suites.h"
 #include "selftests/support/SelfTest.h"
 
@@ -96,13 +93,10 @@ void checkHandles(SelfTest& test, MainLoop& loop, const std::function<void()>& t
                 "timers are made and given up within handlers, saw " + log);
 }
 
-void checkHandCrankedHandles(SelfTest& test) {
-    HandCrankedMainLoop loop(start);
-    checkHandles(
-        test, loop, [&] { loop.advance(1); }, [] {});
-}
-
 void checkPollLoop(SelfTest& test) {
+    HandCrankedMainLoop cranked(start);
+    checkHandles(
+        test, cranked, [&] { cranked.advance(1); }, [] {});
     PollMainLoop loop;
     checkHandles(
         test, loop, [&] { loop.run(); }, [&] { loop.stop(); });
@@ -176,57 +170,11 @@ void checkDescriptors(SelfTest& test) {
     test.expect(reads == 2, "and no longer than its handle lives");
 }
 
-void checkPreferences(SelfTest& test) {
-    const TemporaryDirectory directory("main-loop");
-    UserDefaults defaults(directory.path() / "config", "domain");
-    std::string log;
-    auto observation = defaults.observe([&](const std::set<std::string>& keys) {
-        for (const std::string& key : keys) log += key;
-        log += " ";
-    });
-    test.expect(defaults.remove("a") && !std::filesystem::exists(directory.path() / "config"),
-                "to remove nothing writes nothing");
-    UserDefaults copy = defaults;
-    copy.setStrings({{"a", "1"}, {"b", "2"}});
-    defaults.setString("a", "1");
-    defaults.flush();
-    directory.write("config/domain.json", R"({"a":"1","b":"2","c":3,"d":[4]})");
-    test.expect(defaults.change({.set = {{"b", "3"}}, .remove = {"a", "b", "c"}}) &&
-                    !defaults.string("a") && defaults.string("b") == "3",
-                "a change sets and removes");
-    test.expect(!defaults.setString("e", "\xFF"), "text that is not UTF-8 is not stored");
-    observation.reset();
-    test.expect(defaults.setString("b", "4") && log == "ab abc ",
-                "observers hear of what is another now, until their end, saw " + log);
-    const auto stored = [&](const char* key) {
-        return UserDefaults(directory.path() / "config", "domain").string(key).value_or("");
-    };
-    defaults.flush();
-    FileDescriptor lock = lockBeside(directory.path() / "config" / "domain.json");
-    const auto begin = std::chrono::steady_clock::now();
-    const auto join = [](const auto& file, const std::string& own) { return own + *file; };
-    defaults.setString("a", "5");
-    copy.change({.set = {{"a", "6"}, {"b", "5"}}, .merge = {{"b", join}}});
-    test.expect(defaults.string("a") == "6" && defaults.string("b") == "5" && stored("b") == "4" &&
-                    std::chrono::steady_clock::now() - begin < std::chrono::milliseconds(500),
-                "a change waits for nobody, and is read back before it is on the disk");
-    test.expect(!defaults.flush(std::chrono::milliseconds(1)), "a flush waits no longer than told");
-    lock.close();
-    test.expect(
-        defaults.flush(std::chrono::seconds(10)) && stored("a") == "6" && stored("b") == "54",
-        "once the lock is free the last value is written, joined with what stands there");
-    std::optional<UserDefaults> last(std::in_place, directory.path() / "config", "domain");
-    last->setString("b", "7");
-    last.reset();
-    test.expect(stored("b") == "7", "what is queued is written before the end");
-}
-
 }  // namespace
 
 bool run() {
-    return SelfTest::run("main loop",
-                         {checkOrder, checkWallClock, checkHandCrankedHandles, checkPollLoop,
-                          checkThreads, checkDescriptors, checkPreferences});
+    return SelfTest::run(
+        "main loop", {checkOrder, checkWallClock, checkPollLoop, checkThreads, checkDescriptors});
 }
 
 }  // namespace vantry::MainLoopSelfTest

@@ -1,8 +1,7 @@
 #include <atomic>
+#include <chrono>
 #include <fcntl.h>
 #include <sys/file.h>
-#include <sys/stat.h>
-#include <thread>
 
 #include "platform/AtomicFile.h"
 #include "platform/CodexFolders.h"
@@ -116,60 +115,82 @@ void checkFiles(SelfTest& test) {
                     fs::file_size(file) == 3 &&
                     std::distance(fs::directory_iterator(directory.path()), {}) == 1,
                 "a replaced file leaves nothing beside it");
-    struct stat status {};
-    ::stat(file.c_str(), &status);
-    test.expect((status.st_mode & 0777) == 0600, "files are private");
+    test.expect(fs::status(file).permissions() == fs::perms(0600), "files are private");
     const fs::path dead = directory.write("file.replacing-Dead00", "half");
     const fs::path living = directory.write("file.replacing-Living", "half");
     const FileDescriptor writer(::open(living.c_str(), O_RDONLY | O_CLOEXEC));
     test.expect(::flock(writer.number(), LOCK_EX | LOCK_NB) == 0 &&
                     !replaceFileAtomically(file, "two") && !fs::exists(dead) && fs::remove(living),
                 "what a killed writer left is removed, and nothing of a living one");
-    std::array<std::error_code, 2> errors;
-    std::array<std::thread, 2> writers;
-    for (std::size_t i = 0; i < writers.size(); ++i) {
-        writers[i] = std::thread([&error = errors[i], file] {
-            for (int count = 0; count < 100 && !error; ++count) {
-                error = replaceFileAtomically(file, "two");
-            }
-        });
+    std::atomic<int> failures = 0;
+    WorkQueue queue(2);
+    TaskGroup writers(queue);
+    for (int i = 0; i < 200; ++i) {
+        writers.submit([&] { failures += replaceFileAtomically(file, "two") ? 1 : 0; });
     }
-    for (std::thread& thread : writers) thread.join();
-    test.expect(!errors[0] && !errors[1], "nor do two living ones take each other's");
+    writers.wait();
+    test.expect(failures == 0, "nor do two living ones take each other's");
     fs::create_directory(directory.path() / "folder");
     test.expect(!!replaceFileAtomically(directory.path() / "folder", "x") &&
                     std::distance(fs::directory_iterator(directory.path()), {}) == 2,
                 "a failed replacement leaves nothing beside the target either");
+}
 
-    UserDefaults defaults(directory.path() / "config", "domain");
-    test.expect(!defaults.string("a") && defaults.setString("a", "1") &&
-                    defaults.setString("b", "2") && defaults.string("a") == "1" &&
-                    defaults.flush() &&
-                    UserDefaults(directory.path() / "config", "domain").string("b") == "2",
-                "preferences are kept");
-    std::thread other([&] {
-        UserDefaults second(directory.path() / "config", "domain");
-        for (int i = 0; i < 20; ++i) second.setString("other" + std::to_string(i), "x");
+void checkPreferences(SelfTest& test) {
+    const TemporaryDirectory directory("vantry-platform-");
+    const fs::path file = directory.path() / "config" / "domain.json";
+    const auto another = [&] { return UserDefaults(file.parent_path(), "domain"); };
+    UserDefaults defaults = another();
+    std::string log;
+    auto observation = defaults.observe([&](const std::set<std::string>& keys) {
+        for (const std::string& key : keys) log += key;
+        log += " ";
     });
-    for (int i = 0; i < 20; ++i) defaults.setString("mine" + std::to_string(i), "x");
-    other.join();
-    bool areAllThere = true;
-    for (int i = 0; i < 20; ++i) {
-        areAllThere = areAllThere && defaults.string("mine" + std::to_string(i)) &&
-                      defaults.string("other" + std::to_string(i));
-    }
-    test.expect(areAllThere && defaults.flush(), "two writers lose nothing of each other's");
-    directory.write("config/domain.json", R"({"a":1,"keep":{"x":[1]}})");
-    test.expect(!defaults.string("a") && defaults.setString("b", "3") && defaults.flush() &&
-                    defaults.string("b") == "3",
-                "a value of another kind is absent");
-    const std::string text = wholeFile(directory.path() / "config/domain.json");
-    test.expect(JsonDocument::parse(text)->root()["keep"]["x"].size() == 1,
-                "and other values stay");
+    test.expect(defaults.remove("a") && !fs::exists(file.parent_path()),
+                "to remove nothing writes nothing");
+    UserDefaults copy = defaults;
+    test.expect(!defaults.string("a") && copy.setStrings({{"a", "1"}, {"b", "2"}}) &&
+                    defaults.setString("a", "1") && defaults.flush() &&
+                    another().string("b") == "2",
+                "preferences are kept");
+    directory.write("config/domain.json", R"({"a":"1","b":"2","c":3,"d":[4]})");
+    test.expect(!defaults.string("c") &&
+                    defaults.change({.set = {{"b", "3"}}, .remove = {"a", "b", "c"}}) &&
+                    !defaults.setString("e", "\xFF") && defaults.flush() && !defaults.string("a") &&
+                    defaults.string("b") == "3" &&
+                    JsonDocument::parse(wholeFile(file))->root()["d"].size() == 1,
+                "a change sets and removes, values of other kinds stay, and what is no text fails");
+    observation.reset();
     directory.write("config/domain.json", "damaged");
-    test.expect(!defaults.string("b") && defaults.setString("b", "4") && defaults.flush() &&
-                    defaults.string("b") == "4",
-                "a damaged file counts as empty");
+    test.expect(
+        !defaults.string("b") && defaults.setString("b", "4") && defaults.flush() &&
+            defaults.string("b") == "4" && log == "ab abc ",
+        "a damaged file is empty, and observers hear of others until their end, saw " + log);
+
+    FileDescriptor lock = lockBeside(file);
+    const auto begin = std::chrono::steady_clock::now();
+    defaults.setString("a", "5");
+    const auto join = [](const auto& stored, const std::string& own) { return own + *stored; };
+    copy.change({.set = {{"a", "6"}, {"b", "5"}}, .merge = {{"b", join}}});
+    test.expect(defaults.string("a") == "6" && defaults.string("b") == "5" &&
+                    another().string("b") == "4" && !defaults.flush(std::chrono::milliseconds(1)) &&
+                    std::chrono::steady_clock::now() - begin < std::chrono::milliseconds(500),
+                "a change waits for no lock, and is read back before it is on the disk");
+    lock.close();
+    test.expect(defaults.flush(std::chrono::seconds(10)) && another().string("a") == "6" &&
+                    another().string("b") == "54",
+                "then the last value is written, joined with what stands there");
+    another().setString("b", "7");
+    test.expect(another().string("b") == "7", "what is queued is written before the end");
+    UserDefaults second = another();
+    bool areBothThere = true;
+    for (int i = 0; i < 20; ++i) {
+        const std::string text = std::to_string(i);
+        areBothThere = defaults.setString("mine", text) && second.setString("other", text) &&
+                       defaults.flush() && second.flush() && second.string("mine") == text &&
+                       defaults.string("other") == text && areBothThere;
+    }
+    test.expect(areBothThere, "two writers lose nothing of each other's");
 }
 
 void checkDirectories(SelfTest& test) {
@@ -222,7 +243,7 @@ void checkQueue(SelfTest& test) {
 
 bool run() {
     return SelfTest::run("platform", {checkJsonReading, checkJsonWriting, checkRecords, checkFiles,
-                                      checkDirectories, checkQueue});
+                                      checkPreferences, checkDirectories, checkQueue});
 }
 
 }  // namespace vantry::PlatformSelfTest

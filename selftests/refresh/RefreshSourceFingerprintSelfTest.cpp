@@ -51,12 +51,7 @@ bool matches(const Value& current, const Value& previous) {
 }
 
 void checkDigest(SelfTest& test) {
-    const std::vector<MetadataItem> items{{.path = "/f",
-                                           .exists = true,
-                                           .type = "regular",
-                                           .size = 12,
-                                           .modificationNanoseconds = ~std::uint64_t{0},
-                                           .fileNumber = 7}};
+    const std::vector<MetadataItem> items{{"/f", true, "regular", 12, ~std::uint64_t{0}, 7}};
     test.expect(RefreshSourceMetadata::digest(Paths{"a", "bc"}, items) == 18281574019239126214U,
                 "FNV-1a over values and fields, each with its end mark");
 }

@@ -76,23 +76,18 @@ void checkGoals(SelfTest& test) {
 }
 
 void checkRenewal(SelfTest& test) {
-    struct Case {
-        CalendarDay stored;
-        const char* now;
-        CalendarDay next;
-        std::int64_t days;
-    };
     // Days of the zone begin at 16:00 UTC.
     const CalendarDay last{2026, 1, 31};
-    for (const Case& entry : {Case{last, "2026-02-10T00:00:00Z", {2026, 2, 28}, 18},
-                              Case{last, "2026-02-28T15:59:59Z", {2026, 2, 28}, 0},
-                              Case{last, "2026-02-28T16:00:00Z", {2026, 3, 31}, 30},
-                              Case{{2030, 5, 5}, "2026-12-06T00:00:00Z", {2027, 1, 5}, 30}}) {
-        const Calendar calendar = shanghai(entry.now).calendar();
-        const Renewal renewal{entry.stored, calendar, at(entry.now)};
-        test.expect(
-            nextRenewalDay(renewal) == entry.next && wholeDaysUntilRenewal(renewal) == entry.days,
-            fmt::format("the renewal after {}", entry.now));
+    using Case = std::tuple<CalendarDay, const char*, CalendarDay, std::int64_t>;
+    for (const auto& [stored, now, next, days] :
+         {Case{last, "2026-02-10T00:00:00Z", CalendarDay{2026, 2, 28}, 18},
+          Case{last, "2026-02-28T15:59:59Z", {2026, 2, 28}, 0},
+          Case{last, "2026-02-28T16:00:00Z", {2026, 3, 31}, 30},
+          Case{{2030, 5, 5}, "2026-12-06T00:00:00Z", {2027, 1, 5}, 30}}) {
+        const Calendar calendar = shanghai(now).calendar();
+        const Renewal renewal{stored, calendar, at(now)};
+        test.expect(nextRenewalDay(renewal) == next && wholeDaysUntilRenewal(renewal) == days,
+                    fmt::format("the renewal after {}", now));
     }
     // The clocks go forward between the two days, which are 47 hours apart.
     const Calendar berlin(*TimeZone::named("Europe/Berlin"));
