@@ -198,7 +198,8 @@ TEST_F(Watch, AReaderThatStopsDoesNotHoldIt) {
     RunningProgram program = start({"--watch"}, user, R"(head -c 65536 /dev/zero; exec "$0" "$@")");
     const fs::path record = data / "desktop-widget-snapshot-v1.json";
     for (int i = 0; i < 500 && !fs::exists(record); ++i) std::this_thread::sleep_for(10ms);
-    EXPECT_TRUE(fs::exists(record));
+    std::this_thread::sleep_for(300ms);  // by then it only waits
+    EXPECT_TRUE(fs::exists(record) && program.prints(figures()));
     expectPromptEnd(program, SIGTERM);
 }
 

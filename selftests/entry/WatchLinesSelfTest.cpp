@@ -1,4 +1,10 @@
+#include <array>
+#include <fcntl.h>
+#include <unistd.h>
+
 #include "entry/WatchLines.h"
+#include "entry/WatchScreen.h"
+#include "platform/FileDescriptor.h"
 #include "platform/TextWidth.h"
 #include "selftests/Suites.h"
 #include "selftests/support/Moments.h"
@@ -168,8 +174,7 @@ void checkReading(SelfTest& test) {
 }
 
 void checkLanguage(SelfTest& test) {
-    using Variables = std::map<std::string, std::string>;
-    const auto isZh = [](const Variables& variables) {
+    const auto isZh = [](const std::map<std::string, std::string>& variables) {
         return WatchLines::language(environmentOf(variables)) == Language::zh;
     };
     test.expect(!isZh({}) && isZh({{"LANG", "zh_CN.UTF-8"}}) &&
@@ -196,11 +201,32 @@ void checkWidth(SelfTest& test) {
                 "nothing steers the terminal");
 }
 
+// A pipe that takes nothing for a while.
+void checkScreen(SelfTest& test) {
+    std::array<int, 2> ends{-1, -1};
+    test.expect(::pipe2(ends.data(), O_CLOEXEC | O_NONBLOCK) == 0, "a pipe");
+    const FileDescriptor reader(ends[0]);
+    const FileDescriptor output(ends[1]);
+    std::vector<char> bytes(1 << 20);
+    const ssize_t full = ::write(output.number(), bytes.data(), bytes.size());
+    WatchScreen screen(output.number());
+    test.expect(screen.show({"before"}) && screen.announce("back") && screen.show({"after"}) &&
+                    screen.isBehind() &&
+                    ::read(reader.number(), bytes.data(), bytes.size()) == full,
+                "an output that takes nothing holds nobody up, and nothing is written by halves");
+    bytes.assign(bytes.size(), '\0');
+    test.expect(screen.show({"after"}) && screen.show({"after"}) && !screen.isBehind() &&
+                    ::read(reader.number(), bytes.data(), bytes.size()) > 0 &&
+                    std::string(bytes.data()) == "back\nafter\n",
+                "what was announced is shown when the output takes lines again, once");
+}
+
 }  // namespace
 
 bool run() {
-    return SelfTest::run("watch lines", {checkFigures, checkCountdown, checkTime, checkMarks,
-                                         checkTroubles, checkReading, checkLanguage, checkWidth});
+    return SelfTest::run("watch lines",
+                         {checkFigures, checkCountdown, checkTime, checkMarks, checkTroubles,
+                          checkReading, checkLanguage, checkWidth, checkScreen});
 }
 
 }  // namespace vantry::WatchLinesSelfTest

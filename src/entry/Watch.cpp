@@ -30,6 +30,7 @@ namespace vantry {
 namespace {
 
 constexpr double screenInterval = 20;  // seconds; a countdown changes each minute
+constexpr double behindInterval = 1;   // seconds, while the output takes nothing
 constexpr double zoneInterval = 60;    // seconds
 constexpr double sleepInterval = 10;   // seconds
 constexpr auto endingTime = std::chrono::milliseconds(300);
@@ -161,6 +162,7 @@ class Watch {
                                .language = language_,
                                .columns = columns > 0 ? std::optional(columns) : std::nullopt});
         if (!screen_.show(lines)) loop_.stop();
+        showAgainIfBehind();
     }
 
     void announceRecovery() {
@@ -171,6 +173,11 @@ class Watch {
         line += ' ' + text(QuotaEarlyRecoveryCopy::bodyLine1);
         line += ' ' + text(QuotaEarlyRecoveryCopy::bodyLine2);
         if (!screen_.announce(line)) loop_.stop();
+        showAgainIfBehind();
+    }
+
+    void showAgainIfBehind() {
+        if (screen_.isBehind()) showingAgain_ = loop_.after(behindInterval, [this] { show(); });
     }
 
     // Nothing tells a program without a desktop that the machine's zone was changed.
@@ -194,6 +201,7 @@ class Watch {
     double slept_ = secondsSlept();
     BackgroundWork work_;
     WatchScreen screen_;
+    MainLoop::TimerHandle showingAgain_;
     WatchLines::Language language_ = WatchLines::language(processEnvironment);
     TimeZone zone_ = TimeZone::system();
     DesktopWidgetSnapshotPublisher publisher_;

@@ -1,11 +1,10 @@
 #include "entry/WatchScreen.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <climits>
 #include <poll.h>
-#include <string_view>
 #include <sys/ioctl.h>
-#include <unistd.h>
 #include <utility>
 
 #include "platform/TextWidth.h"
@@ -14,34 +13,32 @@ namespace vantry {
 
 namespace {
 
-enum class Writing { done, wouldBlock, failed };
-
-// A reader that has stopped, or a terminal that was told to hold, must not hold the program: what
-// does not fit now is shown another time.
-Writing writeNow(std::string_view text) {
-    pollfd output{.fd = STDOUT_FILENO, .events = POLLOUT, .revents = 0};
+// Takes off the text what could be written. False once nobody reads any more. A reader that has
+// stopped, or a terminal that was told to hold, must not hold the program.
+bool writeNow(int output, std::string& text) {
+    pollfd ready{.fd = output, .events = POLLOUT, .revents = 0};
     while (!text.empty()) {
-        const int ready = ::poll(&output, 1, 0);
-        if (ready < 0 && errno == EINTR) continue;
-        if (ready == 0) return Writing::wouldBlock;
+        const int count = ::poll(&ready, 1, 0);
+        if (count < 0 && errno == EINTR) continue;
+        if (count == 0) return true;
         // A pipe that is ready takes this much without blocking.
-        const std::string_view piece = text.substr(0, PIPE_BUF);
-        const ssize_t written = ::write(STDOUT_FILENO, piece.data(), piece.size());
+        const ssize_t written =
+            ::write(output, text.data(), std::min<std::size_t>(text.size(), PIPE_BUF));
         if (written < 0 && errno == EINTR) continue;
-        if (written < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) return Writing::wouldBlock;
-        if (written <= 0) return Writing::failed;
-        text.remove_prefix(static_cast<std::size_t>(written));
+        if (written < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) return true;
+        if (written <= 0) return false;
+        text.erase(0, static_cast<std::size_t>(written));
     }
-    return Writing::done;
+    return true;
 }
 
 }  // namespace
 
-WatchScreen::WatchScreen() : isTerminal_(::isatty(STDOUT_FILENO) == 1) {}
+WatchScreen::WatchScreen(int output) : output_(output), isTerminal_(::isatty(output) == 1) {}
 
 std::size_t WatchScreen::columns() const {
     winsize size{};
-    if (!isTerminal_ || ::ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) != 0) return 0;
+    if (!isTerminal_ || ::ioctl(output_, TIOCGWINSZ, &size) != 0) return 0;
     return size.ws_col;
 }
 
@@ -57,35 +54,50 @@ std::string WatchScreen::wipe() const {
     return text += "\r\x1B[J";
 }
 
-bool WatchScreen::announce(const std::string& line) {
-    std::string text = wipe();
-    text += line + '\n';
-    if (writeNow(text) == Writing::failed) return false;
-    // Behind each other, the lines before are still to be read.
-    return !isTerminal_ || show(std::exchange(shown_, {}));
+bool WatchScreen::isRead() const {
+    pollfd output{.fd = output_, .events = 0, .revents = 0};
+    return ::poll(&output, 1, 0) <= 0;
 }
 
-bool WatchScreen::isRead() {
-    pollfd output{.fd = STDOUT_FILENO, .events = 0, .revents = 0};
-    return ::poll(&output, 1, 0) <= 0;
+bool WatchScreen::announce(const std::string& line) {
+    announced_ += line + '\n';
+    // Behind each other, the lines before are still to be read.
+    return put(shown_);
 }
 
 bool WatchScreen::show(const std::vector<std::string>& lines) {
     if (!isRead()) return false;
-    if (lines == shown_) return true;
+    return put(lines);
+}
+
+bool WatchScreen::put(const std::vector<std::string>& lines) {
+    if (!writeNow(output_, begun_)) return false;
+    isBehind_ = !begun_.empty();
+    if (isBehind_ || (announced_.empty() && lines == shown_)) return true;
+
     std::string text = wipe();
-    for (std::size_t i = 0; i < lines.size(); ++i) {
+    text += announced_;
+    for (std::size_t i = 0; i < lines.size() && (isTerminal_ || lines != shown_); ++i) {
         if (isTerminal_ && i > 0) text += '\n';
         text += lines[i];
         if (!isTerminal_) text += '\n';
     }
-    const Writing writing = writeNow(text);
-    if (writing == Writing::done) shown_ = lines;
-    return writing != Writing::failed;
+    const std::size_t size = text.size();
+    begun_ = std::move(text);
+    const bool goesOn = writeNow(output_, begun_);
+    isBehind_ = !begun_.empty();
+    if (begun_.size() == size) {
+        begun_.clear();  // by then it may be something else that has to be shown
+    } else {
+        announced_.clear();
+        shown_ = lines;
+    }
+    return goesOn;
 }
 
 void WatchScreen::close() {
-    if (isTerminal_ && !shown_.empty()) writeNow("\n");
+    if (isTerminal_ && !shown_.empty()) begun_ += '\n';
+    writeNow(output_, begun_);
     shown_.clear();
 }
 
