@@ -66,7 +66,7 @@ TEST_F(Read, SaysWhatIsMissingAndShowsNoZero) {
         const char* state;
         std::vector<std::string> messages;
     } cases[] = {
-        {"no codex", "", "executableMissing", {"未找到 codex 可执行文件"}},
+        {"no codex", "", "executableMissing", {"VANTRY_CODEX_PATH 指向的程序无法运行"}},
         {"signed out",
          codexScript("account() { echo '{\"id\":2,\"result\":{\"account\":null}}'; }\n"
                      "quota() { failure $1; }\nusage() { failure 4; }"),
@@ -113,9 +113,7 @@ TEST_F(Read, ReadsTheFoldersThatItsCodexReads) {
     fs::create_directory_symlink(target, moved);  // Codex looks where CODEX_HOME leads
     DatabaseWriter(moved / "state_6.sqlite")
         .run("CREATE TABLE threads (id, rollout_path, updated_at);");
-    Variables variables{{"CODEX_HOME", moved},
-                        {"CODEX_SQLITE_HOME", moved},
-                        {"VANTRY_CODEX_PATH", root() / "home/.local/bin/codex"}};
+    Variables variables{{"CODEX_HOME", moved}, {"CODEX_SQLITE_HOME", moved}};
     const fs::path own = root() / "home/.codex";
     const std::tuple<fs::path, fs::path, const char*> cases[] = {{own, own, "databaseMissing"},
                                                                  {target, moved, "null"}};
@@ -128,9 +126,7 @@ TEST_F(Read, ReadsTheFoldersThatItsCodexReads) {
         variables["VANTRY_HOME_OVERRIDE"] = "";
     }
     variables["VANTRY_CODEX_PATH"] = moved;
-    expectFacts(dump(variables),
-                {{"compat.codex.readerState.appServer", "executableMissing"},
-                 {"compat.codex.messages.0", "VANTRY_CODEX_PATH 指向的程序无法运行"}});
+    expectFacts(dump(variables), {{"compat.codex.readerState.appServer", "executableMissing"}});
 }
 
 TEST_F(Read, TheFilterLimitsTheRuntimes) {

@@ -156,6 +156,9 @@ void checkStop(SelfTest& test) {
                                                  "; exit 0' TERM\nserve\nspin");
     const AppServerRead read = readAppServer({.executablePath = program, .responseTimeout = 1.5});
     test.expect(remaining(read) == 76 && std::filesystem::exists(note), "the stop is polite first");
+    const AppServerRead none = readAppServer(
+        {.search = {.homeDirectory = directory.path(), .systemRoot = directory.path()}});
+    test.expect(none.messages == std::vector<std::string>{"未找到 codex 可执行文件"}, "no program");
 }
 
 }  // namespace

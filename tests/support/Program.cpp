@@ -7,7 +7,6 @@
 
 #include "io/BoundedProcessRunner.h"
 #include "local/SQLiteReader.h"
-#include "official/CodexExecutable.h"
 #include "platform/JsonReader.h"
 
 namespace vantry {
@@ -71,11 +70,6 @@ ProgramTest::ProgramTest() {
     for (const char* name : {"home", "user", "tmp"}) fs::create_directory(root() / name);
 }
 
-void ProgramTest::SetUp() {
-    const auto found = CodexUsageReader::resolveCodexExecutablePath({.homeDirectory = root()});
-    if (found) GTEST_SKIP() << "this machine has " << *found << ", which would be run";
-}
-
 std::vector<std::string> ProgramTest::commandLine(const std::vector<std::string>& arguments,
                                                   const Variables& variables,
                                                   const std::string& shellLine) const {
@@ -84,7 +78,8 @@ std::vector<std::string> ProgramTest::commandLine(const std::vector<std::string>
                         {"TMPDIR", root() / "tmp"},
                         {"HOME", root() / "user"},
                         {"VANTRY_HOME_OVERRIDE", root() / "home"},
-                        {"VANTRY_CACHE_OVERRIDE", root() / "cache"}});
+                        {"VANTRY_CACHE_OVERRIDE", root() / "cache"},
+                        {"VANTRY_CODEX_PATH", root() / "home/.local/bin/codex"}});
     std::vector<std::string> command{"-i"};
     for (const auto& [name, value] : environment) {
         command.push_back(std::string(name).append("=").append(value));

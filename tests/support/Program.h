@@ -41,15 +41,13 @@ class RunningProgram {
 };
 
 /// A user of the program: a directory with "home" and "cache", which the overrides name, and
-/// "user", the real home. The program sees no variable but these and those that a test gives it.
+/// "user", the real home. The program sees no variable but these, VANTRY_CODEX_PATH for the codex
+/// of installCodex, so that a codex of the machine is never asked, and those that a test gives it.
 class ProgramTest : public testing::Test {
   protected:
     using Variables = std::map<std::string, std::string>;
 
     ProgramTest();
-
-    /// A machine with a codex of its own would be asked in place of the prepared home.
-    void SetUp() override;
 
     /// Starts the program by a line of shell, in which "$0" is its path and "$@" its arguments.
     ProgramRun run(const std::vector<std::string>& arguments, const Variables& variables = {},
