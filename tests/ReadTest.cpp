@@ -1,11 +1,12 @@
 #include <csignal>
 #include <fstream>
-#include <future>
+#include <thread>
 
 #include "platform/Sha256.h"
 #include "support/Program.h"
 
 using namespace vantry;
+using namespace std::chrono_literals;
 namespace fs = std::filesystem;
 
 class Read : public ProgramTest {
@@ -60,12 +61,9 @@ TEST_F(Read, ShowsTheAccountWithoutItsNames) {
 }
 
 TEST_F(Read, SaysWhatIsMissingAndShowsNoZero) {
-    const struct {
-        const char* what;
-        std::string codex;  // empty: none
-        const char* state;
-        std::vector<std::string> messages;
-    } cases[] = {
+    // What, the codex or none, the state and the messages.
+    using Case = std::tuple<const char*, std::string, const char*, std::vector<std::string>>;
+    const Case cases[] = {
         {"no codex", "", "executableMissing", {"VANTRY_CODEX_PATH 指向的程序无法运行"}},
         {"signed out",
          codexScript("account() { echo '{\"id\":2,\"result\":{\"account\":null}}'; }\n"
@@ -83,16 +81,16 @@ TEST_F(Read, SaysWhatIsMissingAndShowsNoZero) {
          {"app-server 输出超出安全限制"}},
         {"no program", "\177ELF", "failed", {"app-server 启动失败"}},
     };
-    for (const auto& entry : cases) {
-        SCOPED_TRACE(entry.what);
-        if (!entry.codex.empty()) installCodex(entry.codex);
+    for (const auto& [what, codex, state, ofCodex] : cases) {
+        SCOPED_TRACE(what);
+        if (!codex.empty()) installCodex(codex);
+        std::vector<std::string> messages = ofCodex;
+        messages.insert(messages.end(), localMessages.begin(), localMessages.end());
         std::map<std::string, std::string> facts{
             {"runtimes.0.status", "unavailable"},
-            {"compat.codex.readerState.appServer", entry.state},
-            {"compat.codex.readerState.localDependencyFailure", "databaseMissing"}};
-        std::vector<std::string> messages = entry.messages;
-        messages.insert(messages.end(), localMessages.begin(), localMessages.end());
-        facts["compat.codex.messages"] = "size " + std::to_string(messages.size());
+            {"compat.codex.readerState.appServer", state},
+            {"compat.codex.readerState.localDependencyFailure", "databaseMissing"},
+            {"compat.codex.messages", "size " + std::to_string(messages.size())}};
         for (std::size_t i = 0; i < messages.size(); ++i) {
             facts["compat.codex.messages." + std::to_string(i)] = messages[i];
         }
@@ -145,17 +143,29 @@ TEST_F(Read, TheFilterLimitsTheRuntimes) {
 }
 
 TEST_F(Read, LeavesNoCodexBehind) {
-    installCodex(signingCodex("trap '' TERM\nfinish() { exec sleep 60; }"));
-    expectFacts(dump(), wholeAccount);
-    pid_t codex = 0;
-    std::ifstream(pidFile()) >> codex;
-    ASSERT_GT(codex, 0);
-    EXPECT_NE(::kill(codex, 0), 0) << "codex still runs";
+    for (const char* changes : {"trap '' TERM\nfinish() { exec sleep 60; }",
+                                "(trap '' TERM; exec sleep 60) > /dev/null 2>&1 &"}) {
+        installCodex(codexScript(changes));
+        expectFacts(dump(), wholeAccount);
+        expectNothingRuns();
+    }
 }
 
-TEST_F(Read, SeveralProgramsReadAtOnce) {
-    installCodex(codexScript());
-    std::vector<std::future<std::string>> reads(4);
-    for (auto& read : reads) read = std::async(std::launch::async, [this] { return dump(); });
-    for (auto& read : reads) expectFacts(read.get(), wholeAccount);
+TEST_F(Read, ASignalEndsItWithAllThatItStarted) {
+    const std::pair<int, const char*> cases[] = {
+        {SIGINT, "trap '' TERM\nquota() { exec sleep 60; }"},
+        {SIGHUP, "(trap '' TERM; exec sleep 60) > /dev/null 2>&1 &\nquota() { sleep 60; }"},
+        {SIGTERM, "sleep 60 &\nusage() { exit; }"}};
+    for (const auto& [signal, changes] : cases) {
+        for (const char* mode : {"--dump-json", "--dump-probe-summary", "--watch"}) {
+            SCOPED_TRACE(std::string(mode) + ": " + changes);
+            fs::remove(pidFile());
+            installCodex(signingCodex(changes));
+            RunningProgram program = start({mode});
+            for (int i = 0; i < 500 && !fs::exists(pidFile()); ++i)
+                std::this_thread::sleep_for(10ms);
+            std::this_thread::sleep_for(100ms);
+            expectPromptEnd(program, signal);
+        }
+    }
 }

@@ -14,7 +14,6 @@ const Date now(1'800'000'000);
 const char* const early = "app-server 提前结束";
 const char* const timedOut = "app-server 响应超时";
 const char* const flooded = "app-server 输出超出安全限制";
-const char* const notWritten = "app-server 请求写入失败";
 
 // Shell functions for the answers, and a loop that gives them to the requests.
 const std::string answers = R"(#!/bin/sh
@@ -97,7 +96,7 @@ void checkEndings(SelfTest& test) {
     const Case cases[] = {
         {"exit 0", early, true, "app-server 提前退出应立即结束待处理响应"},
         {"exec 1>&-\nspin", early, true, "app-server stdout EOF 应立即结束待处理响应"},
-        {"IFS= read -r line; exec 0<&-; hello; spin", notWritten, true,
+        {"IFS= read -r line; exec 0<&-; hello; spin", "app-server 请求写入失败", true,
          "app-server 提前关闭输入时应有界失败，不应崩溃或采用不完整响应"},
         {"on5() { exec 1>&-; spin; }\nserve", early, true, "an end before the final quota"},
         {"sleep 5 & exit 0", timedOut, false, "a grandchild that holds the pipe"},
@@ -117,25 +116,23 @@ void checkEndings(SelfTest& test) {
 
 void checkFloods(SelfTest& test) {
     Fixture fixture(test);
-    using Case = std::tuple<const char*, const char*, AppServerRequest>;
+    using Case = std::pair<const char*, AppServerRequest>;
     const std::string lines = "i=0; while [ $i -lt 20 ]; do i=$((i+1)); ";
     const Case cases[] = {
-        {"long-line", "printf 'x%.0s' $(seq 128); echo; spin", {.maxLineBytes = 127}},
-        {"unfinished long line", "printf 'x%.0s' $(seq 128); spin", {.maxLineBytes = 127}},
-        {"total-flood", "flood() { echo 1234567890123456; }\nmany; spin", {.maxOutputBytes = 300}},
-        {"stderr-flood",
-         "flood() { echo 1234567890123456 >&2; }\nmany; spin",
-         {.maxOutputBytes = 300}},
-        {"line-flood", "flood() { echo '{}'; }\nmany; spin", {.maxLineCount = 10}},
-        {"message-flood", "flood() { failure 99; }\nmany; spin", {.maxMessageCount = 4}},
+        {"printf 'x%.0s' $(seq 128); echo; spin", {.maxLineBytes = 127}},
+        {"printf 'x%.0s' $(seq 128); spin", {.maxLineBytes = 127}},
+        {"flood() { echo 1234567890123456; }\nmany; spin", {.maxOutputBytes = 300}},
+        {"flood() { echo 1234567890123456 >&2; }\nmany; spin", {.maxOutputBytes = 300}},
+        {"flood() { echo '{}'; }\nmany; spin", {.maxLineCount = 10}},
+        {"flood() { failure 99; }\nmany; spin", {.maxMessageCount = 4}},
     };
     const std::string many = "many() { " + lines + "flood; done; }\n";
-    for (const auto& [name, body, request] : cases) {
+    for (const auto& [body, request] : cases) {
         const AppServerRead read = fixture.read(many + body, request);
         test.expect(read.messages == std::vector<std::string>{flooded} && isEmptyBatch(read) &&
                         read.snapshot.readState == AppServerReadState::failed &&
                         fixture.seconds < 1.2,
-                    std::string("app-server 异常输出应快速、有界失败: ") + name);
+                    std::string("app-server 异常输出应快速、有界失败: ") + body);
     }
     const AppServerRead partial = fixture.read(
         "on2() { account; failure 99; failure 99; failure 99; failure 99; spin; }\nserve",
@@ -147,15 +144,14 @@ void checkFloods(SelfTest& test) {
                 "a flood after the first quota keeps the quota, without an identity");
 }
 
-// The child is asked to go before it is made to.
+// What a wrapper started is asked to go before it is made to, also when the wrapper is gone.
 void checkStop(SelfTest& test) {
     const TemporaryDirectory directory("vantry-app-server-");
-    const auto note = directory.path() / "stopped";
-    const auto program =
-        directory.writeProgram("fake-codex", answers + "trap 'echo stopped > " + note.string() +
-                                                 "; exit 0' TERM\nserve\nspin");
-    const AppServerRead read = readAppServer({.executablePath = program, .responseTimeout = 1.5});
-    test.expect(remaining(read) == 76 && std::filesystem::exists(note), "the stop is polite first");
+    const std::string note = directory.path() / "runs";
+    const AppServerRead read =
+        Fixture(test).read("(trap 'sleep 0.05; rm " + note + "; exit' TERM; : > " + note +
+                           "; spin) &\nuntil [ -e " + note + " ]; do sleep 0.01; done\nserve");
+    test.expect(remaining(read) == 76 && !std::filesystem::exists(note), "the stop is polite");
     const AppServerRead none = readAppServer(
         {.search = {.homeDirectory = directory.path(), .systemRoot = directory.path()}});
     test.expect(none.messages == std::vector<std::string>{"未找到 codex 可执行文件"}, "no program");

@@ -4,8 +4,6 @@
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <memory>
 #include <optional>
 #include <string>
@@ -14,6 +12,7 @@
 #include <unistd.h>
 #include <utility>
 
+#include "entry/EndingSignals.h"
 #include "entry/WatchLines.h"
 #include "entry/WatchScreen.h"
 #include "platform/MachineChanges.h"
@@ -35,35 +34,20 @@ constexpr double zoneInterval = 60;    // seconds
 constexpr double sleepInterval = 10;   // seconds
 constexpr auto endingTime = std::chrono::milliseconds(300);
 
-/// Takes the signals that end the watch out of their usual way, for this thread and all that it
-/// will make.
-FileDescriptor takeSignals() {
-    sigset_t signals;
-    ::sigemptyset(&signals);
-    for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGWINCH}) {
-        // What nohup and the shell's background have us ignore stays ignored.
-        struct sigaction inherited {};
-        ::sigaction(signal, nullptr, &inherited);
-        if (inherited.sa_handler != SIG_IGN) ::sigaddset(&signals, signal);
-    }
-    ::pthread_sigmask(SIG_BLOCK, &signals, nullptr);
-    return FileDescriptor(::signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK));
-}
-
 UserDefaults standardDefaults() {
     return {UserDirectories::current().config / "Vantry", "Vantry"};
 }
 
-/// The children of this process, whatever thread made them.
-std::vector<pid_t> children() {
-    std::vector<pid_t> found;
-    std::error_code error;
-    for (std::filesystem::directory_iterator tasks("/proc/self/task", error), end;
-         !error && tasks != end; tasks.increment(error)) {
-        std::ifstream list(tasks->path() / "children");
-        for (pid_t child = 0; list >> child;) found.push_back(child);
-    }
-    return found;
+/// The machine's own sources, for reads that can be cancelled.
+UsageStoreSources sourcesOf(const Cancellation& cancellation) {
+    UsageStoreSources sources = UsageStoreSources::real();
+    sources.liveContext = [cancellation, live = std::move(sources.liveContext)](
+                              Date now, const StatisticsTimeZonePreference& preference) {
+        RuntimeLoadContext context = live(now, preference);
+        context.cancellation = cancellation;
+        return context;
+    };
+    return sources;
 }
 
 /// Reads one after the other on a thread of their own, the desktop record on another, so that a
@@ -73,18 +57,21 @@ class BackgroundWork {
     void read(std::function<void()> task) { run(reads_, std::move(task)); }
     void write(std::function<void()> task) { run(writes_, std::move(task)); }
 
-    /// Ends the reads by ending the children that they wait for. A read that still goes on then
-    /// goes on with its own work alone, which is files that are replaced whole; false, and the
-    /// process has to be left without waiting for it.
+    /// Ends the reads and the children that they wait for. A read that still goes on then goes on
+    /// with its own work alone, which is files that are replaced whole; false, and the process has
+    /// to be left without waiting for it.
     bool end() {
+        cancellation_.cancel();
+        cancellation_.waitUntilNothingIsHeld(childrenEndingTime);
         const auto deadline = std::chrono::steady_clock::now() + endingTime;
         while (open_ > 0) {
-            for (const pid_t child : children()) ::kill(child, SIGKILL);
             if (std::chrono::steady_clock::now() >= deadline) return false;
             std::this_thread::sleep_for(std::chrono::milliseconds(10));
         }
         return true;
     }
+
+    const Cancellation& cancellation() const { return cancellation_; }
 
   private:
     void run(WorkQueue& queue, std::function<void()> task) {
@@ -95,6 +82,7 @@ class BackgroundWork {
         });
     }
 
+    const Cancellation cancellation_ = Cancellation::make();
     std::atomic<int> open_ = 0;
     WorkQueue reads_{1};
     WorkQueue writes_{1};
@@ -111,7 +99,7 @@ class Watch {
                       .reload = std::make_shared<NoDesktopWidgetReloadService>()}),
           store_({.loop = loop_,
                   .runInBackground = [this](auto task) { work_.read(std::move(task)); },
-                  .sources = UsageStoreSources::real(),
+                  .sources = sourcesOf(work_.cancellation()),
                   .defaults = defaults_,
                   .systemTimeZone = [] { return TimeZone::system(); },
                   .publishDesktopRecord =
@@ -138,7 +126,9 @@ class Watch {
         store_.stop();
         screen_.close();
         defaults_.flush(endingTime);
-        if (!work_.end()) std::_Exit(EXIT_SUCCESS);
+        const bool hasEnded = work_.end();
+        if (endingSignal_ != 0) endBySignal(endingSignal_);
+        if (!hasEnded) std::_Exit(EXIT_SUCCESS);
         return EXIT_SUCCESS;
     }
 
@@ -149,6 +139,7 @@ class Watch {
             if (info.ssi_signo == SIGWINCH) {
                 show();
             } else {
+                endingSignal_ = static_cast<int>(info.ssi_signo);
                 loop_.stop();
             }
         }
@@ -196,6 +187,7 @@ class Watch {
     }
 
     FileDescriptor signals_;
+    int endingSignal_ = 0;  ///< 0 as long as none has come
     PollMainLoop loop_;
     FileDescriptor network_ = openNetworkChanges();
     double slept_ = secondsSlept();
@@ -212,7 +204,7 @@ class Watch {
 }  // namespace
 
 int runWatch() {
-    FileDescriptor signals = takeSignals();
+    FileDescriptor signals = takeEndingSignals({SIGWINCH});
     if (!signals.isOpen()) return EXIT_FAILURE;
     return Watch(std::move(signals)).run();
 }

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "entry/ApplicationStart.h"
+#include "entry/EndingSignals.h"
 #include "entry/JsonDump.h"
 #include "entry/Watch.h"
 #include "local/LocalUsageReader.h"
@@ -24,15 +25,23 @@ void openMissingStandardDescriptors() {
     }
 }
 
+RuntimeLoadContext contextOf(const ReadEndedBySignals& read) {
+    auto context =
+        RuntimeLoadContext::live(Date::now(), StatisticsTimeZonePreference::defaultValue());
+    context.cancellation = read.cancellation();
+    return context;
+}
+
 MultiRuntimeUsageSnapshot readEverything() {
-    return MultiRuntimeUsageReader().load(StatisticsTimeZonePreference::defaultValue(), {});
+    const ReadEndedBySignals read;
+    return MultiRuntimeUsageReader().load(contextOf(read), {});
 }
 
 // Forgets what is kept of logs that are no longer there, those included that nothing has missed
 // yet.
 int forgetGone() {
-    const auto context =
-        RuntimeLoadContext::live(Date::now(), StatisticsTimeZonePreference::defaultValue());
+    const ReadEndedBySignals read;
+    const RuntimeLoadContext context = contextOf(read);
     ReaderCaches caches;
     CodexUsageReader::readLocalUsage({.context = context, .userCodex = CodexFolders::ofUser()},
                                      caches);

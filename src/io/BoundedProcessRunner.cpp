@@ -47,11 +47,17 @@ class Run {
         endsBefore(MonotonicClock::now() + killGrace_);
     }
 
-    /// After the child's end its output can still be held open by a descendant of its own.
+    /// After the child's end its output can still be held open by a descendant of its own. That is
+    /// asked to go, and dies with the handle.
     void awaitOutput() {
-        const TimePoint deadline =
-            MonotonicClock::now() +
-            std::max(terminationGrace_, boundedDuration(shortestDrainSeconds));
+        readFor(std::max(terminationGrace_, boundedDuration(shortestDrainSeconds)));
+        if (!outputIsOpen() || stopRequested_) return;
+        requestStop();
+        readFor(terminationGrace_);
+    }
+
+    void readFor(MonotonicClock::duration time) {
+        const TimePoint deadline = MonotonicClock::now() + time;
         while (outputIsOpen() && MonotonicClock::now() < deadline) {
             readWhenReady({.orEndOfChild = false, .until = deadline});
         }
@@ -59,7 +65,9 @@ class Run {
 
     BoundedProcessResult verdict() {
         BoundedProcessResult result{.output = std::move(output_)};
-        if (timedOut_ || child_.running()) {
+        if (cancelled_) {
+            result.kind = Kind::cancelled;
+        } else if (timedOut_ || child_.running()) {
             result.kind = Kind::timedOut;
         } else if (exceededLimit_) {
             result.kind = Kind::outputLimitExceeded;
@@ -93,13 +101,20 @@ class Run {
 
     /// At most one chunk of each stream, so that the clock is looked at even during a flood.
     void readWhenReady(const Wait& wait) {
-        std::array<pollfd, 3> entries{
+        std::array<pollfd, 4> entries{
             pollfd{.fd = child_.standardOutput().number(), .events = POLLIN, .revents = 0},
             pollfd{.fd = child_.standardError().number(), .events = POLLIN, .revents = 0},
             pollfd{.fd = wait.orEndOfChild ? child_.pidfd().number() : -1,
                    .events = POLLIN,
+                   .revents = 0},
+            pollfd{.fd = cancelled_ ? -1 : request_.cancellation.descriptor(),
+                   .events = POLLIN,
                    .revents = 0}};
         pollUntil(entries, wait.until);
+        if (entries[3].revents != 0) {
+            cancelled_ = true;
+            requestStop();
+        }
         if (entries[0].revents != 0) readChunk(child_.standardOutput(), output_.standardOutput);
         if (entries[1].revents != 0) readChunk(child_.standardError(), output_.standardError);
     }
@@ -146,6 +161,7 @@ class Run {
     BoundedProcessOutput output_;
     std::size_t keptBytes_ = 0;
     bool timedOut_ = false;
+    bool cancelled_ = false;
     bool exceededLimit_ = false;
     bool stopRequested_ = false;
     std::optional<TimePoint> killAt_;
@@ -160,6 +176,8 @@ ChildInput childInput(const FileDescriptor* borrowed) {
 }  // namespace
 
 BoundedProcessResult run(const Request& request) {
+    const Cancellation::Hold hold(request.cancellation);
+    if (request.cancellation.isCancelled()) return {.kind = Kind::cancelled};
     auto started = ChildProcess::spawn({.executable = request.executableURL,
                                         .arguments = request.arguments,
                                         .environment = request.environment,

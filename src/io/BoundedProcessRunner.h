@@ -8,6 +8,7 @@
 #include <utility>
 #include <vector>
 
+#include "platform/Cancellation.h"
 #include "platform/FileDescriptor.h"
 
 namespace vantry {
@@ -26,6 +27,7 @@ struct BoundedProcessResult {
         timedOut,             ///< had to be stopped at its time limit, whatever else it did
         outputLimitExceeded,  ///< wrote more than the limit, and was stopped for it
         nonZeroExit,          ///< ended with another exit code; 128 + n for a death by signal n
+        cancelled,            ///< was stopped, or not started, because nobody wants it any more
         launchFailed,         ///< never ran
     };
 
@@ -39,8 +41,9 @@ struct BoundedProcessResult {
 };
 
 /// Runs helper programs within hard limits: the call returns in bounded time even when the child
-/// ignores signals or leaves its pipes to a descendant, keeps no more output than allowed, and
-/// reads both output streams all the time, so that a flood on one cannot block the other.
+/// ignores signals or leaves its pipes to a descendant, and with it whatever the child has started
+/// in its process group has ended. It keeps no more output than allowed, and reads both output
+/// streams all the time, so that a flood on one cannot block the other.
 namespace BoundedProcessRunner {
 
 /// Times are in seconds; a negative one or NaN counts as 0, and a day is the most.
@@ -55,12 +58,14 @@ struct Request {
     const FileDescriptor* standardInput = nullptr;  ///< borrowed; absent: the null device
     double terminationGrace = 0.25;                 ///< between SIGTERM and SIGKILL
     double killGrace = 0.25;                        ///< for the end after SIGKILL
+    Cancellation cancellation = {};                 ///< stops the child like its time limit
 };
 
 /// Blocks the calling thread, so never the one of a user interface: for `timeout`, and beyond it
 /// at most `terminationGrace` + 2 * `killGrace` until the child is given up, the larger of
-/// `terminationGrace` and 0.25 for the end of its output, and a moment to reap it. Any number of
-/// threads may run at the same time.
+/// `terminationGrace` and 0.25 for the end of its output, `terminationGrace` once more for those
+/// that it left behind and that hold its output, and a moment to reap it. Any number of threads may
+/// run at the same time.
 BoundedProcessResult run(const Request& request);
 
 }  // namespace BoundedProcessRunner

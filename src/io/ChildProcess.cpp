@@ -68,8 +68,9 @@ class SpawnPlan {
         ::sigfillset(&all);
         note(::posix_spawnattr_setsigmask(&attributes_, &none));
         note(::posix_spawnattr_setsigdefault(&attributes_, &all));
-        note(::posix_spawnattr_setflags(&attributes_,
-                                        POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF));
+        note(::posix_spawnattr_setpgroup(&attributes_, 0));
+        note(::posix_spawnattr_setflags(
+            &attributes_, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETPGROUP));
     }
     SpawnPlan(const SpawnPlan&) = delete;
     SpawnPlan& operator=(const SpawnPlan&) = delete;
@@ -113,6 +114,15 @@ int openPidfd(pid_t pid) {
 
 void sendSignal(const FileDescriptor& pidfd, int number) {
     ::syscall(SYS_pidfd_send_signal, pidfd.number(), number, nullptr, 0);
+}
+
+int waitOn(const FileDescriptor& pidfd, siginfo_t& info, int flags) {
+    const auto number = static_cast<id_t>(pidfd.number());
+    int outcome = 0;
+    do {
+        outcome = ::waitid(P_PIDFD, number, &info, WEXITED | flags);
+    } while (outcome != 0 && errno == EINTR);
+    return outcome;
 }
 
 bool hasNul(const std::string& text) {
@@ -164,7 +174,7 @@ TextList environmentList(const ChildLaunch& launch) {
 /// A child that was started but cannot be watched must not live on. ESRCH says that it is gone.
 void giveUp(pid_t pid, int openError) {
     if (openError == ESRCH) return;
-    ::kill(pid, SIGKILL);
+    ::kill(-pid, SIGKILL);
     while (::waitpid(pid, nullptr, 0) < 0 && errno == EINTR) {
     }
 }
@@ -235,14 +245,11 @@ ChildProcess::~ChildProcess() {
     end();
 }
 
+// The end is only looked at: a child that is reaped gives its number back.
 bool ChildProcess::running() {
     if (exitCode_ || !pidfd_.isOpen()) return false;
     siginfo_t info{};
-    int outcome = 0;
-    do {
-        outcome = ::waitid(P_PIDFD, static_cast<id_t>(pidfd_.number()), &info, WEXITED | WNOHANG);
-    } while (outcome != 0 && errno == EINTR);
-    if (outcome != 0) {
+    if (waitOn(pidfd_, info, WNOHANG | WNOWAIT) != 0) {
         exitCode_ = -1;
     } else if (info.si_pid != 0) {
         exitCode_ = info.si_code == CLD_EXITED ? info.si_status : 128 + info.si_status;
@@ -260,19 +267,25 @@ bool ChildProcess::waitForExit(MonotonicClock::duration limit) {
 }
 
 void ChildProcess::signal(int number) {
-    if (!exitCode_ && pidfd_.isOpen()) sendSignal(pidfd_, number);
+    running();
+    // Where somebody else has reaped the child, its number can be another's.
+    if (!pidfd_.isOpen() || exitCode_ == -1) return;
+    // A child that went over to another group is reached alone.
+    if (::kill(-pid_, number) != 0) sendSignal(pidfd_, number);
 }
 
 void ChildProcess::end() noexcept {
-    if (!running()) return;
+    if (!pidfd_.isOpen()) return;
     kill();
-    if (waitForExit(reapingTime)) return;
+    siginfo_t info{};
+    if (waitForExit(reapingTime)) {
+        waitOn(pidfd_, info, WNOHANG);
+        return;
+    }
     try {
         std::thread([left = std::move(pidfd_)] {
-            siginfo_t info{};
-            const auto number = static_cast<id_t>(left.number());
-            while (::waitid(P_PIDFD, number, &info, WEXITED) != 0 && errno == EINTR) {
-            }
+            siginfo_t late{};
+            waitOn(left, late, 0);
         }).detach();
     } catch (const std::system_error&) {
         // No thread to be had: the kernel keeps the child's number until this process ends.

@@ -38,8 +38,9 @@ struct LaunchFailure {
 /// A handle on one child, from its start to its end.
 ///
 /// The child gets three descriptors and no other, an empty signal mask and default signal
-/// dispositions. No thread and no signal handler watches it: its end shows on pidfd(), and it is
-/// reaped by the call that notices. One thread at a time may use a handle.
+/// dispositions, and leads a process group of its own, so that whatever it starts can be ended with
+/// it. No thread and no signal handler watches it: its end shows on pidfd(). Its number, which is
+/// that of the group, stays taken until the handle's end. One thread at a time may use a handle.
 class ChildProcess {
   public:
     /// Starts a child. Fails with EINVAL for text with a NUL byte in it, otherwise with the error
@@ -49,9 +50,9 @@ class ChildProcess {
     ChildProcess(ChildProcess&&) = default;
     ChildProcess& operator=(ChildProcess&& other) noexcept;
 
-    /// Kills and reaps a child that still runs. Waits for its end for a fraction of a second; one
-    /// that lives on in the kernel after that is left to a thread of its own, so that no zombie
-    /// stays.
+    /// Kills what is left of the group, and reaps the child. Waits for its end for a fraction of a
+    /// second; one that lives on in the kernel after that is left to a thread of its own, so that
+    /// no zombie stays.
     ~ChildProcess();
 
     /// The read ends of the child's output streams, non-blocking; the caller may close them.
@@ -81,7 +82,8 @@ class ChildProcess {
     /// happens in a process that ignores SIGCHLD.
     std::optional<int> exitCode() const { return exitCode_; }
 
-    /// SIGTERM and SIGKILL. They reach this child or nobody, even when its number is in use again.
+    /// SIGTERM and SIGKILL for the group, also when the child itself has ended. They reach this
+    /// group or nobody.
     void terminate() { signal(SIGTERM); }
     void kill() { signal(SIGKILL); }
 

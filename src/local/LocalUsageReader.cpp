@@ -149,7 +149,11 @@ LocalUsageRead readLocalUsage(const LocalUsageRequest& request, ReaderCaches& ca
     LocalUsageRead read;
     // Where another process was faster, its result is where this one starts anew.
     for (int attempt = 0; attempt < mostAttempts; ++attempt) {
-        read = readOnce(request, {.sqlitePath = *sqlite, .databasePaths = databases}, caches);
+        read = readOnce(request,
+                        {.sqlitePath = *sqlite,
+                         .databasePaths = databases,
+                         .cancellation = request.context.cancellation},
+                        caches);
         if (!request.persistCaches) break;
         if (caches.sessions.save() != SessionUsageCache::Saving::outdated) break;
     }

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <thread>
 
 #include "io/BoundedProcessRunner.h"
 #include "io/Deadline.h"
@@ -52,10 +51,12 @@ BoundedProcessResult runUnlocked(const SQLiteQuery& query) {
             {.executableURL = query.sqlitePath,
              .arguments = {"-readonly", "-json", query.databasePath.string(), query.query},
              .timeout = left.count(),
-             .maxOutputBytes = outputLimit});
+             .maxOutputBytes = outputLimit,
+             .cancellation = query.cancellation});
         if (!complainsOf(result, "locked") || MonotonicClock::now() + pause >= deadline)
             return result;
-        std::this_thread::sleep_for(pause);
+        pollfd cancelled{.fd = query.cancellation.descriptor(), .events = POLLIN, .revents = 0};
+        pollUntil({&cancelled, 1}, MonotonicClock::now() + pause);
     }
 }
 

@@ -7,6 +7,7 @@
 #include <variant>
 #include <vector>
 
+#include "platform/Cancellation.h"
 #include "platform/Date.h"
 #include "platform/JsonReader.h"
 
@@ -34,6 +35,7 @@ struct SQLiteQuery {
     std::filesystem::path sqlitePath;
     std::filesystem::path databasePath;
     std::string query;
+    Cancellation cancellation = {};  ///< a query that is cancelled has failed
 };
 
 struct SQLiteAnswer {

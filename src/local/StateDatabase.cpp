@@ -49,13 +49,14 @@ bool isNewFile(const fs::path& path, std::set<std::pair<dev_t, ino_t>>& seen) {
 enum class Finding { usable, unusable, unanswered };
 
 /// A table with its columns filled in where it is usable.
-Finding inspect(const fs::path& sqlitePath, ThreadTable& table) {
+Finding inspect(const StateDatabaseFiles& files, ThreadTable& table) {
     std::error_code error;
     // Anything else could keep the program waiting.
     if (!fs::is_regular_file(table.databasePath, error)) return Finding::unusable;
-    const SQLiteAnswer answer = askSQLite({.sqlitePath = sqlitePath,
+    const SQLiteAnswer answer = askSQLite({.sqlitePath = files.sqlitePath,
                                            .databasePath = table.databasePath,
-                                           .query = "PRAGMA table_info(threads);"});
+                                           .query = "PRAGMA table_info(threads);",
+                                           .cancellation = files.cancellation});
     if (!answer.rows) {
         return answer.isNoDatabase ? Finding::unusable : Finding::unanswered;
     }
@@ -91,11 +92,11 @@ std::vector<fs::path> stateDatabasePaths(const CodexFolders& folders) {
 }
 
 SQLiteReadResult<StateDatabase> openStateDatabase(const StateDatabaseFiles& files) {
-    StateDatabase database{.sqlitePath = files.sqlitePath};
+    StateDatabase database{.sqlitePath = files.sqlitePath, .cancellation = files.cancellation};
     std::vector<fs::path> passedOver;
     for (const fs::path& path : files.databasePaths) {
         ThreadTable table{.databasePath = path};
-        const Finding finding = inspect(files.sqlitePath, table);
+        const Finding finding = inspect(files, table);
         if (finding == Finding::unanswered) return SQLiteReadFailure::queryFailed;
         if (finding == Finding::usable) {
             database.tables.push_back(std::move(table));
@@ -114,7 +115,8 @@ std::optional<JsonDocument> runThreadQuery(const StateDatabase& database, const 
                                            std::string query) {
     return runSQLiteJSON({.sqlitePath = database.sqlitePath,
                           .databasePath = table.databasePath,
-                          .query = std::move(query)});
+                          .query = std::move(query),
+                          .cancellation = database.cancellation});
 }
 
 SQLiteReadResult<ThreadOwners> readThreadOwners(const StateDatabase& database) {

@@ -30,6 +30,7 @@ struct ThreadTable {
 struct StateDatabase {
     std::filesystem::path sqlitePath;
     std::vector<ThreadTable> tables;  ///< at least one; the highest N first
+    Cancellation cancellation = {};   ///< of the read that asks
 };
 
 /// Every `state_N.sqlite` of these folders and of `sqlite/` below them, the highest N first. A file
@@ -40,6 +41,7 @@ std::vector<std::filesystem::path> stateDatabasePaths(const CodexFolders& folder
 struct StateDatabaseFiles {
     std::filesystem::path sqlitePath;
     std::vector<std::filesystem::path> databasePaths;
+    Cancellation cancellation = {};  ///< of the read that asks
 };
 
 /// Asks each database for the columns of its `threads` table. One without a usable table, or a file

@@ -176,7 +176,8 @@ TaskBoardRead readTaskBoardIn(const CodexFolders& codex, const RuntimeLoadContex
     const auto dayStart = wholeSeconds(context.statistics.startOfDay(context.now));
     const auto now = wholeSeconds(context.now);
     if (!dayStart || !now) return {};
-    const auto state = openStateDatabase({.sqlitePath = *program, .databasePaths = databases});
+    const auto state = openStateDatabase(
+        {.sqlitePath = *program, .databasePaths = databases, .cancellation = context.cancellation});
     const auto* database = std::get_if<StateDatabase>(&state);
     ItemsByColumn items;
     if (database == nullptr ||

@@ -39,6 +39,7 @@ class Session {
         : child_(std::move(child)),
           writer_(std::move(writer)),
           splitter_({.lineBytes = request.maxLineBytes, .lineCount = request.maxLineCount}),
+          cancellation_(request.cancellation),
           maxOutputBytes_(request.maxOutputBytes),
           conversation_({.now = request.now,
                          .requestedResponseIDs = request.requestedResponseIDs,
@@ -76,19 +77,23 @@ class Session {
     }
 
     /// Waits for bytes, or for the child's end where `alsoForExit`, and takes what is there. False
-    /// when nothing came before the deadline.
+    /// when nothing came before the deadline. A conversation that is cancelled is over.
     bool readSome(MonotonicClock::time_point deadline, bool alsoForExit = false) {
         const auto numberOf = [](const FileDescriptor& stream) {
             return stream.isOpen() ? stream.number() : -1;
         };
-        std::array<pollfd, 3> events{
+        std::array<pollfd, 4> events{
             pollfd{.fd = numberOf(child_.standardOutput()), .events = POLLIN, .revents = 0},
             pollfd{.fd = numberOf(child_.standardError()), .events = POLLIN, .revents = 0},
             pollfd{
-                .fd = alsoForExit ? numberOf(child_.pidfd()) : -1, .events = POLLIN, .revents = 0}};
+                .fd = alsoForExit ? numberOf(child_.pidfd()) : -1, .events = POLLIN, .revents = 0},
+            pollfd{.fd = conversation_.isOver() ? -1 : cancellation_.descriptor(),
+                   .events = POLLIN,
+                   .revents = 0}};
         if (pollUntil(events, deadline) == 0) return false;
         if (events[0].revents != 0) readOutput();
         if (events[1].revents != 0) readError();
+        if (events[3].revents != 0) conversation_.end(Trouble::endedEarly);
         return true;
     }
 
@@ -133,8 +138,8 @@ class Session {
     }
 
     // Polite, then hard; the pipes are read on meanwhile, so that the child cannot hang on them.
+    // Whoever still holds them when the child has ended was started by it, and has the same time.
     void stop() {
-        if (!child_.running()) return;
         child_.terminate();
         if (endsWithin(terminationGrace)) return;
         child_.kill();
@@ -143,15 +148,20 @@ class Session {
 
     bool endsWithin(MonotonicClock::duration grace) {
         const auto deadline = MonotonicClock::now() + grace;
-        while (child_.running()) {
-            if (MonotonicClock::now() >= deadline || !readSome(deadline, true)) return false;
+        for (bool runs = child_.running(); runs || outputIsHeld(); runs = child_.running()) {
+            if (MonotonicClock::now() >= deadline || !readSome(deadline, runs)) return false;
         }
         return true;
+    }
+
+    bool outputIsHeld() {
+        return child_.standardOutput().isOpen() || child_.standardError().isOpen();
     }
 
     ChildProcess child_;
     std::unique_ptr<AppServerRequestWriter> writer_;
     LineSplitter splitter_;
+    Cancellation cancellation_;
     std::size_t maxOutputBytes_;
     std::size_t outputBytes_ = 0;
     AppServerConversation conversation_;
@@ -168,6 +178,10 @@ AppServerRead readAppServer(const AppServerRequest& request) {
         return failedRead(AppServerReadState::executableMissing,
                           request.search.chosenProgram ? "VANTRY_CODEX_PATH 指向的程序无法运行"
                                                        : "未找到 codex 可执行文件");
+    }
+    const Cancellation::Hold hold(request.cancellation);
+    if (request.cancellation.isCancelled()) {
+        return failedRead(AppServerReadState::failed, "app-server 启动失败");
     }
     auto spawned = ChildProcess::spawn({.executable = *executable,
                                         .arguments = {"app-server"},

@@ -12,6 +12,7 @@
 
 #include "official/AppServerSnapshot.h"
 #include "official/CodexExecutable.h"
+#include "platform/Cancellation.h"
 
 /// One session with the account service, through a `codex app-server` child that lives as long as
 /// the call.
@@ -31,11 +32,13 @@ struct AppServerRequest {
     std::size_t maxLineCount = 4'096;
     int maxMessageCount = 32;  ///< error replies
     std::function<void(std::int64_t id)> beforeParsingResponse;
+    Cancellation cancellation;  ///< ends the conversation as if the child had ended
 };
 
-/// Holds the conversation and ends the child. Blocks for at most the time limit and three fifths of
-/// a second more, whatever the child does; every way of failing is a state and a message. Any
-/// thread.
+/// Holds the conversation and ends the child with all of its process group: its input is closed, it
+/// gets SIGTERM, and SIGKILL a quarter of a second later. Blocks for at most the time limit and
+/// three fifths of a second more, whatever the child does; every way of failing is a state and a
+/// message. Any thread.
 AppServerRead readAppServer(const AppServerRequest& request);
 
 }  // namespace vantry::CodexUsageReader

@@ -13,11 +13,12 @@ namespace vantry::CodexUsageReader {
 
 namespace {
 
-std::optional<std::vector<std::string>> askIndex(const CodexFolders& codex) {
-    const auto databases = stateDatabasePaths(codex);
+std::optional<std::vector<std::string>> askIndex(const RuntimeLoadContext& context) {
+    const auto databases = stateDatabasePaths(context.codex());
     const auto program = firstExistingPath(sqliteProgramCandidates());
     if (databases.empty() || !program) return std::nullopt;
-    const auto state = openStateDatabase({.sqlitePath = *program, .databasePaths = databases});
+    const auto state = openStateDatabase(
+        {.sqlitePath = *program, .databasePaths = databases, .cancellation = context.cancellation});
     const auto* database = std::get_if<StateDatabase>(&state);
     if (database == nullptr) return std::nullopt;
     auto index = readThreadIndex(*database);
@@ -30,11 +31,12 @@ std::optional<std::vector<std::string>> askIndex(const CodexFolders& codex) {
 }
 
 /// Brings the rows' paths up to date; whether they may be others than before.
-bool bringRows(const CodexFolders& codex, IndexedSessionFilesCache& cache) {
+bool bringRows(const RuntimeLoadContext& context, IndexedSessionFilesCache& cache) {
+    const CodexFolders codex = context.codex();
     auto before = RefreshSourceMetadata::ofStateFiles(codex);
     if (before && before == cache.databaseFiles) return false;
     cache.databaseFiles.reset();
-    const auto rows = askIndex(codex);
+    const auto rows = askIndex(context);
     cache.rows = rows.value_or(std::vector<std::string>());
     // What changed during the query may be in the answer or not. A first query makes the files
     // beside the database itself; the next call then asks once more.
@@ -48,9 +50,8 @@ bool bringRows(const CodexFolders& codex, IndexedSessionFilesCache& cache) {
 
 const std::vector<std::string>& indexedSessionFilesForRefreshFingerprint(
     const RuntimeLoadContext& context, IndexedSessionFilesCache& cache) {
-    const CodexFolders codex = context.codex();
-    const bool haveRowsChanged = bringRows(codex, cache);
-    auto listing = sessionLogFiles(codex.home, cache.folders);
+    const bool haveRowsChanged = bringRows(context, cache);
+    auto listing = sessionLogFiles(context.codex().home, cache.folders);
     std::ranges::move(listing.strangers, std::back_inserter(listing.logs));
     if (!haveRowsChanged && listing.logs == cache.listed) return cache.paths;
     cache.listed = std::move(listing.logs);

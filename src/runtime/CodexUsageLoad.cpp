@@ -33,7 +33,8 @@ struct Boxes {
 AppServerRequest requestFor(const RuntimeLoadContext& context) {
     AppServerRequest request{
         .now = context.now,
-        .search = {.homeDirectory = context.homeDirectory, .chosenProgram = context.chosenCodex}};
+        .search = {.homeDirectory = context.homeDirectory, .chosenProgram = context.chosenCodex},
+        .cancellation = context.cancellation};
     if (context.homeDirectory != UserDirectories::realHome()) {
         request.environment.emplace_back("HOME", context.homeDirectory.string());
     }

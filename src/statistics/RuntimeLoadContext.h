@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <optional>
 
+#include "platform/Cancellation.h"
 #include "platform/CodexFolders.h"
 #include "platform/Environment.h"
 #include "statistics/StatisticsContext.h"
@@ -25,6 +26,9 @@ struct RuntimeLoadContext {
 
     /// Where lies what cannot be made again, if not with the caches.
     std::filesystem::path dataDirectory = {};
+
+    /// Ends the children that the read waits for, and lets it start no other.
+    Cancellation cancellation = {};
 
     const std::filesystem::path& recordDirectory() const {
         return dataDirectory.empty() ? cacheDirectory : dataDirectory;

@@ -3,6 +3,7 @@
 #include <csignal>
 #include <poll.h>
 #include <sstream>
+#include <thread>
 #include <unistd.h>
 
 #include "io/BoundedProcessRunner.h"
@@ -12,6 +13,7 @@
 namespace vantry {
 
 namespace fs = std::filesystem;
+using namespace std::chrono_literals;
 
 namespace {
 
@@ -30,14 +32,11 @@ std::string shown(JsonView value) {
     if (value.isMissing()) return "missing";
     if (value.isNull()) return "null";
     if (const auto text = value.text()) return std::string(*text);
+    if (const auto truth = value.boolean()) return *truth ? "true" : "false";
+    const auto number = value.number();
+    if (!number) return "size " + std::to_string(value.size());
     std::ostringstream other;
-    if (const auto truth = value.boolean()) {
-        other << std::boolalpha << *truth;
-    } else if (const auto number = value.number()) {
-        other << *number;
-    } else {
-        other << "size " << value.size();
-    }
+    other << *number;
     return other.str();
 }
 
@@ -117,6 +116,19 @@ std::string ProgramTest::dump(const Variables& variables) const {
     return ended.output;
 }
 
+void ProgramTest::expectPromptEnd(RunningProgram& program, int signal) const {
+    EXPECT_LT(program.secondsToEnd(signal).value_or(60), 1.5);
+    EXPECT_EQ(program.status(), 128 + signal) << program.output();
+    expectNothingRuns();
+}
+
+void ProgramTest::expectNothingRuns() const {
+    // What was killed and is nobody's child takes a moment to go.
+    int looks = 0;
+    while (!processes().empty() && ++looks < 100) std::this_thread::sleep_for(10ms);
+    EXPECT_LT(looks, 100) << testing::PrintToString(processes());
+}
+
 void ProgramTest::installCodex(std::string_view script) const {
     directory_.writeProgram("home/.local/bin/codex", script);
 }
@@ -132,12 +144,10 @@ std::map<std::string, std::uintmax_t> ProgramTest::tree() const {
 
 std::vector<std::string> ProgramTest::processes() const {
     std::vector<std::string> names;
-    std::error_code error;
-    for (fs::directory_iterator all("/proc", error), end; !error && all != end;
-         all.increment(error)) {
-        const std::string variables = wholeFile(all->path() / "environ");
+    for (const auto& process : fs::directory_iterator("/proc")) {
+        const std::string variables = wholeFile(process.path() / "environ");
         if (variables.find(root().string()) == std::string::npos) continue;
-        names.push_back(wholeFile(all->path() / "comm"));
+        names.push_back(wholeFile(process.path() / "comm"));
     }
     return names;
 }

@@ -60,6 +60,9 @@ class ProgramTest : public testing::Test {
     /// What --dump-json prints; expects that it ends well and without a word on standard error.
     std::string dump(const Variables& variables = {}) const;
 
+    /// Sends a signal and expects an end by it, soon and with all that the program has started.
+    void expectPromptEnd(RunningProgram& program, int signal) const;
+
     /// Puts a program in the place of the home's own codex.
     void installCodex(std::string_view script) const;
 
@@ -68,11 +71,13 @@ class ProgramTest : public testing::Test {
 
     std::filesystem::path root() const { return directory_.path(); }
 
-    /// What runs and was started by the program, or is the program: the names of the processes
-    /// that know of the directory by their variables.
-    std::vector<std::string> processes() const;
+    /// Expects that neither the program runs nor anything that it has started.
+    void expectNothingRuns() const;
 
   private:
+    /// The names of the processes that know of the directory by their variables.
+    std::vector<std::string> processes() const;
+
     std::vector<std::string> commandLine(const std::vector<std::string>& arguments,
                                          const Variables& variables,
                                          const std::string& shellLine) const;
