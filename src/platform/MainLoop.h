@@ -25,8 +25,8 @@ class MainLoop {
     virtual void post(std::function<void()> work) = 0;
 
     /// Calls `handler` once, `seconds` from now on a clock that only goes forward and goes on while
-    /// the machine sleeps: what came due meanwhile runs on waking up. At once for zero and less. The
-    /// loop's thread.
+    /// the machine sleeps: what came due meanwhile runs on waking up. At once for zero and less.
+    /// The loop's thread.
     [[nodiscard]] virtual TimerHandle after(double seconds, std::function<void()> handler) = 0;
 
     /// Calls `handler` every `seconds` of that clock. Ticks that were missed are not made up for.
