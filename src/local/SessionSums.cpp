@@ -48,6 +48,9 @@ namespace {
 
 using Sessions = std::vector<const LoadedSessionUsage*>;
 
+/// Enough of a stamp to find what changed: of two that are taken for one the sum tells.
+using ShortStamp = std::uint32_t;
+
 /// Threads whose logs hold requests of one another, by the name of one of them.
 class ThreadGroups {
   public:
@@ -148,13 +151,11 @@ class Summing {
     // Those that have a log of which the sums of before knew nothing.
     void openChanged() {
         const auto bytes = request_.cache.homeValue(stampsName);
-        const auto stamps = bytes ? recordOfBytes<std::vector<std::uint64_t>>(*bytes)
-                                  : std::optional<std::vector<std::uint64_t>>();
-        const std::unordered_set<std::uint64_t> known =
-            stamps ? std::unordered_set(stamps->begin(), stamps->end())
-                   : std::unordered_set<std::uint64_t>();
+        const auto stamps = bytes ? recordOfBytes<std::vector<ShortStamp>>(*bytes) : std::nullopt;
+        std::unordered_set<ShortStamp> known;
+        if (stamps) known.insert(stamps->begin(), stamps->end());
         for (const Item& item : items_) {
-            if (!known.contains(item.stamp)) open_.insert(item.group);
+            if (!known.contains(static_cast<ShortStamp>(item.stamp))) open_.insert(item.group);
         }
     }
 
@@ -207,10 +208,10 @@ class Summing {
                          .stamp = settledStamp(),
                          .gaps = sums_.gaps.list,
                          .aggregation = recordBytes(*sums_.aggregation)};
-        std::vector<std::uint64_t> stamps;
+        std::vector<ShortStamp> stamps;
         for (const Item& item : items_) {
             if (!isOpen(item)) {
-                stamps.push_back(item.stamp);
+                stamps.push_back(static_cast<ShortStamp>(item.stamp));
             } else if (kept.openThreads.empty() ||
                        kept.openThreads.back() != item.session->source.threadId) {
                 kept.openThreads.push_back(item.session->source.threadId);
