@@ -1,5 +1,6 @@
 // What homes of months go through: turns taken back, logs deleted, moved, packed, cut and copied.
 
+#include <fmt/format.h>
 #include <fstream>
 
 #include "platform/Compression.h"
@@ -17,9 +18,9 @@ std::string idOf(char letter) {
 }
 
 std::string usage(int tokens) {
-    const std::string count = std::to_string(tokens);
-    return R"({"input_tokens":)" + count +
-           R"(,"cached_input_tokens":0,"output_tokens":0,"total_tokens":)" + count + "}";
+    constexpr auto text =
+        R"({{"input_tokens":{0},"cached_input_tokens":0,"output_tokens":0,"total_tokens":{0}}})";
+    return fmt::format(text, tokens);
 }
 
 /// The lines of one log. Requests are numbered by what they cost.
@@ -31,28 +32,20 @@ struct Log {
     bool hasRecords = true;
 
     void line(const std::string& rest) {
-        text += R"({"timestamp":"2026-11-20T10:)" + std::to_string(10 + ordinal / 50) + ":" +
-                std::to_string(10 + ordinal % 50) + R"(.000Z","ordinal":)" +
-                std::to_string(ordinal) + "," + rest + "}\n";
+        text += fmt::format(R"({{"timestamp":"2026-11-20T10:{}:{}.000Z","ordinal":{},{}}})",
+                            10 + ordinal / 50, 10 + ordinal % 50, ordinal, rest);
+        text += "\n";
         ++ordinal;
     }
     void answer(int tokens) {
-        if (hasRecords) {
-            line(R"("type":"token_usage_record","payload":{"thread_id":")" + thread +
-                 R"(","turn_id":"t","response_id":"r)" + std::to_string(tokens) + R"(","usage":)" +
-                 usage(tokens) + R"(,"turn_token_usage":)" + usage(tokens) + "}");
-        }
+        constexpr auto record =
+            R"("type":"token_usage_record","payload":{{"thread_id":"{0}","turn_id":"t",)"
+            R"("response_id":"r{1}","usage":{2},"turn_token_usage":{2}}})";
+        constexpr auto reading = R"("type":"event_msg","payload":{{"type":"token_count","info":)"
+                                 R"({{"total_token_usage":{},"last_token_usage":{}}}}})";
+        if (hasRecords) line(fmt::format(record, thread, tokens, usage(tokens)));
         total += tokens;
-        line(R"("type":"event_msg","payload":{"type":"token_count","info":{"total_token_usage":)" +
-             usage(total) + R"(,"last_token_usage":)" + usage(tokens) + "}}");
-    }
-    /// A log of that thread which goes on from this one.
-    Log next(const std::string& segment, const std::string& ofThread) const {
-        Log log{.total = total, .ordinal = ordinal, .thread = ofThread, .hasRecords = hasRecords};
-        log.line(R"("type":"session_meta","payload":{"id":")" + ofThread +
-                 R"(","cwd":"/work","history_base":{"thread_id":")" + segment +
-                 R"(","end_ordinal_exclusive":)" + std::to_string(ordinal) + "}}");
-        return log;
+        line(fmt::format(reading, usage(total), usage(tokens)));
     }
 };
 
@@ -88,17 +81,11 @@ class Homes : public ProgramTest {
         fs::last_write_time(path, fs::file_time_type::clock::now() - std::chrono::hours(1));
         return path;
     }
-    static std::string nameOf(const std::string& thread, const std::string& segment) {
-        return "rollout-2026-11-20T10-00-00-" + thread + (segment.empty() ? "" : "_" + segment) +
-               ".jsonl";
-    }
-    fs::path put(const Log& log, const std::string& segment = "", bool hasRow = true) {
-        fs::path path = put(day / nameOf(log.thread, segment), log.text);
-        sql("DELETE FROM threads WHERE id = '" + log.thread + "';");
-        if (hasRow) {
-            sql("INSERT INTO threads VALUES ('" + log.thread + "', '" + path.string() +
-                "', 1795000000);");
-        }
+    fs::path put(const Log& log) {
+        fs::path path =
+            put(day / ("rollout-2026-11-20T10-00-00-" + log.thread + ".jsonl"), log.text);
+        sql("DELETE FROM threads WHERE id = '" + log.thread + "'; INSERT INTO threads VALUES ('" +
+            log.thread + "', '" + path.string() + "', 1795000000);");
         return path;
     }
     Variables variables(const fs::path& caches) const {
@@ -134,33 +121,25 @@ TEST_F(Homes, WhatWasCountedKeepsCounting) {
     const fs::path path = put(a);
     const fs::path other = put(b);
     EXPECT_EQ(found(), "1111");
-    // Moved, packed, without its row: it is not gone.
-    fs::create_directories(home / ".codex/archived_sessions");
-    const fs::path archived = home / ".codex/archived_sessions" / path.filename();
-    fs::rename(path, archived);
-    sql("DELETE FROM threads WHERE id = '" + idOf('a') + "';");
-    EXPECT_EQ(found(), "1111");
     const std::string packedName = path.filename().string() + ".zst";
     const std::string bytes = *compressed(a.text + std::string(999, '\n'));
-    const fs::path begun = put("archived_sessions" / fs::path(packedName), bytes.substr(0, 50));
+    put(day / packedName, bytes.substr(0, 50));
     EXPECT_EQ(found(), "1111");  // while it is being packed
-    fs::remove(begun);
     const fs::path packed = put(day / packedName, bytes);
     EXPECT_EQ(found(), "1111");  // both lie there
-    fs::remove(archived);
+    fs::remove(path);
     EXPECT_EQ(found(), "1111");
     EXPECT_EQ(found(true), "1111");
     fs::remove(packed);
     fs::remove(other);
     EXPECT_EQ(found(), "1111 goneLog:2");
-    EXPECT_EQ(found(true), "-1 missingLog:1");
+    EXPECT_EQ(found(true), "-1 missingLog:2");
     fs::rename(home, root() / "renamed");
     home = root() / "renamed";
     EXPECT_EQ(found(), "1111 goneLog:2");
     // What comes back shorter, and goes on otherwise, adds what is new.
-    const std::size_t third = a.text.rfind(R"({"timestamp")");
     Log shorter = a;
-    shorter.text.resize(third);
+    shorter.text.resize(a.text.rfind(R"({"timestamp")"));
     shorter.total = 11;
     put(shorter);
     EXPECT_EQ(found(), "1111 goneLog:2");
@@ -195,9 +174,9 @@ TEST_F(Homes, WhatWasCountedKeepsCounting) {
     fs::resize_file(store, 40'960);
     EXPECT_EQ(found(), "1000 missingLog:1 damagedRecord:1");
     EXPECT_TRUE(fs::exists(store.string() + ".damaged"));
-    put(f);
+    const fs::path third = put(f);
     EXPECT_EQ(found(), "1005 missingLog:1 damagedRecord:1");
-    fs::remove(home / ".codex" / day / nameOf(idOf('f'), ""));
+    fs::remove(third);
     EXPECT_EQ(found(), "1005 missingLog:1 goneLog:1 damagedRecord:1");
     home = root() / "other home";
     EXPECT_EQ(run({"forget-gone"}, variables(cache)).output, "Forgot 1 log that is gone\n");

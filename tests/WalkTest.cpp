@@ -1,7 +1,6 @@
 // Homes live on for weeks under one cache. Whatever becomes of their logs, the figures are those of
 // a home in which every request was only ever written down.
 
-#include <cmath>
 #include <fmt/format.h>
 #include <fstream>
 #include <list>
