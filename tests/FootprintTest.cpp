@@ -26,9 +26,11 @@ TEST_F(Footprint, DiagnosticsAreOptInAndStayOffStandardOutput) {
                         {"XDG_STATE_HOME", root() / "user"}};
     expectFacts(run({"--dump-json"}, all).output, {{"runtimes.0.status", "available"}});
     EXPECT_EQ(run({}, all).output, "");
-    const std::string text = wholeFile(root() / "home/.local/state/Logs/Vantry/Vantry.log");
+    const std::filesystem::path state = root() / "home/.local/state";
+    const std::string text = wholeFile(state / "Logs/Vantry/Vantry.log");
     EXPECT_TRUE(text.ends_with(" single instance lock unavailable: missing bundle identifier\n"))
         << text;
+    EXPECT_EQ(std::filesystem::status(state).permissions(), std::filesystem::perms(0700));
     EXPECT_TRUE(std::filesystem::is_empty(root() / "user"));
 }
 

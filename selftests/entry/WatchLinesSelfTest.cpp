@@ -1,4 +1,3 @@
-#include <array>
 #include <fcntl.h>
 #include <unistd.h>
 
