@@ -154,8 +154,6 @@ void checkBoard(SelfTest& test) {
                                {.now = time, .statistics = contextIn("Asia/Shanghai", time)});
     };
     test.expect(shown(read(now)) == "任务看板未找到 SQLite 数据源", "no thread index, no board");
-    const auto program = firstExistingPath(sqliteProgramCandidates());
-    if (!program) return;
     const auto database = home.write(".codex/state_5.sqlite", "no database, whatever its name is");
     test.expect(shown(read(now)) == "任务看板 SQLite 查询失败",
                 "a damaged index is no empty board");
@@ -163,10 +161,11 @@ void checkBoard(SelfTest& test) {
     for (const auto& [path, sql] :
          {std::pair(database, threads),
           std::pair(home.path() / ".codex/state_4.sqlite", olderThreads)}) {
-        BoundedProcessRunner::run({.executableURL = *program,
-                                   .arguments = {path.string(), sql},
-                                   .timeout = 30,
-                                   .maxOutputBytes = 4096});
+        BoundedProcessRunner::run(
+            {.executableURL = firstExistingPath(sqliteProgramCandidates()).value(),
+             .arguments = {path.string(), sql},
+             .timeout = 30,
+             .maxOutputBytes = 4096});
     }
     home.write(".codex/automations/a/automation.toml", "status = \"ACTIVE\"");
     test.expect(shown(read(Date(1e300))).empty(), "a clock beyond all integers");
