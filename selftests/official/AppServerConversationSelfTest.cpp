@@ -170,7 +170,9 @@ void checkAnswers(SelfTest& test) {
 void checkUsage(SelfTest& test) {
     const AppServerSnapshot full = Talk(goodReplies()).read.snapshot;
     test.expect(full.officialLifetimeTokens == 999 && full.officialLifetimeCapturedAt == now &&
-                    full.cloudDailyBuckets && full.cloudDailyUsageCapturedAt == now,
+                    full.cloudDailyBuckets && full.cloudDailyUsageCapturedAt == now &&
+                    full.cloudDailyUsageAttempted &&
+                    !Talk(replacing(3, {})).read.snapshot.cloudDailyUsageAttempted,
                 "the usage is stamped with the time of the read");
     const Talk damaged(replacing(
         4, {R"({"id":4,"result":{"summary":{"lifetimeTokens":-1},"dailyUsageBuckets":[1]}})"}));

@@ -74,8 +74,10 @@ void checkConversation(SelfTest& test) {
 echo 'no json'; echo '[]'; echo '{"method":"account/updated","params":{}}'; echo '{"id":"3","result":{}}'
 echo '{"id":3,"method":"item/ask","params":{}}'; echo '{"id":3.5}'; echo
 exec 2>&-
-on1() { hello; hello; printf '%s' '{"id":1,'; sleep 0.05; echo '"result":{}}'; }
-serve)");
+on1() { printf '%s' '{"id":1,'; sleep 0.05; echo '"result":{}}'; }
+on5() { quota 5 a $USED; }
+serve)",
+                                             {.environment = {{"USED", "24"}}});
     test.expect(remaining(noisy) == 76 && noisy.messages.empty(),
                 "app-server stderr EOF 不应丢弃 stdout 的后续额度响应");
     std::vector<std::int64_t> seen;
@@ -109,6 +111,7 @@ void checkEndings(SelfTest& test) {
         const AppServerRead read = fixture.read(body);
         test.expect(read.messages == std::vector<std::string>{message} &&
                         read.snapshot.readState == AppServerReadState::failed &&
+                        read.snapshot.officialUsageReadStatus == OfficialUsageReadStatus::failed &&
                         isEmptyBatch(read) && (!isFast || fixture.seconds < 1.2),
                     what);
     }
