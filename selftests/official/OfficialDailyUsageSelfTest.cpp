@@ -304,14 +304,24 @@ void checkGaps(SelfTest& test) {
     const HybridDailyUsage alone = merged(local, Days(std::in_place));
     test.expect(
         tokensOf(alone.local.dailyBuckets) == TokensByDay{{"2026-07-01", 10}, {"2026-07-02", 20}} &&
-            !isKnown(alone.local, "2026-06-30") && alone.messages.empty(),
-        "an empty history is a history");
+            !isKnown(alone.local, "2026-06-30") && alone.messages.empty() &&
+            !alone.local.usageTrend->summary.isNewActivity,
+        "an empty history is a history, and no news");
+    for (const auto& [missing, isCompared] :
+         {std::pair{"2026-06-18", true}, {"2026-06-19", false}}) {
+        std::vector<DailyTokenBucket> official = officialDays(182);
+        std::erase_if(official, [&](const auto& day) { return day.id == missing; });
+        const LocalUsage mostlyKnown = merged(local, official).local;
+        test.expect(mostlyKnown.usageTrend->summary.changePercent.has_value() == isCompared,
+                    "two weeks are compared if each day of both is known");
+    }
 
     LocalUsage rough = local;
     rough.detailedUsage.reset();
     const HybridDailyUsage behind = merged(rough, officialDays(182));
     test.expect(
         !behind.local.todayTokens && !behind.local.sevenDayTokens && !behind.local.detailedUsage &&
+            behind.local.usageTrend->summary == UsageTrendSummary{} &&
             !isKnown(behind.local, "2026-07-02") &&
             tokensOf(behind.local.dailyBuckets) == tokensOf(officialDays(182)) &&
             behind.messages == Words{"Codex 官方日统计尚未包含今天，今日与近 7 天暂不采用该批数据"},
