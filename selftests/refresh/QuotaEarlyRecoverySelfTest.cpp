@@ -131,6 +131,7 @@ void checkSequences(SelfTest& test) {
         {"no count after", "0:50 60:100#-1 80:100", "---"},
         {"no count at the confirmation", "0:50 60:100 75:100?", "-c-"},
         {"plans are not compared", "0:50+ 60:100 75:100", "---"},
+        {"nor does one confirm the other's", "0:50 60:100 75:100+", "-c-"},
         {"an unknown plan ends everything", "0:50 30:50x 60:100", "---"},
         {"accounts are not compared", "0:50 60:100b 75:100b", "---"},
         {"nor do they confirm each other's", "0:50 60:100 75:100b 90:100b", "-c--"},
@@ -172,6 +173,10 @@ void checkAnswers(SelfTest& test) {
         [](Pending& pending) { pending.candidate.remainingPercent = 44; },
         [](Pending& pending) { pending.candidate.resetCredits.reset(); },
         [](Pending& pending) { pending.candidate.windowDurationMins = 300; },
+        [](Pending& pending) {
+            pending.candidate.planType = "plus";
+            pending.candidate.windowDurationMins = 300;
+        },
         [](Pending& pending) { pending.candidate.resetsAt = start + 620'000; },
         [](Pending& pending) { pending.previous.remainingPercent = -1; },
         [](Pending& pending) { pending.previous.planType = "team"; },
@@ -181,6 +186,18 @@ void checkAnswers(SelfTest& test) {
         QuotaEarlyRecoveryDetector damaged = detector;
         damage(*damaged.state.pending);
         test.expect(outcome("140:100", damaged) == "c", "a damaged candidate is none");
+    }
+    using Evidence = QuotaEarlyRecovery::ManualResetEvidence;
+    const std::pair<std::function<void(Evidence&)>, std::string> traces[] = {
+        {[](Evidence&) {}, "--"},
+        {[](Evidence& evidence) { evidence.currentResetCredits = -1; }, "-c"},
+        {[](Evidence& evidence) { evidence.previousResetCredits = 1; }, "-c"},
+        {[](Evidence& evidence) { evidence.detectedAt = start + 401; }, "-c"}};
+    for (const auto& [damage, letters] : traces) {
+        QuotaEarlyRecoveryDetector spent;
+        outcome("0:50 10:50#1", spent);
+        damage(*spent.state.manualResetEvidence);
+        test.expect(outcome("100:50#1 405:100#1", spent) == letters, "damaged evidence is none");
     }
     for (const double odd : {double(NAN), double(INFINITY)}) {
         QuotaEarlyRecoveryDetector seeing = detector;
