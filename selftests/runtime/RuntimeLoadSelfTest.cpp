@@ -149,16 +149,40 @@ void checkReuse(SelfTest& test) {
            [](auto& o) { o.previousSnapshot->localUsageIsStale = true; });
     refuse("stale official days are read again",
            [](auto& o) { o.previousSnapshot->cloudDailyUsageIsStale = true; });
+    refuse("yesterday's local usage is read again",
+           [](auto& o) { o.previousSnapshot->localUsageCapturedAt = now - 86'400; });
+    refuse("official days for which nobody stands now are read out of it", [](auto& o) {
+        o.previousSnapshot->local->usageTrend.emplace().sourceQuality = UsageSourceQuality::hybrid;
+    });
     refuse("missing local usage is read", [](auto& o) { o.previousSnapshot->local.reset(); });
     refuse("without a previous read everything is read",
            [](auto& o) { o.previousSnapshot.reset(); });
     refuse("nothing is reused unasked", [](auto& o) { o.findUnchanged = nullptr; });
 }
 
+void checkQuotaAlone(SelfTest& test) {
+    const TemporaryDirectory directory("vantry-runtime-load-");
+    const auto program = directory.writeProgram("codex", R"(#!/bin/sh
+while read -r line; do case "$line" in
+*'"id":1,'*) echo '{"id":1,"result":{}}';;
+*'"id":2,'*) echo '{"id":2,"result":{"account":{"type":"chatgpt","planType":"pro"}}}';;
+*'"id":3,'*) echo '{"id":3,"result":{"rateLimits":{"primary":{"usedPercent":40,"windowDurationMins":10080,"resetsAt":4102444800}}}}';;
+*'"id":4,'*) echo '{"id":4,"result":{"summary":{"lifetimeTokens":9}}}';;
+*'"id":5,'*) echo '{"id":5,"result":{}}';;
+esac; done
+)");
+    const UsageSnapshot read =
+        loadQuota(context(), {.executablePath = program, .responseTimeout = 5});
+    test.expect(read.account && read.secondary && !read.cloudDailyUsageAttempted &&
+                    read.officialUsageReadStatus == OfficialUsageReadStatus::notAttempted,
+                "a read of the quota asks for the account, and for no history");
+}
+
 }  // namespace
 
 bool run() {
-    return SelfTest::run("runtime load", {checkRegistry, checkCarriage, checkReuse});
+    return SelfTest::run("runtime load",
+                         {checkRegistry, checkCarriage, checkReuse, checkQuotaAlone});
 }
 
 }  // namespace vantry::RuntimeLoadSelfTest
