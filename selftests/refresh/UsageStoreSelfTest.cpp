@@ -106,9 +106,12 @@ void checkTimers(SelfTest& test) {
                 "a full refresh reads what the account says and keeps the rest");
     ++world.revision;
     world.pass(60);
-    test.expect(
-        world.localReads == 1 && world.boardReads == 1 && boardTokens(*store) == todayOf(*store),
-        "a change is found, and a board that was read alone has its tokens");
+    test.expect(world.localReads == 1 && world.boardReads == 1 &&
+                    boardTokens(*store) == todayOf(*store) &&
+                    store->state().snapshot.taskBoard->refreshedAt == world.readTimes.back(),
+                "a change is found, and a board that was read alone has its tokens");
+    world.pass(60);
+    test.expect(world.localReads == 1 && world.boardReads == 1, "and it is found once");
     store->setLocalUsageForeground(true);
     ++world.revision;
     world.pass(15);
@@ -119,13 +122,33 @@ void checkTimers(SelfTest& test) {
     world.changesMeanwhile = false;
     world.pass(15);
     test.expect(world.localReads == 3, "what changed during a read is read once more");
+    world.changesMeanwhile = true;
+    store->refresh({});
+    world.settle();
+    world.changesMeanwhile = false;
+    store->refresh({.reuseUnchangedSources = true});
+    world.settle();
+    test.expect(todayOf(*store) == quotaNumber(*store), "by whichever lane comes first");
     store->refreshLocalUsage({});
     store->refreshQuota({.queueIfBusy = true});
     store->refresh({.queueIfBusy = true});
     world.land();
     test.expect(store->pendingRefreshes() == PendingRefreshes{}, "a full read reads the quota too");
     world.settle();
-    test.expect(world.records > 0, "the desktop hears of it");
+    // A full read tells of the quota ahead, where there is one.
+    for (const auto& [lane, told] :
+         {std::pair{full, 2}, {quota, 1}, {localUsage, 1}, {taskBoard, 0}}) {
+        ++world.revision;
+        const int before = world.records;
+        ask(*store, lane, false);
+        world.settle();
+        test.expect(world.records == before + told, "the desktop hears of each read of figures");
+    }
+    world.appServer = AppServerReadState::failed;
+    const int before = world.records;
+    store->refresh({});
+    world.settle();
+    test.expect(world.records == before + 1, "of a failed session nothing is told ahead");
     int told = 0;
     {
         const Subscription subscription = store->observe([&] { ++told; });
@@ -324,6 +347,35 @@ void checkEarlyRecovery(SelfTest& test) {
     test.expect(events.size() == 2, "of two programs at once one announces a recovery");
 }
 
+/// A switch to a zone whose batch is at hand reads nothing that could confirm a recovery instead.
+void checkConfirmationOverSwitch(SelfTest& test) {
+    enum class Drops { nothing, quota, full };
+    for (const auto drops : {Drops::nothing, Drops::quota, Drops::full}) {
+        World world;
+        world.used = 60;
+        const auto store = world.startedStore();
+        int events = 0;
+        const Subscription subscription =
+            store->observeQuotaEarlyRecovery([&](const auto&) { ++events; });
+        world.loop.advance(1);
+        world.used = 0;
+        store->refreshQuota({});
+        world.settle();
+        if (drops == Drops::full) store->refreshLocalUsage({});
+        if (drops != Drops::nothing) world.loop.advance(15);
+        if (drops == Drops::full) {
+            store->refresh({.queueIfBusy = true});
+            world.land();
+        }
+        store->updateStatisticsTimeZone(fixedZone(world.systemZone));
+        test.expect(!store->state().isSwitchingStatisticsTimeZone, "the batch is at hand");
+        world.settle();
+        world.pass(drops == Drops::nothing ? 16 : 2);
+        test.expect(events == 1 && world.fullReads == (drops == Drops::full ? 2 : 1),
+                    "a recovery that awaits its confirmation outlives a switch");
+    }
+}
+
 void checkZones(SelfTest& test) {
     World world;
     const auto store = world.startedStore();
@@ -342,12 +394,15 @@ void checkZones(SelfTest& test) {
     store->refreshQuota({});
     world.settle();
     const int reads = world.fullReads;
+    const int records = world.records;
     store->updateStatisticsTimeZone({.selection = StatisticsTimeZoneSelection::system});
     store->updateStatisticsTimeZone(fixedZone("Asia/Tokyo"));
-    test.expect(message() == "已切换到 Asia/Tokyo · 缓存" && todayOf(*store) == 2 &&
-                    quotaNumber(*store) == 3 && world.fullReads == reads &&
-                    !store->state().isSwitchingStatisticsTimeZone,
-                "back at once, with the newer quota");
+    test.expect(
+        message() == "已切换到 Asia/Tokyo · 缓存" && todayOf(*store) == 2 &&
+            quotaNumber(*store) == 3 && world.fullReads == reads && world.records == records + 1 &&
+            store->state().multiRuntimeSnapshot.statisticsIdentity.now == world.loop.now() &&
+            !store->state().isSwitchingStatisticsTimeZone,
+        "back at once, with the newer quota");
     world.settle();
     store->updateStatisticsTimeZone({.selection = StatisticsTimeZoneSelection::system});
     world.settle();
@@ -403,11 +458,24 @@ void checkMidnights(SelfTest& test) {
         for (const double left : {3 * 3'600.0, 86'400.0}) {
             world.loop.advance(left - 0.1);
             const bool isThere = todayOf(*store).has_value();
+            const int records = world.records;
             world.loop.advance(0.1);
-            test.expect(isThere && !todayOf(*store), "the day ends at midnight of its zone");
+            test.expect(isThere && !todayOf(*store) && world.records == records + 1,
+                        "the day ends at midnight of its zone");
+            const auto quota = quotaNumber(*store);
+            world.land();
+            test.expect(quotaNumber(*store) == quota && store->state().isRefreshing,
+                        "nothing of a full read that crossed midnight is shown");
             world.settle();
+            test.expect(todayOf(*store).has_value(), "the new day is read at once");
         }
     }
+    World world;
+    const auto store = world.startedStore();
+    world.systemZone = "Asia/Tokyo";  // and nobody tells
+    world.loop.advance(16 * 3'600);
+    test.expect(!localOf(*store) && quotaNumber(*store),
+                "midnight leaves no figures of a zone that the machine has left");
 }
 
 void checkMidnight(SelfTest& test) {
@@ -520,8 +588,8 @@ void checkCache(SelfTest& test) {
 bool run() {
     return SelfTest::run("usage store",
                          {checkQueue, checkTimers, checkSlowFingerprint, checkRetries, checkOffline,
-                          checkClockSetBack, checkEarlyRecovery, checkZones, checkMidnights,
-                          checkMidnight, checkCache, checkStop});
+                          checkClockSetBack, checkEarlyRecovery, checkConfirmationOverSwitch,
+                          checkZones, checkMidnights, checkMidnight, checkCache, checkStop});
 }
 
 }  // namespace vantry::UsageStoreSelfTest
