@@ -225,7 +225,8 @@ void checkShares(SelfTest& test) {
 
 /// A log as large as memory keeps none.
 SessionEntryForms largeForms() {
-    SessionEntryForms forms{.events = std::string(13'000'000, 'e')};
+    SessionEntryForms forms;
+    forms.events.resize(13'000'000, 'e');
     forms.head.deltaCount = 1;
     return forms;
 }

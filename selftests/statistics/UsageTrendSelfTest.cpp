@@ -189,7 +189,8 @@ void checkGlow(SelfTest& test) {
     std::vector<UsageHeatmapGlowTarget> targets;
     for (int day = 0; day < 49; ++day) {
         ids.push_back("2026-01-" + std::to_string(10 + day));
-        targets.push_back({.id = ids.back(), .x = 10.0 * (day / 7), .y = 10.0 * (day % 7)});
+        const int week = day / 7;
+        targets.push_back({.id = ids.back(), .x = 10.0 * week, .y = 10.0 * (day % 7)});
     }
     const std::vector<std::string> spread = orderedCandidateIDs(targets);
     const std::vector<std::string> ordered = orderedCandidateIDs(ids);
