@@ -255,7 +255,7 @@ void checkDamage(SelfTest& test) {
         {"cut", cutTo(7), {300, 300, 300}},
         {"two places",
          [](const fs::path& file) {
-             for (const std::uintmax_t eighth : {3, 6}) {
+             for (const std::uintmax_t eighth : {3U, 6U}) {
                  overwrite(file, fs::file_size(file) * eighth / 8 / 4096 * 4096, 8192);
              }
          },

@@ -307,8 +307,8 @@ void checkGaps(SelfTest& test) {
             !isKnown(alone.local, "2026-06-30") && alone.messages.empty() &&
             !alone.local.usageTrend->summary.isNewActivity,
         "an empty history is a history, and no news");
-    for (const auto& [missing, isCompared] :
-         {std::pair{"2026-06-18", true}, {"2026-06-19", false}}) {
+    for (const bool isCompared : {true, false}) {
+        const std::string missing = isCompared ? "2026-06-18" : "2026-06-19";
         std::vector<DailyTokenBucket> official = officialDays(182);
         std::erase_if(official, [&](const auto& day) { return day.id == missing; });
         const LocalUsage mostlyKnown = merged(local, official).local;
