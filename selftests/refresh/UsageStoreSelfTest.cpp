@@ -268,9 +268,15 @@ void checkOffline(SelfTest& test) {
     }
     test.expect(world.fullReads == 3 && !store->state().snapshot.cloudDailyUsageIsStale,
                 "the network's return is followed by one read");
+    world.appServer = AppServerReadState::failed;
     store->machineDidWake();
     world.pass(3);
     test.expect(world.fullReads == 4, "a machine that wakes reads");
+    store->networkDidChange();
+    world.appServer = AppServerReadState::responded;
+    world.pass(15);
+    test.expect(world.fullReads == 5 && !store->state().snapshot.cloudDailyUsageIsStale,
+                "and reads once more when its network follows");
     world.appServer = AppServerReadState::failed;
     const Date resetsAt = *store->state().snapshot.primary->resetsAt;
     world.pass(resetsAt - world.loop.now() - 1);

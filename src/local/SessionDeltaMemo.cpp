@@ -13,7 +13,6 @@ std::span<const SessionReadings::Reading> SessionReadings::before(
 const SessionUsageCacheEntry* SessionDeltaMemo::entry(const LoadedSessionUsage& session) {
     Log& log = logs_[&session];
     if (!std::exchange(log.isLoaded, true)) log.entry = load_(session);
-    log.isMissing = log.isMissing || log.entry == nullptr;
     return log.entry.get();
 }
 
@@ -22,7 +21,6 @@ SessionDeltaMemo::Deltas SessionDeltaMemo::deltas(const LoadedSessionUsage& sess
     Log& log = logs_[&session];
     if (known == nullptr || log.deltas != nullptr) return log.deltas;
     auto decoding = known->deltaStorage.decoded();
-    log.isMissing = log.isMissing || !decoding.deltas;
     if (!decoding.deltas) return nullptr;
     log.deltas =
         std::make_shared<const std::vector<SessionUsageDelta>>(*std::move(decoding.deltas));

@@ -43,7 +43,7 @@ class SessionDeltaMemo {
     /// Whether bytes of the log were asked for and could not be had.
     bool isMissing(const LoadedSessionUsage& session) const {
         const auto log = logs_.find(&session);
-        return log != logs_.end() && log->second.isMissing;
+        return log != logs_.end() && log->second.isLoaded && log->second.entry == nullptr;
     }
 
     /// What somebody found that a copy of this log can hold; null until it is told.
@@ -55,7 +55,6 @@ class SessionDeltaMemo {
   private:
     struct Log {
         bool isLoaded = false;
-        bool isMissing = false;
         Entry entry;
         Deltas deltas;
         Deltas history;

@@ -5,6 +5,41 @@
 
 #include "io/BoundedCacheData.h"
 #include "platform/AtomicFile.h"
+#include "platform/RecordFields.h"
+
+namespace vantry::SignIn {
+
+/// The file's contents: whose sign-in it is.
+struct Record {
+    static constexpr std::int64_t currentVersion = 1;
+
+    std::int64_t version = currentVersion;
+    std::string accountIdentity;
+    FileMark mark;
+
+    friend bool operator==(const Record&, const Record&) = default;
+};
+
+}  // namespace vantry::SignIn
+
+namespace vantry {
+
+template <>
+struct RecordFields<SignIn::FileMark> {
+    using Mark = SignIn::FileMark;
+    static constexpr std::tuple list{
+        field("device", &Mark::device), field("inode", &Mark::inode), field("size", &Mark::size),
+        field("modificationTimeNanoseconds", &Mark::modificationTimeNanoseconds)};
+};
+
+template <>
+struct RecordFields<SignIn::Record> {
+    static constexpr std::tuple list{field("version", &SignIn::Record::version),
+                                     field("accountIdentity", &SignIn::Record::accountIdentity),
+                                     field("mark", &SignIn::Record::mark)};
+};
+
+}  // namespace vantry
 
 namespace vantry::SignIn {
 

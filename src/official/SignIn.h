@@ -3,10 +3,8 @@
 #include <cstdint>
 #include <filesystem>
 #include <optional>
-#include <string>
 
 #include "official/AppServerSnapshot.h"
-#include "platform/RecordFields.h"
 
 /// Who is signed in while the service cannot be asked: nobody else than at the last read that
 /// learned it, for as long as Codex's `auth.json` is the very file that it was then. The file is
@@ -26,17 +24,6 @@ struct FileMark {
 /// That of `auth.json` in Codex's home; nothing where there is none, as with a key store.
 std::optional<FileMark> markOf(const std::filesystem::path& codexHome);
 
-/// The file's contents: whose sign-in it is.
-struct Record {
-    static constexpr std::int64_t currentVersion = 1;
-
-    std::int64_t version = currentVersion;
-    std::string accountIdentity;
-    FileMark mark;
-
-    friend bool operator==(const Record&, const Record&) = default;
-};
-
 /// A session with the service, and the marks of just before and just after it.
 struct Session {
     AppServerSnapshot& snapshot;  ///< changed in place
@@ -51,22 +38,3 @@ struct Session {
 void settleIdentity(const Session& session);
 
 }  // namespace vantry::SignIn
-
-namespace vantry {
-
-template <>
-struct RecordFields<SignIn::FileMark> {
-    using Mark = SignIn::FileMark;
-    static constexpr std::tuple list{
-        field("device", &Mark::device), field("inode", &Mark::inode), field("size", &Mark::size),
-        field("modificationTimeNanoseconds", &Mark::modificationTimeNanoseconds)};
-};
-
-template <>
-struct RecordFields<SignIn::Record> {
-    static constexpr std::tuple list{field("version", &SignIn::Record::version),
-                                     field("accountIdentity", &SignIn::Record::accountIdentity),
-                                     field("mark", &SignIn::Record::mark)};
-};
-
-}  // namespace vantry

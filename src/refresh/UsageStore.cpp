@@ -41,6 +41,7 @@ void UsageStore::stop() {
     // Nobody would take the message of a finished switch away.
     if (statisticsFeedbackTimer_) endStatisticsFeedback();
     quotaResetsAt_.reset();
+    isOtherNetwork_ = false;
     for (auto* timer : {&fullTimer_, &quotaRetryTimer_, &quotaResetTimer_, &soonTimer_,
                         &soonAgainTimer_, &quotaEarlyRecoveryConfirmationTimer_, &localUsageTimer_,
                         &taskBoardTimer_, &statisticsRolloverTimer_}) {
@@ -89,6 +90,7 @@ bool UsageStore::mayStart(PendingRefreshWork lane, LaneRequest request) {
 
 UsageStore::ReadTicket UsageStore::beginRead(PendingRefreshWork lane) {
     setReading(lane);
+    if (state_.isRefreshing) isOtherNetwork_ = false;
     return {.context = sources_->liveContext(loop_.now(), state_.statisticsPreference),
             .preference = state_.statisticsPreference,
             .generation = refreshGeneration_};
@@ -120,6 +122,7 @@ bool UsageStore::acceptsResult(const ReadTicket& ticket, const StatisticsIdentit
 void UsageStore::endRead() {
     setReading(std::nullopt);
     if (!hasStarted_) return;
+    readOverOtherNetwork();
     const auto next = pending_.takeNextPendingRefresh();
     if (!next) return;
     switch (*next) {

@@ -107,7 +107,7 @@ class UsageStore {
     static constexpr double taskBoardInterval = 60.0;  // seconds
     static constexpr double feedbackDuration = 2.5;    // seconds
     static constexpr double soon = 2.0;                // seconds; a network needs as long
-    static constexpr double soonAgain = 30.0;          // seconds
+    static constexpr double soonAgain = 10.0;          // seconds
 
     /// What a read was started for, and what its result is judged by.
     struct ReadTicket {
@@ -157,6 +157,7 @@ class UsageStore {
     void scheduleQuotaRetryIfNeeded();
     void retryQuota();
     void readSoon();
+    void readOverOtherNetwork();
     void awaitQuotaReset();
     struct QuotaObservation {
         const RuntimeUsageSnapshot& merged;
@@ -256,6 +257,7 @@ class UsageStore {
     std::optional<Date> quotaResetsAt_;  ///< what that timer waits for
     MainLoop::TimerHandle soonTimer_;
     MainLoop::TimerHandle soonAgainTimer_;  ///< as long as it runs nothing is read soon
+    bool isOtherNetwork_ = false;           ///< since the account was last asked
     MainLoop::TimerHandle quotaEarlyRecoveryConfirmationTimer_;
     MainLoop::TimerHandle localUsageTimer_;
     MainLoop::TimerHandle taskBoardTimer_;

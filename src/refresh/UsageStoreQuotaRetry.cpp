@@ -49,7 +49,13 @@ void UsageStore::machineDidWake() {
 }
 
 void UsageStore::networkDidChange() {
-    if (codex() == nullptr) return;
+    isOtherNetwork_ = true;
+    readOverOtherNetwork();
+}
+
+// Also at the end of a read that was under way, and of the time in which nothing is read soon.
+void UsageStore::readOverOtherNetwork() {
+    if (!isOtherNetwork_ || codex() == nullptr || state_.isRefreshing) return;
     const UsageSnapshot& shown = codex()->snapshot;
     const bool hasFailed = shown.readerState.appServer == AppServerReadState::failed ||
                            shown.officialUsageReadStatus == OfficialUsageReadStatus::failed;
@@ -60,7 +66,10 @@ void UsageStore::readSoon() {
     if (!hasStarted_ || soonTimer_ || soonAgainTimer_) return;
     soonTimer_ = loop_.after(soon, [this] {
         soonTimer_.reset();
-        soonAgainTimer_ = loop_.after(soonAgain, [this] { soonAgainTimer_.reset(); });
+        soonAgainTimer_ = loop_.after(soonAgain, [this] {
+            soonAgainTimer_.reset();
+            readOverOtherNetwork();
+        });
         refresh({.queueIfBusy = true, .reuseUnchangedSources = true});
     });
 }

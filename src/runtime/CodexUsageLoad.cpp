@@ -185,8 +185,6 @@ std::optional<LocalUsageReadResult> reusableLocalUsageResult(const RuntimeLoadCo
         context.statistics.dayKey(*capturedAt) != context.statistics.currentDayKey()) {
         return std::nullopt;
     }
-    // A clock that was ahead and was set back would show it as the newest until it catches up.
-    if (capturedAt && *capturedAt > context.now) return std::nullopt;
     if (previous.localUsageIsStale || previous.cloudDailyUsageIsStale || !previous.local) {
         return std::nullopt;
     }
