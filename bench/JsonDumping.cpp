@@ -2,7 +2,7 @@
 #include <sstream>
 #include <string>
 
-#include "entry/JsonDump.h"
+#include "headless/JsonDump.h"
 
 namespace vantry::bench {
 

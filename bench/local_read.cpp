@@ -8,8 +8,8 @@
 #include <string>
 #include <sys/resource.h>
 
-#include "local/KeptThreadIndex.h"
-#include "local/SessionBatch.h"
+#include "local/analytics/SessionBatch.h"
+#include "local/cache/KeptThreadIndex.h"
 #include "platform/WorkQueue.h"
 
 using namespace vantry;

@@ -8,7 +8,7 @@
 #include "corpus/Clock.h"
 #include "corpus/Random.h"
 #include "corpus/SessionLines.h"
-#include "local/LocalUsageReader.h"
+#include "local/analytics/LocalUsageReader.h"
 #include "platform/Compression.h"
 #include "support/Program.h"
 

@@ -9,12 +9,12 @@
 #include <thread>
 
 #include "corpus/Corpus.h"
-#include "local/LocalAnalyticsCache.h"
+#include "local/cache/LocalAnalyticsCache.h"
 #include "official/OfficialDailyUsageCache.h"
 #include "platform/JsonReader.h"
 #include "platform/TextWidth.h"
-#include "presentation/DesktopWidgetSnapshotStore.h"
-#include "statistics/TokenFormatter.h"
+#include "presentation/format/TokenFormatter.h"
+#include "session/DesktopWidgetSnapshotStore.h"
 #include "support/Program.h"
 
 using namespace vantry;

@@ -4,13 +4,14 @@
 #include <functional>
 
 #include "io/BoundedProcessRunner.h"
-#include "local/LocalUsageReader.h"
-#include "local/StateDatabase.h"
+#include "local/analytics/LocalUsageReader.h"
+#include "local/index/StateDatabase.h"
 #include "platform/Base64.h"
 #include "platform/Database.h"
 #include "platform/Iso8601.h"
 #include "selftests/Suites.h"
 #include "selftests/support/SelfTest.h"
+#include "selftests/support/Words.h"
 
 namespace vantry::LocalAnalyticsSelfTest {
 
@@ -111,7 +112,8 @@ class Home {
 };
 
 bool says(const LocalUsageRead& read, const std::string& message) {
-    return std::ranges::find(read.messages, message) != read.messages.end();
+    const auto words = wordsOf(read.messages);
+    return std::ranges::find(words, message) != words.end();
 }
 
 std::int64_t today(const LocalUsageRead& read) {
@@ -141,8 +143,7 @@ void checkComplete(SelfTest& test) {
     const ProjectBoard& board = *local.projectBoard;
     test.expect(board.allProjects.size() == 2 && board.allProjects[0].name == "Project A" &&
                     board.allProjects[0].tokens == 390 && board.allProjects[0].threadCount == 2 &&
-                    board.allProjects[1].name == "未归类" &&
-                    board.recentProjects[0].tokens == 290 &&
+                    board.allProjects[1].name.empty() && board.recentProjects[0].tokens == 290 &&
                     board.recentProjects[0].firstActiveAt == noon - 9 * day &&
                     board.todayProjects->size() == 1,
                 "two spellings of a directory are one project");

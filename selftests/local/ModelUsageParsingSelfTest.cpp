@@ -1,13 +1,13 @@
 
-#include "local/SessionLineFinder.h"
-#include "local/SessionLineParser.h"
-#include "local/ThreadIndex.h"
+#include "local/index/ThreadIndex.h"
+#include "local/log/SessionLineFinder.h"
+#include "local/log/SessionLineParser.h"
 #include "platform/Iso8601.h"
+#include "presentation/format/TokenFormatter.h"
 #include "selftests/Suites.h"
 #include "selftests/support/SelfTest.h"
 #include "statistics/LocalModelUsageAccumulator.h"
 #include "statistics/ModelTokenPrice.h"
-#include "statistics/TokenFormatter.h"
 
 namespace vantry::CodexUsageReader {
 

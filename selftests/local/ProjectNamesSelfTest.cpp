@@ -1,5 +1,5 @@
 
-#include "local/ProjectNames.h"
+#include "local/index/ProjectNames.h"
 #include "selftests/Suites.h"
 #include "selftests/support/SelfTest.h"
 

@@ -1,8 +1,8 @@
 #include <list>
 
 #include "io/RegularFileReader.h"
-#include "local/SessionLineage.h"
-#include "local/SessionUsageDeduplicator.h"
+#include "local/lineage/SessionUsageDeduplicator.h"
+#include "local/log/SessionLineage.h"
 #include "platform/Iso8601.h"
 #include "selftests/Suites.h"
 #include "selftests/support/SelfTest.h"

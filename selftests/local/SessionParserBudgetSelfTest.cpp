@@ -1,7 +1,7 @@
 #include <fstream>
 #include <sys/stat.h>
 
-#include "local/SessionKeeping.h"
+#include "local/cache/SessionKeeping.h"
 #include "platform/Compression.h"
 #include "selftests/Suites.h"
 #include "selftests/support/SelfTest.h"

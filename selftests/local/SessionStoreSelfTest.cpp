@@ -7,7 +7,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "local/SessionStore.h"
+#include "local/cache/SessionStore.h"
 #include "platform/Database.h"
 #include "selftests/Suites.h"
 #include "selftests/support/SelfTest.h"

@@ -5,10 +5,10 @@
 #include <random>
 #include <sys/resource.h>
 
-#include "local/SessionFileIdentity.h"
-#include "local/SessionHead.h"
-#include "local/SessionShare.h"
-#include "local/SessionUsageCache.h"
+#include "local/cache/SessionShare.h"
+#include "local/cache/SessionUsageCache.h"
+#include "local/log/SessionFileIdentity.h"
+#include "local/log/SessionHead.h"
 #include "selftests/Suites.h"
 #include "selftests/support/SelfTest.h"
 

@@ -1,10 +1,10 @@
 #include <chrono>
 #include <sys/stat.h>
 
-#include "local/SessionLineParser.h"
-#include "local/SkillLoadPaths.h"
-#include "local/SkillUsages.h"
-#include "local/ToolUsages.h"
+#include "local/analytics/ToolUsages.h"
+#include "local/log/SessionLineParser.h"
+#include "local/log/SkillLoadPaths.h"
+#include "local/skills/SkillUsages.h"
 #include "platform/Iso8601.h"
 #include "selftests/Suites.h"
 #include "selftests/support/SelfTest.h"

@@ -1,13 +1,15 @@
 
 #include "io/BoundedProcessRunner.h"
-#include "local/AutomationTasks.h"
-#include "local/ConversationTitle.h"
-#include "local/SQLiteReader.h"
-#include "local/TaskBoardReader.h"
-#include "local/TaskEvidencePolicy.h"
+#include "local/board/AutomationTasks.h"
+#include "local/board/TaskBoardReader.h"
+#include "local/board/TaskEvidencePolicy.h"
+#include "local/index/ConversationTitle.h"
+#include "local/index/SQLiteReader.h"
+#include "presentation/words/TaskBoardWords.h"
 #include "selftests/Suites.h"
 #include "selftests/support/Moments.h"
 #include "selftests/support/SelfTest.h"
+#include "selftests/support/Words.h"
 
 namespace vantry::TaskSemanticsSelfTest {
 
@@ -137,10 +139,10 @@ INSERT INTO threads VALUES ('edge', '', 1772391599, 0, ''), ('archived', '', 177
 
 std::string shown(const TaskBoardRead& read) {
     std::string text;
-    for (const std::string& message : read.messages) text += message;
+    for (const std::string& message : wordsOf(read.messages)) text += message;
     if (!read.board) return text;
     for (const TaskColumn& column : read.board->columns) {
-        text += column.title + " " + std::to_string(column.count);
+        text += std::string(columnTitle(column.id).zh) + " " + std::to_string(column.count);
         for (const TaskItem& item : column.items) text += ", " + item.id + " " + item.chip;
         text += "\n";
     }

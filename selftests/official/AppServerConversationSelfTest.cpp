@@ -3,6 +3,7 @@
 #include "official/AppServerConversation.h"
 #include "selftests/Suites.h"
 #include "selftests/support/SelfTest.h"
+#include "selftests/support/Words.h"
 
 namespace vantry::AppServerConversationSelfTest {
 
@@ -162,7 +163,7 @@ void checkAnswers(SelfTest& test) {
                         talk.read.snapshot.officialUsageReadStatus == usage &&
                         talk.read.snapshot.account &&
                         talk.read.snapshot.accountIdentity.has_value() == hasIdentity &&
-                        talk.read.messages == messages,
+                        wordsOf(talk.read.messages) == messages,
                     what);
     }
 }
@@ -181,7 +182,7 @@ void checkUsage(SelfTest& test) {
                     !none.cloudDailyBuckets && !none.cloudDailyUsageCapturedAt &&
                     none.accountIdentity &&
                     none.officialUsageReadStatus == OfficialUsageReadStatus::succeeded &&
-                    damaged.read.messages ==
+                    wordsOf(damaged.read.messages) ==
                         std::vector<std::string>{"Codex 官方历史累计格式异常，未采用该值",
                                                  "Codex 官方日统计格式异常，未采用该批数据"},
                 "a damaged usage is an answer without figures");
@@ -193,7 +194,7 @@ void checkRefusals(SelfTest& test) {
         test.expect(
             talk.isEmpty() && talk.read.snapshot.readState == AppServerReadState::responded &&
                 talk.read.snapshot.officialUsageReadStatus == OfficialUsageReadStatus::failed &&
-                talk.read.messages ==
+                wordsOf(talk.read.messages) ==
                     std::vector<std::string>{"Codex 账号在读取期间发生变化，未采用该批官方数据"},
             "官方读取应校验前后账号身份，拒绝串号且不受响应顺序影响");
     }
@@ -205,15 +206,15 @@ void checkRefusals(SelfTest& test) {
     const Talk refused(signedOut);
     test.expect(refused.isEmpty() &&
                     refused.read.snapshot.readState == AppServerReadState::failed &&
-                    refused.read.messages ==
+                    wordsOf(refused.read.messages) ==
                         std::vector<std::string>{"app-server 3: failure",
                                                  "app-server 4: " + std::string(240, '0'),
                                                  "app-server 5: 未知错误", "app-server 返回错误"},
                 "an account that is not signed in is an answer, not a crash and not a zero");
-    test.expect(
-        Talk(signedOut, {2, 3, 4}, 3).read.messages.size() == 4 &&
-            Talk(signedOut, {2, 3, 4}, 2).read.messages.back() == "app-server 输出超出安全限制",
-        "as many errors as are allowed");
+    test.expect(Talk(signedOut, {2, 3, 4}, 3).read.messages.size() == 4 &&
+                    Talk(signedOut, {2, 3, 4}, 2).read.messages.back().kind ==
+                        NoticeKind::appServerOutputExceeded,
+                "as many errors as are allowed");
     Replies open = goodReplies();
     open.erase(4);
     const Talk waiting(open);

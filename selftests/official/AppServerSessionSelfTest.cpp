@@ -3,6 +3,7 @@
 #include "official/AppServerSession.h"
 #include "selftests/Suites.h"
 #include "selftests/support/SelfTest.h"
+#include "selftests/support/Words.h"
 
 namespace vantry::AppServerSessionSelfTest {
 
@@ -109,7 +110,7 @@ void checkEndings(SelfTest& test) {
     };
     for (const auto& [body, message, isFast, what] : cases) {
         const AppServerRead read = fixture.read(body);
-        test.expect(read.messages == std::vector<std::string>{message} &&
+        test.expect(wordsOf(read.messages) == std::vector<std::string>{message} &&
                         read.snapshot.readState == AppServerReadState::failed &&
                         read.snapshot.officialUsageReadStatus == OfficialUsageReadStatus::failed &&
                         isEmptyBatch(read) && (!isFast || fixture.seconds < 1.2),
@@ -132,10 +133,10 @@ void checkFloods(SelfTest& test) {
     const std::string many = "many() { " + lines + "flood; done; }\n";
     for (const auto& [body, request] : cases) {
         const AppServerRead read = fixture.read(many + body, request);
-        test.expect(read.messages == std::vector<std::string>{flooded} && isEmptyBatch(read) &&
-                        read.snapshot.readState == AppServerReadState::failed &&
-                        fixture.seconds < 1.2,
-                    std::string("app-server 异常输出应快速、有界失败: ") + body);
+        test.expect(
+            wordsOf(read.messages) == std::vector<std::string>{flooded} && isEmptyBatch(read) &&
+                read.snapshot.readState == AppServerReadState::failed && fixture.seconds < 1.2,
+            std::string("app-server 异常输出应快速、有界失败: ") + body);
     }
     const AppServerRead partial = fixture.read(
         "on2() { account; failure 99; failure 99; failure 99; failure 99; spin; }\nserve",
@@ -143,7 +144,7 @@ void checkFloods(SelfTest& test) {
     test.expect(remaining(partial) == 77 && !partial.snapshot.accountIdentity &&
                     !partial.snapshot.account &&
                     partial.snapshot.readState == AppServerReadState::failed &&
-                    partial.messages == std::vector<std::string>{flooded},
+                    wordsOf(partial.messages) == std::vector<std::string>{flooded},
                 "a flood after the first quota keeps the quota, without an identity");
 }
 
@@ -157,7 +158,8 @@ void checkStop(SelfTest& test) {
     test.expect(remaining(read) == 76 && !std::filesystem::exists(note), "the stop is polite");
     const AppServerRead none = readAppServer(
         {.search = {.homeDirectory = directory.path(), .systemRoot = directory.path()}});
-    test.expect(none.messages == std::vector<std::string>{"未找到 codex 可执行文件"}, "no program");
+    test.expect(wordsOf(none.messages) == std::vector<std::string>{"未找到 codex 可执行文件"},
+                "no program");
 }
 
 }  // namespace

@@ -2,7 +2,6 @@
 #include <fmt/format.h>
 
 #include "io/BoundedCacheData.h"
-#include "official/DailyUsageMessages.h"
 #include "official/HybridDailyUsage.h"
 #include "official/OfficialDailyUsageCache.h"
 #include "official/SignIn.h"
@@ -10,6 +9,7 @@
 #include "selftests/Suites.h"
 #include "selftests/support/Moments.h"
 #include "selftests/support/SelfTest.h"
+#include "selftests/support/Words.h"
 
 namespace vantry::OfficialDailyUsageSelfTest {
 
@@ -38,7 +38,7 @@ const CachedOfficialDailyUsage usage{.buckets = {{.id = "2026-06-30", .label = "
                                      .capturedAt = now - 0.125};
 
 void checkParsing(SelfTest& test) {
-    const auto parse = [](const std::string& result, Words& messages) {
+    const auto parse = [](const std::string& result, Notices& messages) {
         const auto document = JsonDocument::parse(result);
         return parseCloudDailyBuckets(
             {.result = document->root(), .now = now, .messages = messages});
@@ -50,14 +50,15 @@ void checkParsing(SelfTest& test) {
         "2026-06-29","tokens":-1| "2026-06-29","tokens":1.5| 20260629,"tokens":1| "2026-06-29"|
         "2026-06-29","tokens":9223372036854775808| "2026-06-29","tokens":"many","totalTokens":1)";
     for (const std::string_view rest : splitOmittingEmpty(damaged, '|')) {
-        Words messages;
+        Notices messages;
         const std::string bucket = R"({"startDate":)" + std::string(rest) + "}";
         const bool isRefused =
             !parse(fmt::format(R"({{"dailyUsageBuckets":[{},{}]}})", good, bucket), messages);
-        test.expect(isRefused && messages == Words{"Codex 官方日统计格式异常，未采用该批数据"},
-                    "Codex 官方日统计损坏时应整批弃用: " + bucket);
+        test.expect(
+            isRefused && wordsOf(messages) == Words{"Codex 官方日统计格式异常，未采用该批数据"},
+            "Codex 官方日统计损坏时应整批弃用: " + bucket);
     }
-    Words messages;
+    Notices messages;
     const std::string later = R"({"startDate":"2026-07-01","tokens":null,"totalTokens":"7"},)";
     const Days days =
         parse(R"({"summary":{"dailyUsageBuckets":[)" + later + good + "]}}", messages);
@@ -297,9 +298,9 @@ void checkHalfAYear(SelfTest& test) {
 
 void checkGaps(SelfTest& test) {
     const LocalUsage local = localUsage({{"2026-07-01", 10}, {"2026-07-02", 20}});
-    const std::string unavailable(QuotaRefreshFallbackPolicy::unavailableDailyUsageMessage);
     const HybridDailyUsage unknown = merged(local, std::nullopt);
-    test.expect(unknown.local == local && unknown.messages == Words{unavailable},
+    test.expect(unknown.local == local &&
+                    unknown.messages == Notices{{NoticeKind::officialDaysUnavailable}},
                 "without a history the local usage stays");
     const HybridDailyUsage alone = merged(local, Days(std::in_place));
     test.expect(
@@ -319,13 +320,14 @@ void checkGaps(SelfTest& test) {
     LocalUsage rough = local;
     rough.detailedUsage.reset();
     const HybridDailyUsage behind = merged(rough, officialDays(182));
-    test.expect(
-        !behind.local.todayTokens && !behind.local.sevenDayTokens && !behind.local.detailedUsage &&
-            behind.local.usageTrend->summary == UsageTrendSummary{} &&
-            !isKnown(behind.local, "2026-07-02") &&
-            tokensOf(behind.local.dailyBuckets) == tokensOf(officialDays(182)) &&
-            behind.messages == Words{"Codex 官方日统计尚未包含今天，今日与近 7 天暂不采用该批数据"},
-        "a today of neither source is not known");
+    test.expect(!behind.local.todayTokens && !behind.local.sevenDayTokens &&
+                    !behind.local.detailedUsage &&
+                    behind.local.usageTrend->summary == UsageTrendSummary{} &&
+                    !isKnown(behind.local, "2026-07-02") &&
+                    tokensOf(behind.local.dailyBuckets) == tokensOf(officialDays(182)) &&
+                    wordsOf(behind.messages) ==
+                        Words{"Codex 官方日统计尚未包含今天，今日与近 7 天暂不采用该批数据"},
+                "a today of neither source is not known");
     const HybridDailyUsage caughtUp = merged(rough, officialDays(183));
     test.expect(caughtUp.local.todayTokens == 1'182 && caughtUp.local.sevenDayTokens == 7 * 1'179 &&
                     caughtUp.local.usageTrend->sourceQuality == UsageSourceQuality::official,
@@ -338,11 +340,12 @@ void checkGaps(SelfTest& test) {
     std::vector<DailyTokenBucket> vast = officialDays(182);
     vast[3].tokens = INT64_MAX;
     const HybridDailyUsage overflown = merged(local, vast);
-    test.expect(overflown.local.todayTokens == 20 && !overflown.local.sevenDayTokens &&
-                    !overflown.local.usageTrend && overflown.local.detailedUsage &&
-                    overflown.local.dailyBuckets.empty() &&
-                    overflown.messages == Words{"混合 token 汇总超出可表示范围，历史聚合暂不可用"},
-                "a sum that cannot be represented is not shown");
+    test.expect(
+        overflown.local.todayTokens == 20 && !overflown.local.sevenDayTokens &&
+            !overflown.local.usageTrend && overflown.local.detailedUsage &&
+            overflown.local.dailyBuckets.empty() &&
+            wordsOf(overflown.messages) == Words{"混合 token 汇总超出可表示范围，历史聚合暂不可用"},
+        "a sum that cannot be represented is not shown");
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 
-#include "official/RuntimeSummary.h"
+#include "presentation/format/Countdown.h"
+#include "presentation/status/RuntimeMenuSummary.h"
 #include "selftests/Suites.h"
 #include "selftests/support/SelfTest.h"
 

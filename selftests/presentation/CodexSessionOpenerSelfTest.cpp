@@ -1,4 +1,4 @@
-#include "presentation/CodexSessionOpener.h"
+#include "presentation/dashboard/CodexSessionOpener.h"
 #include "selftests/Suites.h"
 #include "selftests/support/SelfTest.h"
 

@@ -1,12 +1,12 @@
 #include <fstream>
 
 #include "io/BoundedCacheData.h"
-#include "presentation/DesktopWidgetSnapshotBuilder.h"
-#include "presentation/DesktopWidgetSnapshotPublisher.h"
-#include "presentation/DesktopWidgetSnapshotTimeline.h"
+#include "presentation/status/DesktopWidgetSnapshotTimeline.h"
 #include "selftests/Suites.h"
 #include "selftests/support/Moments.h"
 #include "selftests/support/SelfTest.h"
+#include "session/DesktopWidgetSnapshotBuilder.h"
+#include "session/DesktopWidgetSnapshotPublisher.h"
 
 namespace vantry::DesktopWidgetSnapshotSelfTest {
 

@@ -1,4 +1,4 @@
-#include "presentation/TaskBoardPresentation.h"
+#include "presentation/dashboard/TaskBoardPresentation.h"
 #include "selftests/Suites.h"
 #include "selftests/support/SelfTest.h"
 

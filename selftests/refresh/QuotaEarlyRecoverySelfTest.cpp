@@ -267,7 +267,7 @@ void checkFreshness(SelfTest& test) {
     good.snapshot.secondary = RateWindow{.usedPercent = 20, .windowDurationMins = 10'080};
     good.snapshot.credits = CreditsInfo{.resetCredits = 3};
     const auto read = [](const char* plan, const Runtime& merged, const Runtime& raw) {
-        return quotaEarlyRecoveryRead({merged, raw, plan, "stale", start + 1});
+        return quotaEarlyRecoveryRead({merged, raw, plan, start + 1});
     };
     Runtime weekly = good;
     weekly.snapshot.primary.reset();
@@ -276,7 +276,7 @@ void checkFreshness(SelfTest& test) {
                     plus.capturedAt == start && read("pro", weekly, good).isFresh,
                 "a read is fresh when the plan's own window of it is shown");
     Runtime marked = good;
-    marked.snapshot.messages = {"stale"};
+    marked.snapshot.messages = {{NoticeKind::quotaIsStale}};
     Runtime failed = good;
     failed.status = RuntimeMenuStatus::stale;
     Runtime older = good;

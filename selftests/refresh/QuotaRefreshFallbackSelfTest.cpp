@@ -1,10 +1,12 @@
 #include <fmt/format.h>
 
-#include "official/RuntimeSummary.h"
+#include "presentation/status/RuntimeMenuSummary.h"
+#include "presentation/status/StaleExplanations.h"
 #include "refresh/QuotaRefreshFallbackPolicy.h"
 #include "runtime/CodexRuntimeProvider.h"
 #include "selftests/Suites.h"
 #include "selftests/support/SelfTest.h"
+#include "selftests/support/Words.h"
 
 namespace vantry::QuotaRefreshFallbackSelfTest {
 
@@ -16,7 +18,6 @@ using Runtime = RuntimeUsageSnapshot;
 using Menu = RuntimeMenuStatus;
 using Official = OfficialUsageReadStatus;
 using Local = LocalUsageReadStatus;
-using Messages = std::vector<std::string>;
 
 const Date now(1'800'000'000);
 constexpr double day = 86'400;
@@ -70,8 +71,8 @@ Runtime merged(const Runtime& read, const Runtime& shown, bool sameDay = true, D
         {.incoming = read, .previous = &shown, .mayReusePreviousLocal = sameDay, .now = at});
 }
 
-bool tells(const Runtime& runtime, std::string_view text) {
-    return std::ranges::count(runtime.snapshot.messages, text) == 1;
+bool tells(const Runtime& runtime, const Notice& notice) {
+    return std::ranges::count(runtime.snapshot.messages, notice) == 1;
 }
 
 std::string ageOf(std::optional<Date> date, bool isStale = false) {
@@ -85,8 +86,8 @@ std::string quotaText(const Runtime& runtime) {
     };
     return fmt::format(
         "{}/{} {} {} {} {}", percent(runtime.snapshot.primary), percent(runtime.snapshot.secondary),
-        ageOf(runtime.quotaCapturedAt, tells(runtime, staleMessage)), runtime.quotaSourceLabel,
-        *runtime.snapshot.credits->balance, rawText(runtime.status));
+        ageOf(runtime.quotaCapturedAt, tells(runtime, {NoticeKind::quotaIsStale})),
+        runtime.quotaSourceLabel, *runtime.snapshot.credits->balance, rawText(runtime.status));
 }
 
 std::string officialText(const Runtime& runtime) {
@@ -95,8 +96,8 @@ std::string officialText(const Runtime& runtime) {
                        ageOf(s.officialLifetimeCapturedAt, s.officialLifetimeIsStale),
                        rawText(s.officialUsageReadStatus), s.cloudDailyBuckets ? "days" : "none",
                        ageOf(s.cloudDailyUsageCapturedAt, s.cloudDailyUsageIsStale),
-                       tells(runtime, staleDailyUsageMessage) ? " old" : "",
-                       tells(runtime, unavailableDailyUsageMessage) ? " missing" : "");
+                       tells(runtime, {NoticeKind::officialDaysAreStale}) ? " old" : "",
+                       tells(runtime, {NoticeKind::officialDaysUnavailable}) ? " missing" : "");
 }
 
 std::string localText(const Runtime& runtime) {
@@ -116,7 +117,7 @@ struct Row {
 void check(SelfTest& test, std::string (*textOf)(const Runtime&), const std::vector<Row>& rows) {
     for (const Row& row : rows) {
         Runtime read = runtimeOf(row.read, "read");
-        read.snapshot.messages.emplace_back(unavailableDailyUsageMessage);
+        read.snapshot.messages.push_back({NoticeKind::officialDaysUnavailable});
         const Runtime result = merged(read, runtimeOf(row.shown, "shown"), row.sameDay);
         test.expect(textOf(result) == row.text, textOf(result) + " should be " + row.text);
         const Runtime later = merged(runtimeOf({}, "quota"), result);
@@ -237,7 +238,7 @@ void checkAccounts(SelfTest& test) {
         read.snapshot.accountIdentity = identity;
         shown.snapshot.accountIdentity = before;
         shown.snapshot.taskBoard.emplace();
-        shown.snapshot.hybridReadMessages = {"混合"};
+        shown.snapshot.hybridReadMessages = said({"days"});
         const Runtime pure = merged(read, shown);
         test.expect(pure.snapshot.local && pure.snapshot.taskBoard, "local is of every account");
         shown.snapshot.local->usageTrend = UsageTrend{.sourceQuality = UsageSourceQuality::hybrid};
@@ -245,7 +246,7 @@ void checkAccounts(SelfTest& test) {
         const UsageSnapshot& s = result.snapshot;
         const int kept = s.account.has_value() + s.secondary.has_value() + s.local.has_value() +
                          s.officialLifetimeTokens.has_value() + s.cloudDailyBuckets.has_value() +
-                         tells(result, "混合");
+                         tells(result, said({"days"})[0]);
         const bool isSame = identity == "A" && before == "A";
         test.expect(kept == (isSame ? 6 : 0), "what is of an account is of that account alone");
     }
@@ -255,45 +256,49 @@ void checkAccounts(SelfTest& test) {
 
 void checkWordsAndState(SelfTest& test) {
     Runtime shown = runtimeOf(everything, "shown");
-    shown.snapshot.messages = {"旧", "旧本机", "旧混合"};
-    shown.snapshot.localReadMessages = {"旧本机"};
-    shown.snapshot.hybridReadMessages = {"旧混合"};
+    shown.snapshot.messages = said({"old", "old local", "old days"});
+    shown.snapshot.localReadMessages = said({"old local"});
+    shown.snapshot.hybridReadMessages = said({"old days"});
     shown.snapshot.readerState.localDependencyFailure =
         LocalReaderDependencyFailure::databaseMissing;
     shown.snapshot.taskBoard.emplace();
     shown.snapshot.taskBoard->columns = {{.items = {{.tokens = 5, .threadID = "t"}}}};
     Runtime read = runtimeOf(failure, "read");
-    read.snapshot.messages = {"额度", std::string(staleDailyUsageMessage), "额度", "本机", "混合"};
-    read.snapshot.localReadMessages = {"本机"};
-    read.snapshot.hybridReadMessages = {"混合", "本机"};
+    read.snapshot.messages = said({"quota", "quota", "local", "days"});
+    read.snapshot.messages.insert(read.snapshot.messages.begin() + 1,
+                                  {NoticeKind::officialDaysAreStale});
+    read.snapshot.localReadMessages = said({"local"});
+    read.snapshot.hybridReadMessages = said({"days", "local"});
     const Runtime fallback = merged(read, shown);
-    const Messages words{"额度", std::string(staleMessage), std::string(staleDailyUsageMessage),
-                         "本机", "混合"};
-    test.expect(fallback.snapshot.messages == words &&
-                    merged(read, fallback).snapshot.messages == words &&
+    Notices told = said({"quota", "local", "days"});
+    told.insert(told.begin() + 1, {{NoticeKind::quotaIsStale}, {NoticeKind::officialDaysAreStale}});
+    test.expect(fallback.snapshot.messages == told &&
+                    merged(read, fallback).snapshot.messages == told &&
                     !fallback.snapshot.readerState.localDependencyFailure,
                 "a read replaces the words of its sources, each text once");
     const Runtime quota = merged(runtimeOf({}, "read"), shown);
-    test.expect(tells(quota, "旧本机") && tells(quota, "旧混合") && !tells(quota, "旧") &&
+    test.expect(tells(quota, said({"old local"})[0]) && tells(quota, said({"old days"})[0]) &&
+                    !tells(quota, said({"old"})[0]) &&
                     quota.snapshot.readerState.localDependencyFailure,
                 "a quota read leaves the diagnosis of what it did not read");
     test.expect(!merged(read, shown, false).snapshot.taskBoard->columns[0].items[0].tokens,
                 "a board that outlives its usage shows no tokens of another day");
 
     const auto explained = [](const Runtime& runtime, Date at) {
-        Messages texts;
+        std::vector<std::string> texts;
         for (const auto& text : staleExplanations(runtime, at)) texts.emplace_back(text.zh);
         return texts;
     };
     Runtime ageless = fallback;
     ageless.snapshot.localUsageCapturedAt.reset();
-    test.expect(explained(ageless, now) == Messages{"额度数据暂时陈旧", "用量数据暂时陈旧"} &&
-                    explained(fallback, now + day) == Messages{"用量数据暂时陈旧"},
+    test.expect(explained(ageless, now) ==
+                        std::vector<std::string>{"额度数据暂时陈旧", "用量数据暂时陈旧"} &&
+                    explained(fallback, now + day) == std::vector<std::string>{"用量数据暂时陈旧"},
                 "each stale source has its own words, as long as it is shown");
-    test.expect(hasLocalReadFailure({"x", "未找到 sqlite3 程序"}) &&
-                    hasLocalReadFailure({"SQLite 查询失败"}) &&
-                    !hasLocalReadFailure({"SQLite 查询失败了", "未找到 Codex token_count 事件"}),
-                "the words of a failed local read");
+    test.expect(hasLocalReadFailure({{NoticeKind::accountChanged}, {NoticeKind::sqliteMissing}}) &&
+                    hasLocalReadFailure({{NoticeKind::databaseQueryFailed}}) &&
+                    !hasLocalReadFailure({{NoticeKind::tokenEventsMissing}}),
+                "the notices of a failed local read");
 }
 
 }  // namespace

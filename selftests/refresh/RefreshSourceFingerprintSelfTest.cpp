@@ -1,7 +1,7 @@
 #include <chrono>
 
 #include "io/BoundedProcessRunner.h"
-#include "local/SQLiteReader.h"
+#include "local/index/SQLiteReader.h"
 #include "refresh/IndexedSessionFiles.h"
 #include "refresh/RefreshSourceReusePolicies.h"
 #include "selftests/Suites.h"

@@ -2,6 +2,7 @@
 #include <future>
 #include <thread>
 
+#include "presentation/words/StatusWords.h"
 #include "refresh/LocalUsageRefreshFallbackPolicy.h"
 #include "refresh/StatisticsDay.h"
 #include "selftests/Suites.h"
@@ -36,7 +37,7 @@ void checkStop(SelfTest& test) {
         store->stop();
         UsageStoreState stopped = store->state();
         test.expect(
-            !stopped.statisticsTransitionMessage && store->pendingRefreshes() == PendingRefreshes{},
+            !stopped.statisticsTransition && store->pendingRefreshes() == PendingRefreshes{},
             "a stop forgets who waits, and takes its message away");
         world.read();
         world.loop.advance(90'000);
@@ -385,7 +386,10 @@ void checkConfirmationOverSwitch(SelfTest& test) {
 void checkZones(SelfTest& test) {
     World world;
     const auto store = world.startedStore();
-    const auto message = [&] { return store->state().statisticsTransitionMessage.value_or(""); };
+    const auto message = [&] {
+        const auto& transition = store->state().statisticsTransition;
+        return transition ? statisticsTransitionMessage(*transition, Language::zh) : "";
+    };
     store->updateStatisticsTimeZone(fixedZone("Asia/Tokyo"));
     test.expect(
         message() == "正在切换到 Asia/Tokyo…" && store->state().isSwitchingStatisticsTimeZone,

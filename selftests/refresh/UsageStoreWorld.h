@@ -115,10 +115,11 @@ struct World {
     }
 
     LocalUsageRead localUsage(const RuntimeLoadContext& context) const {
-        if (local == Local::failed) return {.result = {}, .messages = {"failed"}};
+        if (local == Local::failed)
+            return {.result = {}, .messages = {{NoticeKind::databaseQueryFailed}}};
         if (local == Local::partial) {
             return {.result = {.local = LocalUsage{.threadCount = 1}, .capturedAt = context.now},
-                    .messages = {"partial"}};
+                    .messages = {{NoticeKind::sessionDetailsMissing}}};
         }
         const std::int64_t n = number();
         const auto usage = PricedTokenUsage::totalOnly(n);

@@ -8,6 +8,7 @@
 #include "selftests/Suites.h"
 #include "selftests/support/Moments.h"
 #include "selftests/support/SelfTest.h"
+#include "selftests/support/Words.h"
 
 namespace vantry::AgentUsageAggregatorSelfTest {
 
@@ -54,7 +55,7 @@ void checkSingleRuntime(SelfTest& test) {
     full.officialLifetimeCapturedAt = now - 90;
     full.cloudDailyBuckets = std::vector<DailyTokenBucket>{{.id = "2027-01-07"}};
     full.taskBoard = TaskBoard{.refreshedAt = now};
-    full.messages = {"one", "one"};
+    full.messages = said({"one", "one"});
     full.readerState = {.isLoading = true, .appServer = AppServerReadState::responded};
     test.expect(aggregateOf({full}) == full, "one runtime comes back with all it holds, in order");
     UsageSnapshot none{.refreshedAt = now,

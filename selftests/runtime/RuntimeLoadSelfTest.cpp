@@ -1,20 +1,18 @@
 #include <atomic>
 #include <stdexcept>
 
-#include "official/DailyUsageMessages.h"
 #include "runtime/CodexRuntimeProvider.h"
 #include "runtime/MultiRuntimeUsageReader.h"
 #include "selftests/Suites.h"
 #include "selftests/support/Moments.h"
 #include "selftests/support/SelfTest.h"
+#include "selftests/support/Words.h"
 
 namespace vantry::RuntimeLoadSelfTest {
 
 using namespace CodexUsageReader;
 
 namespace {
-
-using Messages = std::vector<std::string>;
 
 const Date now(1'800'000'000);
 
@@ -28,14 +26,14 @@ RuntimeLoadContext context() {
 AppServerRead quotaRead() {
     return {.snapshot = {.readState = AppServerReadState::responded,
                          .secondary = RateWindow{.usedPercent = 40, .windowDurationMins = 10'080}},
-            .messages = {"account"}};
+            .messages = said({"account"})};
 }
 
 LocalUsageRead localRead(std::int64_t tokens) {
     return {.result = {.local = LocalUsage{.todayTokens = tokens},
                        .capturedAt = now,
                        .readStatus = LocalUsageReadStatus::complete},
-            .messages = {"local"}};
+            .messages = said({"local"})};
 }
 
 void checkRegistry(SelfTest& test) {
@@ -82,7 +80,7 @@ void checkCarriage(SelfTest& test) {
                                      .localUsage = [&](const auto&) { return local; },
                                      .taskBoard =
                                          [&](const auto&) {
-                                             return TaskBoardRead{board, {"board"}};
+                                             return TaskBoardRead{board, said({"board"})};
                                          }});
     test.expect(home == std::pair<std::string, std::string>("HOME", "/nonexistent"),
                 "the child is given the home that is read");
@@ -91,10 +89,10 @@ void checkCarriage(SelfTest& test) {
                     read.cloudDailyUsageAttempted && read.localUsageCapturedAt == now - 9 &&
                     read.localUsageIsStale,
                 "a read carries when each figure was captured, and which are stale");
-    Messages expected{"account", "local", "board",
-                      std::string(QuotaRefreshFallbackPolicy::staleDailyUsageMessage)};
+    Notices expected = said({"account", "local", "board"});
+    expected.push_back({NoticeKind::officialDaysAreStale});
     expected.insert(expected.end(), read.hybridReadMessages.begin(), read.hybridReadMessages.end());
-    test.expect(read.messages == expected && read.localReadMessages == Messages{"local"} &&
+    test.expect(read.messages == expected && read.localReadMessages == said({"local"}) &&
                     read.hybridReadMessages.size() == 1,
                 "and the words of each source");
 
@@ -106,8 +104,9 @@ void checkCarriage(SelfTest& test) {
              {.appServer = fail,
               .localUsage = [](const auto&) -> LocalUsageRead { throw std::runtime_error(""); },
               .taskBoard = [](const auto&) -> TaskBoardRead { throw std::runtime_error(""); }});
-    test.expect(unfinished.messages == Messages{"app-server 读取未完成", "本机用量读取未完成",
-                                                "任务看板读取未完成"} &&
+    test.expect(wordsOf(unfinished.messages) == std::vector<std::string>{"app-server 读取未完成",
+                                                                         "本机用量读取未完成",
+                                                                         "任务看板读取未完成"} &&
                     unfinished.localUsageReadStatus == LocalUsageReadStatus::unavailable,
                 "a source that fails unforeseen stops no other");
 }
@@ -130,7 +129,7 @@ void checkReuse(SelfTest& test) {
                              .localUsageCapturedAt = now - 60,
                              .localUsageReadStatus = LocalUsageReadStatus::complete,
                              .taskBoard = TaskBoard{.refreshedAt = now - 60},
-                             .localReadMessages = {"old"}};
+                             .localReadMessages = said({"old"})};
     const auto everything = [] { return UnchangedSources{true, true}; };
     RuntimeSnapshotLoadOptions options{.previousSnapshot = good, .findUnchanged = everything};
     const UsageSnapshot reused = load(context(), options, sources);

@@ -1,12 +1,13 @@
 #include <fmt/format.h>
 
+#include "presentation/charts/TokenSplitBar.h"
+#include "presentation/format/Countdown.h"
 #include "selftests/Suites.h"
 #include "selftests/support/Moments.h"
 #include "selftests/support/SelfTest.h"
 #include "statistics/PersonalUsageCalculator.h"
 #include "statistics/PersonalUsagePace.h"
 #include "statistics/PersonalUsagePreferences.h"
-#include "statistics/PersonalUsageSplitBar.h"
 
 namespace vantry::PersonalUsageSelfTest {
 

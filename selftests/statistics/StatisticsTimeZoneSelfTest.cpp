@@ -1,5 +1,6 @@
 
 #include "platform/UserDefaults.h"
+#include "presentation/format/StatisticsDateFormatting.h"
 #include "records/RuntimeUsageSnapshot.h"
 #include "selftests/Suites.h"
 #include "selftests/support/Moments.h"

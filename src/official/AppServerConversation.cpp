@@ -19,18 +19,18 @@ constexpr int finalQuotaID = 5;
 
 constexpr std::size_t errorTextLimit = 240;  // characters of an error reply that are shown
 
-std::string_view wordsFor(AppServerConversation::Trouble trouble) {
+NoticeKind noticeOf(AppServerConversation::Trouble trouble) {
     switch (trouble) {
         case AppServerConversation::Trouble::requestNotWritten:
-            return "app-server 请求写入失败";
+            return NoticeKind::appServerRequestNotWritten;
         case AppServerConversation::Trouble::endedEarly:
-            return "app-server 提前结束";
+            return NoticeKind::appServerEndedEarly;
         case AppServerConversation::Trouble::timedOut:
-            return "app-server 响应超时";
+            return NoticeKind::appServerTimedOut;
         case AppServerConversation::Trouble::outputExceeded:
             break;
     }
-    return "app-server 输出超出安全限制";
+    return NoticeKind::appServerOutputExceeded;
 }
 
 std::string initializeLine() {
@@ -90,7 +90,7 @@ std::optional<int> AppServerConversation::openRequest(std::int64_t id) const {
 void AppServerConversation::end(Trouble trouble) {
     if (isOver()) return;
     trouble_ = trouble;
-    messages_.emplace_back(wordsFor(trouble));
+    messages_.push_back({noticeOf(trouble)});
 }
 
 void AppServerConversation::send(std::optional<int> id, std::string_view line) {
@@ -129,9 +129,11 @@ void AppServerConversation::receiveError(std::int64_t id, JsonView error) {
     ++errorCount_;
     const auto open = openRequest(id);
     if (!open) return;
-    const std::string_view text = error["message"].text().value_or("未知错误");
-    messages_.push_back(
-        fmt::format("app-server {}: {}", id, firstCharacters(text, errorTextLimit)));
+    Notice notice{.kind = NoticeKind::appServerRefusedRequest, .count = id};
+    if (const auto text = error["message"].text()) {
+        notice.quoted = firstCharacters(*text, errorTextLimit);
+    }
+    messages_.push_back(std::move(notice));
     finish(*open);
 }
 
@@ -170,7 +172,7 @@ AppServerRead AppServerConversation::result() const {
     AppServerSnapshot& snapshot = read.snapshot;
     const bool responded = !trouble_ && (firstQuota_ || !expected_.contains(quotaID));
     snapshot.readState = responded ? AppServerReadState::responded : AppServerReadState::failed;
-    if (!responded && !trouble_) read.messages.emplace_back("app-server 返回错误");
+    if (!responded && !trouble_) read.messages.push_back({NoticeKind::appServerRefused});
     snapshot.cloudDailyUsageAttempted = sent_.contains(usageID);
     if (expected_.contains(usageID)) {
         snapshot.officialUsageReadStatus = usageSucceeded_ && !trouble_
@@ -203,7 +205,7 @@ void AppServerConversation::judgeAccount(AppServerRead& read) const {
     // An identity that is missing on one side is no evidence of a change.
     if (!before || !after) return;
     if (*before != *after) {
-        read.messages.emplace_back("Codex 账号在读取期间发生变化，未采用该批官方数据");
+        read.messages.push_back({NoticeKind::accountChanged});
         read.snapshot = {.readState = read.snapshot.readState,
                          .metTwoAccounts = true,
                          .officialUsageReadStatus = OfficialUsageReadStatus::failed,

@@ -77,7 +77,7 @@ class AppServerConversation {
     bool sawHandshake_ = false;
     int errorCount_ = 0;
     std::optional<Trouble> trouble_;
-    std::vector<std::string> messages_;
+    Notices messages_;
     std::optional<AccountInfo> account_;
     std::optional<CodexUsageReader::RateLimits> firstQuota_;
     std::optional<CodexUsageReader::RateLimits> finalQuota_;

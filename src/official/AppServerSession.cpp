@@ -27,8 +27,8 @@ constexpr auto terminationGrace = 250ms;
 constexpr auto killGrace = 250ms;
 constexpr auto deathGrace = 20ms;
 
-AppServerRead failedRead(AppServerReadState state, const char* message) {
-    return {.snapshot = {.readState = state}, .messages = {message}};
+AppServerRead failedRead(AppServerReadState state, NoticeKind why) {
+    return {.snapshot = {.readState = state}, .messages = {{why}}};
 }
 
 /// The child, its three pipes and the conversation held through them.
@@ -176,12 +176,12 @@ AppServerRead readAppServer(const AppServerRequest& request) {
                                                    : resolveCodexExecutablePath(request.search);
     if (!executable) {
         return failedRead(AppServerReadState::executableMissing,
-                          request.search.chosenProgram ? "VANTRY_CODEX_PATH 指向的程序无法运行"
-                                                       : "未找到 codex 可执行文件");
+                          request.search.chosenProgram ? NoticeKind::chosenCodexNotRunnable
+                                                       : NoticeKind::codexMissing);
     }
     const Cancellation::Hold hold(request.cancellation);
     if (request.cancellation.isCancelled()) {
-        return failedRead(AppServerReadState::failed, "app-server 启动失败");
+        return failedRead(AppServerReadState::failed, NoticeKind::appServerNotStarted);
     }
     auto spawned = ChildProcess::spawn({.executable = *executable,
                                         .arguments = {"app-server"},
@@ -191,7 +191,7 @@ AppServerRead readAppServer(const AppServerRequest& request) {
     auto creation = child != nullptr ? AppServerRequestWriter::create(child->takeStandardInput())
                                      : AppServerRequestWriter::Creation{};
     if (!creation.writer) {
-        return failedRead(AppServerReadState::failed, "app-server 启动失败");
+        return failedRead(AppServerReadState::failed, NoticeKind::appServerNotStarted);
     }
     return Session(request, std::move(*child), std::move(creation.writer))
         .hold(request.responseTimeout);

@@ -7,6 +7,7 @@
 
 #include "records/AccountQuota.h"
 #include "records/DailyUsage.h"
+#include "records/Notice.h"
 #include "records/ReadStatus.h"
 
 namespace vantry {
@@ -34,10 +35,10 @@ struct AppServerSnapshot {
     friend bool operator==(const AppServerSnapshot&, const AppServerSnapshot&) = default;
 };
 
-/// A session's result with the words for its user, in the order they came up.
+/// A session's result with what is to be said of it, in the order it came up.
 struct AppServerRead {
     AppServerSnapshot snapshot;
-    std::vector<std::string> messages;
+    Notices messages;
 };
 
 }  // namespace vantry

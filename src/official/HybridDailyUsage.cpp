@@ -5,8 +5,6 @@
 #include <set>
 #include <utility>
 
-#include "official/DailyUsageMessages.h"
-#include "statistics/DayLabel.h"
 #include "statistics/HourlyUsageSeries.h"
 #include "statistics/StatisticsWindows.h"
 #include "statistics/UsageTrendCalculation.h"
@@ -142,7 +140,7 @@ std::vector<DailyTokenBucket> knownBuckets(const std::vector<MergedDay>& days) {
     std::vector<DailyTokenBucket> buckets;
     for (const MergedDay& day : days) {
         if (!day.usage) continue;
-        buckets.push_back({.id = day.key, .label = dayLabel(day.key), .tokens = day.tokens()});
+        buckets.push_back(DailyTokenBucket::of(day.key, day.tokens()));
     }
     return buckets;
 }
@@ -152,7 +150,7 @@ std::vector<DailyTokenBucket> knownBuckets(const std::vector<MergedDay>& days) {
 HybridDailyUsage mergeCloudDailyUsage(CloudDailyUsageMerge merge) {
     HybridDailyUsage result{.local = std::move(merge.into), .messages = {}};
     if (!merge.cloudDailyBuckets) {
-        result.messages.emplace_back(QuotaRefreshFallbackPolicy::unavailableDailyUsageMessage);
+        result.messages.push_back({NoticeKind::officialDaysUnavailable});
         return result;
     }
     TokensByDay official;
@@ -169,10 +167,10 @@ HybridDailyUsage mergeCloudDailyUsage(CloudDailyUsageMerge merge) {
     if (today.usage) {
         local.todayTokens = today.tokens();
     } else {
-        result.messages.emplace_back("Codex 官方日统计尚未包含今天，今日与近 7 天暂不采用该批数据");
+        result.messages.push_back({NoticeKind::officialDaysWithoutToday});
     }
     if (!isSumRepresentable(days)) {
-        result.messages.emplace_back("混合 token 汇总超出可表示范围，历史聚合暂不可用");
+        result.messages.push_back({NoticeKind::mergedTokensOverflow});
         local.usageTrend.reset();
         local.dailyBuckets.clear();
         return result;

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "records/LocalUsage.h"
+#include "records/Notice.h"
 #include "statistics/RuntimeLoadContext.h"
 
 /// One history out of two sources: the account's days, counted by the service and without a split,
@@ -24,7 +25,7 @@ struct CloudDailyUsageMerge {
 
 struct HybridDailyUsage {
     LocalUsage local;
-    std::vector<std::string> messages;
+    Notices messages;
 };
 
 /// Rebuilds what spans days: the trend, the daily buckets, the totals of seven days and the month,

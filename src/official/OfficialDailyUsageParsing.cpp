@@ -4,7 +4,6 @@
 #include <utility>
 
 #include "platform/Iso8601.h"
-#include "statistics/DayLabel.h"
 
 namespace vantry::CodexUsageReader {
 
@@ -46,14 +45,13 @@ std::optional<std::vector<OfficialDay>> parseDays(JsonView buckets) {
 
 }  // namespace
 
-std::optional<std::int64_t> parseOfficialLifetimeTokens(JsonView result,
-                                                        std::vector<std::string>& messages) {
+std::optional<std::int64_t> parseOfficialLifetimeTokens(JsonView result, Notices& messages) {
     constexpr std::string_view key = "lifetimeTokens";
     const JsonView value = firstPresent(result["summary"][key], result[key]);
     if (!isPresent(value)) return std::nullopt;
     const auto tokens = int64Value(value);
     if (tokens && *tokens >= 0) return tokens;
-    messages.emplace_back("Codex 官方历史累计格式异常，未采用该值");
+    messages.push_back({NoticeKind::officialLifetimeMalformed});
     return std::nullopt;
 }
 
@@ -64,7 +62,7 @@ std::optional<std::vector<DailyTokenBucket>> parseCloudDailyBuckets(
     if (!isPresent(list)) return std::nullopt;
     std::optional<std::vector<DailyTokenBucket>> buckets;
     if (auto days = parseDays(list)) buckets = checkedOfficialDays(*std::move(days), reply.now);
-    if (!buckets) reply.messages.emplace_back("Codex 官方日统计格式异常，未采用该批数据");
+    if (!buckets) reply.messages.push_back({NoticeKind::officialDaysMalformed});
     return buckets;
 }
 
@@ -80,9 +78,7 @@ std::optional<std::vector<DailyTokenBucket>> checkedOfficialDays(std::vector<Off
     buckets.reserve(days.size());
     for (OfficialDay& day : days) {
         if (!isRealDay(day.day) || day.day > todayKey || day.tokens < 0) return std::nullopt;
-        std::string label = dayLabel(day.day);
-        buckets.push_back(
-            {.id = std::move(day.day), .label = std::move(label), .tokens = day.tokens});
+        buckets.push_back(DailyTokenBucket::of(std::move(day.day), day.tokens));
     }
     return buckets;
 }

@@ -9,19 +9,19 @@
 #include "platform/JsonReader.h"
 #include "platform/RecordFields.h"
 #include "records/DailyUsage.h"
+#include "records/Notice.h"
 
 /// What an `account/usage/read` result says of the account's past. A value that is missing or null
 /// is not known; one that is there and wrong is not used, and a message says so. Any thread.
 namespace vantry::CodexUsageReader {
 
 /// The account's total.
-std::optional<std::int64_t> parseOfficialLifetimeTokens(JsonView result,
-                                                        std::vector<std::string>& messages);
+std::optional<std::int64_t> parseOfficialLifetimeTokens(JsonView result, Notices& messages);
 
 struct CloudDailyUsageReply {
     JsonView result;
     Date now;
-    std::vector<std::string>& messages;
+    Notices& messages;
 };
 
 /// The account's tokens by day, oldest first: all of them or, for a single bad one, nothing. An

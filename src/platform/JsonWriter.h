@@ -42,6 +42,7 @@ class JsonValue {
     using Storage =
         std::variant<std::nullptr_t, bool, std::int64_t, double, std::string, Array, Object>;
     const Storage& storage() const { return value_; }
+    Storage& storage() { return value_; }
 
     /// The member of an object, or nothing.
     const JsonValue* find(std::string_view key) const;

@@ -13,8 +13,11 @@ namespace vantry {
 /// Tokens of one day, without a split.
 struct DailyTokenBucket {
     std::string id;     ///< day key, "yyyy-MM-dd"
-    std::string label;  ///< the day as a chart shows it
+    std::string label;  ///< month and day without zeros in front: "9/5"
     std::int64_t tokens = 0;
+
+    /// With the day's label. A text that has not the form of a day key is its own.
+    static DailyTokenBucket of(std::string day, std::int64_t tokens);
 
     friend bool operator==(const DailyTokenBucket&, const DailyTokenBucket&) = default;
 };

@@ -4,6 +4,8 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <string_view>
+#include <utility>
 #include <vector>
 
 #include "platform/RecordFields.h"
@@ -11,9 +13,15 @@
 
 namespace vantry {
 
+/// What equal projects are ordered by. One without a name, of conversations that worked in no
+/// folder, stands last.
+inline std::pair<bool, std::string_view> nameOrder(std::string_view name) {
+    return {name.empty(), name};
+}
+
 struct ProjectUsage {
     std::string id;
-    std::string name;
+    std::string name;  ///< empty: no folder
     std::string fullPath;
     std::int64_t tokens = 0;
     std::optional<double> estimatedCostUSD;
@@ -56,7 +64,7 @@ struct RecordFields<ProjectDailyUsageBucket> {
 
 struct ProjectToolUsage {
     std::string id;
-    std::string name;
+    std::string name;  ///< empty: no folder
     std::int64_t callCount = 0;
 
     friend bool operator==(const ProjectToolUsage&, const ProjectToolUsage&) = default;
@@ -119,7 +127,7 @@ struct RecordFields<ProjectUsageDetail> {
 /// One project's share of a tool or a Skill.
 struct UsageDimensionProject {
     std::string id;
-    std::string name;
+    std::string name;  ///< empty: no folder
     std::int64_t eventCount = 0;
     std::int64_t threadCount = 0;
     std::optional<std::int64_t> estimatedTokens;

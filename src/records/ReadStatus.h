@@ -36,26 +36,6 @@ struct EnumTexts<RuntimeMenuStatus> {
         std::pair{RuntimeMenuStatus::unavailable, std::string_view("unavailable")}};
 };
 
-/// One text in the two languages of the program.
-struct BilingualText {
-    std::string_view zh;
-    std::string_view en;
-};
-
-constexpr BilingualText statusText(RuntimeMenuStatus status) {
-    switch (status) {
-        case RuntimeMenuStatus::available:
-            return {.zh = "可用", .en = "Available"};
-        case RuntimeMenuStatus::stale:
-            return {.zh = "数据暂时陈旧", .en = "Temporarily stale"};
-        case RuntimeMenuStatus::localOnly:
-            return {.zh = "本机统计", .en = "Local only"};
-        case RuntimeMenuStatus::unavailable:
-            break;
-    }
-    return {.zh = "暂不可用", .en = "Unavailable"};
-}
-
 /// What became of the read of the local records.
 enum class LocalUsageReadStatus : std::uint8_t {
     notAttempted,

@@ -52,7 +52,6 @@ struct RecordFields<TaskItem> {
 
 struct TaskColumn {
     TaskColumnKind id = TaskColumnKind::pending;
-    std::string title;
     std::int64_t count = 0;
     std::vector<TaskItem> items;
 
@@ -61,9 +60,9 @@ struct TaskColumn {
 
 template <>
 struct RecordFields<TaskColumn> {
-    static constexpr std::tuple list{
-        storedField("id", &TaskColumn::id), field("title", &TaskColumn::title),
-        field("count", &TaskColumn::count), field("items", &TaskColumn::items)};
+    static constexpr std::tuple list{storedField("id", &TaskColumn::id),
+                                     field("count", &TaskColumn::count),
+                                     field("items", &TaskColumn::items)};
 };
 
 /// What Codex's conversations are doing, in columns.

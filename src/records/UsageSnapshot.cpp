@@ -2,15 +2,12 @@
 
 #include <algorithm>
 
-#include "platform/Application.h"
-
 namespace vantry {
 
 const UsageSnapshot& UsageSnapshot::empty() {
-    static const UsageSnapshot value{
-        .refreshedAt = Date::now(),
-        .messages = {"正在读取 " + std::string(application::displayName) + " 数据"},
-        .readerState = ReaderControlState::loading()};
+    static const UsageSnapshot value{.refreshedAt = Date::now(),
+                                     .messages = {{NoticeKind::readBegins}},
+                                     .readerState = ReaderControlState::loading()};
     return value;
 }
 
@@ -27,7 +24,7 @@ UsageSnapshot UsageSnapshot::replacingLocalUsage(const LocalUsageReplacement& re
     result.localUsageCapturedAt = replacement.result.capturedAt;
     result.localUsageIsStale = replacement.result.isStale;
     result.localUsageReadStatus = replacement.result.readStatus;
-    const auto isReplaced = [this](const std::string& message) {
+    const auto isReplaced = [this](const Notice& message) {
         return std::ranges::find(localReadMessages, message) != localReadMessages.end() ||
                std::ranges::find(hybridReadMessages, message) != hybridReadMessages.end();
     };

@@ -7,6 +7,7 @@
 
 #include "records/AccountQuota.h"
 #include "records/LocalUsage.h"
+#include "records/Notice.h"
 #include "records/ReaderControlState.h"
 #include "records/TaskBoard.h"
 
@@ -16,8 +17,8 @@ namespace vantry {
 struct LocalUsageReplacement {
     LocalUsageReadResult result;
     Date at;  ///< when the change is applied
-    std::vector<std::string> localMessages;
-    std::vector<std::string> hybridMessages;
+    Notices localMessages;
+    Notices hybridMessages;
 };
 
 /// All that is known of one runtime at one moment. Official data, local data and the task board
@@ -42,9 +43,9 @@ struct UsageSnapshot {
     bool localUsageIsStale = false;
     LocalUsageReadStatus localUsageReadStatus = LocalUsageReadStatus::notAttempted;
     std::optional<TaskBoard> taskBoard;
-    std::vector<std::string> messages;  ///< account, then local, then task board, then merge
-    std::vector<std::string> localReadMessages;
-    std::vector<std::string> hybridReadMessages;
+    Notices messages;  ///< account, then local, then task board, then merge
+    Notices localReadMessages;
+    Notices hybridReadMessages;
     ReaderControlState readerState;
 
     /// Before anything was read; made once, at the first use.
@@ -86,9 +87,6 @@ struct RecordFields<UsageSnapshot> {
         field("localUsageIsStale", &Snapshot::localUsageIsStale),
         field("localUsageReadStatus", &Snapshot::localUsageReadStatus),
         field("taskBoard", &Snapshot::taskBoard),
-        field("messages", &Snapshot::messages),
-        field("localReadMessages", &Snapshot::localReadMessages),
-        field("hybridReadMessages", &Snapshot::hybridReadMessages),
         field("readerState", &Snapshot::readerState)};
 };
 

@@ -7,7 +7,7 @@
 #include <system_error>
 #include <utility>
 
-#include "local/StateDatabase.h"
+#include "local/index/StateDatabase.h"
 
 namespace vantry {
 

@@ -7,7 +7,7 @@
 #include <utility>
 #include <variant>
 
-#include "local/ThreadIndex.h"
+#include "local/index/ThreadIndex.h"
 
 namespace vantry::CodexUsageReader {
 

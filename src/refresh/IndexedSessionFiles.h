@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "local/SessionLogFiles.h"
+#include "local/index/SessionLogFiles.h"
 #include "refresh/CodexRefreshSourceFingerprint.h"
 #include "statistics/RuntimeLoadContext.h"
 

@@ -4,7 +4,7 @@
 #include <string>
 #include <variant>
 
-#include "official/QuotaWindowPolicy.h"
+#include "official/QuotaWindow.h"
 #include "records/AccountQuota.h"
 #include "refresh/QuotaEarlyRecoveryState.h"
 

@@ -1,7 +1,5 @@
 #include "refresh/QuotaEarlyRecoveryReading.h"
 
-#include <algorithm>
-
 #include "refresh/QuotaEarlyRecoveryRules.h"
 
 namespace vantry {
@@ -22,8 +20,7 @@ QuotaEarlyRecoveryRead quotaEarlyRecoveryRead(const QuotaEarlyRecoverySources& s
     const auto duration =
         QuotaEarlyRecovery::expectedWindowDurationMinutes(sources.resolvedPlanType);
     const auto window = windowOf(raw.snapshot, duration);
-    const auto& messages = raw.snapshot.messages;
-    const bool saysStale = std::ranges::find(messages, sources.staleMessage) != messages.end();
+    const bool saysStale = isSaid(raw.snapshot.messages, NoticeKind::quotaIsStale);
     const bool isShown = window && window == windowOf(sources.merged.snapshot, duration) &&
                          raw.quotaCapturedAt == sources.merged.quotaCapturedAt;
     const auto& credits = raw.snapshot.credits;

@@ -2,7 +2,6 @@
 
 #include <optional>
 #include <string>
-#include <string_view>
 
 #include "records/RuntimeUsageSnapshot.h"
 #include "refresh/QuotaEarlyRecoveryDetector.h"
@@ -14,7 +13,6 @@ struct QuotaEarlyRecoverySources {
     const RuntimeUsageSnapshot& merged;
     const RuntimeUsageSnapshot& raw;
     std::optional<std::string> resolvedPlanType;
-    std::string_view staleMessage;  ///< the message that marks a quota of an earlier read
     Date now;
 };
 

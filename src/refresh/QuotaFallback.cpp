@@ -39,8 +39,7 @@ Side sideOf(const RuntimeUsageSnapshot& runtime, std::optional<Date> capturedAt,
 /// A cached batch whose quota was stale when it was cached. It stays so in every merge.
 bool isStaleCarrier(const RuntimeUsageSnapshot& runtime) {
     return runtime.status == RuntimeMenuStatus::stale ||
-           std::ranges::find(runtime.snapshot.messages, staleMessage) !=
-               runtime.snapshot.messages.end();
+           isSaid(runtime.snapshot.messages, NoticeKind::quotaIsStale);
 }
 
 }  // namespace

@@ -2,16 +2,13 @@
 
 #include <optional>
 #include <string>
-#include <string_view>
 
-#include "official/QuotaWindowPolicy.h"
+#include "official/QuotaWindow.h"
 #include "records/RuntimeUsageSnapshot.h"
 
 /// Which side's quota stands after a read. The windows, their capture time and their label are
 /// always those of one side: there is one capture time, and a window must not be given another's.
 namespace vantry::QuotaRefreshFallbackPolicy {
-
-inline constexpr std::string_view staleMessage = "Codex 额度接口暂时不可用，显示上次成功数据";
 
 struct QuotaWindowCapture {
     std::optional<RateWindow> window;

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "official/RuntimeSummary.h"
+#include "official/QuotaWindow.h"
 #include "refresh/LocalUsageFallback.h"
 #include "refresh/OfficialUsageFallback.h"
 
@@ -11,14 +11,12 @@ namespace vantry::QuotaRefreshFallbackPolicy {
 
 namespace {
 
-using Messages = std::vector<std::string>;
-
-bool contains(const Messages& list, std::string_view message) {
+bool contains(const Notices& list, const Notice& message) {
     return std::ranges::find(list, message) != list.end();
 }
 
-void appendOnce(Messages& list, std::string_view message) {
-    if (!contains(list, message)) list.emplace_back(message);
+void appendOnce(Notices& list, const Notice& message) {
+    if (!contains(list, message)) list.push_back(message);
 }
 
 bool isSameAccount(const UsageSnapshot& read, const UsageSnapshot& shown) {
@@ -28,11 +26,12 @@ bool isSameAccount(const UsageSnapshot& read, const UsageSnapshot& shown) {
 
 /// The messages of the read that are neither of the local read nor of the merge of days, without
 /// those that tell what is shown: these follow from what stands.
-Messages accountMessages(const UsageSnapshot& read) {
-    Messages result;
-    for (const std::string& message : read.messages) {
-        const bool isTold = message == staleMessage || message == staleDailyUsageMessage ||
-                            message == unavailableDailyUsageMessage ||
+Notices accountMessages(const UsageSnapshot& read) {
+    Notices result;
+    for (const Notice& message : read.messages) {
+        const bool isTold = message.kind == NoticeKind::quotaIsStale ||
+                            message.kind == NoticeKind::officialDaysAreStale ||
+                            message.kind == NoticeKind::officialDaysUnavailable ||
                             contains(read.localReadMessages, message) ||
                             contains(read.hybridReadMessages, message);
         if (!isTold) appendOnce(result, message);
@@ -62,12 +61,12 @@ void keepTaskBoard(UsageSnapshot& into, const UsageSnapshot& shown) {
     if (into.local || (isKept && shown.local)) into.bindTaskBoardTokens();
 }
 
-/// The words of the merge of days. Whether there are days at all is told by what stands.
+/// What the merge of days has to say. Whether there are days at all is told by what stands.
 void settleHybridMessages(UsageSnapshot& into) {
     if (into.cloudDailyBuckets) {
-        std::erase(into.hybridReadMessages, unavailableDailyUsageMessage);
+        std::erase(into.hybridReadMessages, Notice{NoticeKind::officialDaysUnavailable});
     } else if (into.cloudDailyUsageAttempted) {
-        appendOnce(into.hybridReadMessages, unavailableDailyUsageMessage);
+        appendOnce(into.hybridReadMessages, {NoticeKind::officialDaysUnavailable});
     }
 }
 
@@ -82,7 +81,7 @@ RuntimeUsageSnapshot merge(Merge sides) {
 
     const bool sameAccount = isSameAccount(into, shown);
     const bool daysWereRead = into.cloudDailyUsageAttempted || into.cloudDailyBuckets;
-    Messages messages = accountMessages(into);
+    Notices messages = accountMessages(into);
     if (sameAccount) {
         if (!into.account) into.account = shown.account;
         keepOfficialUsage(into, shown);
@@ -99,35 +98,24 @@ RuntimeUsageSnapshot merge(Merge sides) {
                                          .accountSource = sameAccount ? &previous : nullptr,
                                          .kind = selectedQuotaWindow(into).kind,
                                          .now = sides.now});
-    if (quota.isStale) appendOnce(messages, staleMessage);
+    if (quota.isStale) appendOnce(messages, {NoticeKind::quotaIsStale});
     if (into.cloudDailyBuckets && into.cloudDailyUsageIsStale) {
-        appendOnce(messages, staleDailyUsageMessage);
+        appendOnce(messages, {NoticeKind::officialDaysAreStale});
     }
-    for (const Messages* list : {&into.localReadMessages, &into.hybridReadMessages}) {
-        for (const std::string& message : *list) appendOnce(messages, message);
+    for (const Notices* list : {&into.localReadMessages, &into.hybridReadMessages}) {
+        for (const Notice& message : *list) appendOnce(messages, message);
     }
     setQuota(merged, std::move(quota));
     into.messages = std::move(messages);
     return merged;
 }
 
-std::vector<BilingualText> staleExplanations(const RuntimeUsageSnapshot& shown, Date now) {
-    std::vector<BilingualText> texts;
-    const UsageSnapshot& snapshot = shown.snapshot;
-    if (summary(shown, now).status == RuntimeMenuStatus::stale) texts.push_back(staleQuotaText);
-    if (snapshot.local && snapshot.localUsageIsStale) texts.push_back(staleUsageText);
-    const bool isHistoryStale =
-        (snapshot.officialLifetimeTokens && snapshot.officialLifetimeIsStale) ||
-        (snapshot.cloudDailyBuckets && snapshot.cloudDailyUsageIsStale);
-    if (texts.empty() && isHistoryStale) texts.push_back(staleText);
-    return texts;
-}
-
-bool hasLocalReadFailure(const std::vector<std::string>& messages) {
-    return std::ranges::any_of(messages, [](const std::string& message) {
-        return message.find("未找到 Codex state_5.sqlite") != std::string::npos ||
-               message.find("未找到 sqlite3") != std::string::npos ||
-               message == "SQLite 查询失败" || message == "SQLite 数据格式异常，未采用该批数据";
+bool hasLocalReadFailure(const Notices& messages) {
+    return std::ranges::any_of(messages, [](const Notice& message) {
+        return message.kind == NoticeKind::databaseMissing ||
+               message.kind == NoticeKind::sqliteMissing ||
+               message.kind == NoticeKind::databaseQueryFailed ||
+               message.kind == NoticeKind::databaseDataMalformed;
     });
 }
 

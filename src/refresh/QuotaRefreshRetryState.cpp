@@ -1,6 +1,6 @@
 #include "refresh/QuotaRefreshRetryState.h"
 
-#include "official/RuntimeSummary.h"
+#include "official/QuotaWindow.h"
 
 namespace vantry {
 

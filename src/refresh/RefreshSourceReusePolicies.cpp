@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "local/TaskEvidencePolicy.h"
+#include "local/board/TaskEvidencePolicy.h"
 
 namespace vantry {
 

@@ -18,8 +18,8 @@ struct UsageStore::LocalRead {
     bool isUnchanged = false;  ///< and nothing was read
     UsageStoreSources::Fingerprint fingerprint;
     LocalUsageReadResult result;  ///< with the official days of the previous runtime
-    std::vector<std::string> messages;
-    std::vector<std::string> hybridMessages;
+    Notices messages;
+    Notices hybridMessages;
 };
 
 void UsageStore::refreshLocalUsage(LaneRequest request) {

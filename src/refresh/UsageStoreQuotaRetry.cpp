@@ -82,7 +82,6 @@ void UsageStore::processQuotaEarlyRecovery(const QuotaObservation& observation) 
         quotaEarlyRecoveryRead({.merged = observation.merged,
                                 .raw = observation.raw,
                                 .resolvedPlanType = observation.resolvedPlanType,
-                                .staleMessage = QuotaRefreshFallbackPolicy::staleMessage,
                                 .now = observation.now}));
     quotaEarlyRecoveryStateStore_.save(quotaEarlyRecoveryDetector_.state, observation.now);
     if (const auto* request = std::get_if<QuotaEarlyRecoveryConfirmationRequest>(&decision)) {

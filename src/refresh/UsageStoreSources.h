@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "local/LocalUsageReader.h"
+#include "local/analytics/LocalUsageReader.h"
 #include "refresh/CodexRefreshSourceFingerprint.h"
 #include "runtime/MultiRuntimeUsageReader.h"
 

@@ -9,7 +9,7 @@ namespace vantry {
 
 namespace {
 
-/// The local group of `shown` for a day that it was not read for. Capture time and words stay:
+/// The local group of `shown` for a day that it was not read for. Capture time and notices stay:
 /// nothing was read.
 LocalUsageReplacement localGroupOfEarlierDay(const UsageSnapshot& shown,
                                              const RuntimeLoadContext& today) {
@@ -74,8 +74,9 @@ void UsageStore::updateStatisticsTimeZone(const StatisticsTimeZonePreference& pr
     scheduleStatisticsRollover();
     statisticsFeedbackTimer_.reset();
     state_.isSwitchingStatisticsTimeZone = true;
-    state_.statisticsTransitionMessage =
-        "正在切换到 " + statisticsContext(loop_.now()).resolvedIdentifier() + "…";
+    state_.statisticsTransition = {
+        .stage = StatisticsTransition::Stage::switching,
+        .zoneIdentifier = statisticsContext(loop_.now()).resolvedIdentifier()};
     if (!showCachedStatistics()) refresh({.queueIfBusy = true});
 }
 
@@ -94,17 +95,17 @@ bool UsageStore::showCachedStatistics() {
 
 void UsageStore::finishStatisticsTimeZoneSwitch(bool cached) {
     state_.isSwitchingStatisticsTimeZone = false;
-    std::string message =
-        "已切换到 " + state_.multiRuntimeSnapshot.statisticsIdentity.resolvedIdentifier;
-    if (cached) message += " · 缓存";
-    state_.statisticsTransitionMessage = std::move(message);
+    using Stage = StatisticsTransition::Stage;
+    state_.statisticsTransition = {
+        .stage = cached ? Stage::switchedFromCache : Stage::switched,
+        .zoneIdentifier = state_.multiRuntimeSnapshot.statisticsIdentity.resolvedIdentifier};
     statisticsFeedbackTimer_ = loop_.after(feedbackDuration, [this] { endStatisticsFeedback(); });
     changed();
 }
 
 void UsageStore::endStatisticsFeedback() {
     statisticsFeedbackTimer_.reset();
-    state_.statisticsTransitionMessage.reset();
+    state_.statisticsTransition.reset();
     changed();
 }
 

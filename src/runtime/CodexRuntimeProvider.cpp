@@ -1,6 +1,6 @@
 #include "runtime/CodexRuntimeProvider.h"
 
-#include "official/RuntimeSummary.h"
+#include "official/QuotaWindow.h"
 
 namespace vantry {
 

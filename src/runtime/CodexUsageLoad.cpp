@@ -5,7 +5,6 @@
 #include <system_error>
 
 #include "diagnostics/ReaderPerformanceTrace.h"
-#include "official/DailyUsageMessages.h"
 #include "official/HybridDailyUsage.h"
 #include "official/OfficialDailyUsageCache.h"
 #include "official/SignIn.h"
@@ -17,7 +16,7 @@ namespace vantry::CodexUsageReader {
 
 namespace {
 
-void append(std::vector<std::string>& list, const std::vector<std::string>& more) {
+void append(Notices& list, const Notices& more) {
     list.insert(list.end(), more.begin(), more.end());
 }
 
@@ -102,17 +101,16 @@ LocalUsageRead readLocalAgain(const RuntimeLoadContext& context, const ReadSourc
     try {
         return sources.localUsage(context);
     } catch (const std::exception&) {
-        return {{}, {"本机用量读取未完成"}};
+        return {{}, {{NoticeKind::localReadUnfinished}}};
     }
 }
 
 // The official days of this session, or the last complete ones of the same account.
 void settleOfficialDays(AppServerSnapshot& official, const RuntimeLoadContext& context,
-                        const RuntimeSnapshotLoadOptions& options,
-                        std::vector<std::string>& messages) {
+                        const RuntimeSnapshotLoadOptions& options, Notices& messages) {
     resolveOfficialDailyUsagePersistence(
         {.snapshot = official, .previousSnapshot = options.previousSnapshot, .context = context});
-    const std::string stale(QuotaRefreshFallbackPolicy::staleDailyUsageMessage);
+    const Notice stale{NoticeKind::officialDaysAreStale};
     if (official.cloudDailyUsageIsStale && std::ranges::find(messages, stale) == messages.end()) {
         messages.push_back(stale);
     }
@@ -141,11 +139,11 @@ UsageSnapshot load(const RuntimeLoadContext& context, const RuntimeSnapshotLoadO
     }
     trace.checkpoint("sources");
     AppServerRead appServer =
-        boxes.appServer.take().value_or(AppServerRead{{}, {"app-server 读取未完成"}});
+        boxes.appServer.take().value_or(AppServerRead{{}, {{NoticeKind::accountReadUnfinished}}});
     LocalUsageRead localUsage =
-        boxes.localUsage.take().value_or(LocalUsageRead{{}, {"本机用量读取未完成"}});
+        boxes.localUsage.take().value_or(LocalUsageRead{{}, {{NoticeKind::localReadUnfinished}}});
     TaskBoardRead taskBoard =
-        boxes.taskBoard.take().value_or(TaskBoardRead{{}, {"任务看板读取未完成"}});
+        boxes.taskBoard.take().value_or(TaskBoardRead{{}, {{NoticeKind::taskBoardReadUnfinished}}});
 
     append(appServer.messages, localUsage.messages);
     append(appServer.messages, taskBoard.messages);

@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "local/LocalUsageReader.h"
-#include "local/TaskBoardReader.h"
+#include "local/analytics/LocalUsageReader.h"
+#include "local/board/TaskBoardReader.h"
 #include "official/AppServerSession.h"
 #include "runtime/RuntimeUsageProvider.h"
 

@@ -52,8 +52,7 @@ MultiRuntimeUsageSnapshot MultiRuntimeUsageReader::load(const RuntimeLoadContext
     result.aggregate = AgentUsageAggregator::aggregate(
         result.runtimes, {.at = context.now, .reusingLocalUsageFrom = &previous});
     if (result.runtimes.empty()) {
-        result.aggregate.messages.emplace_back(
-            "VANTRY_RUNTIME_FILTER 未包含 codex，没有可读取的内容");
+        result.aggregate.messages.push_back({NoticeKind::runtimeLeftOut});
     }
     return result;
 }

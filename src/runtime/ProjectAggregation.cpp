@@ -110,7 +110,8 @@ std::vector<ProjectUsage> aggregateProjects(const Parts<std::vector<ProjectUsage
         rows.push_back(rowOf(std::move(project)));
     }
     std::ranges::sort(rows, [](const ProjectUsage& a, const ProjectUsage& b) {
-        return std::tie(b.tokens, a.name, a.id) < std::tie(a.tokens, b.name, b.id);
+        return std::tuple(b.tokens, nameOrder(a.name), std::string_view(a.id)) <
+               std::tuple(a.tokens, nameOrder(b.name), std::string_view(b.id));
     });
     return rows;
 }

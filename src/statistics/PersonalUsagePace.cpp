@@ -38,16 +38,4 @@ std::optional<WeeklyQuotaPace> calculate(const Window& window) {
 
 }  // namespace WeeklyQuotaPaceCalculator
 
-namespace WeeklyQuotaResetCountdown {
-
-std::optional<std::int64_t> remainingDays(const Countdown& countdown) {
-    constexpr double largest = 9e15;  // beyond it doubles skip integers
-    if (!countdown.resetsAt) return std::nullopt;
-    const double days = std::ceil((*countdown.resetsAt - countdown.now) / 86'400.0);
-    if (!(days > 0 && days <= largest)) return std::nullopt;
-    return static_cast<std::int64_t>(days);
-}
-
-}  // namespace WeeklyQuotaResetCountdown
-
 }  // namespace vantry

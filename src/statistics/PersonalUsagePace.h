@@ -34,16 +34,4 @@ std::optional<WeeklyQuotaPace> calculate(const Window& window);
 
 }  // namespace WeeklyQuotaPaceCalculator
 
-namespace WeeklyQuotaResetCountdown {
-
-struct Countdown {
-    std::optional<Date> resetsAt;
-    Date now;
-};
-
-/// Spans of 24 hours until the reset, rounded up; empty when the reset is not known or not ahead.
-std::optional<std::int64_t> remainingDays(const Countdown& countdown);
-
-}  // namespace WeeklyQuotaResetCountdown
-
 }  // namespace vantry

@@ -22,6 +22,7 @@ std::optional<std::int64_t> sum(std::optional<std::int64_t> a, std::optional<std
 // By falling number of events, then by name without regard to case, then by what tells them apart.
 bool ranksBefore(const UsageDimensionProject& a, const UsageDimensionProject& b) {
     if (a.eventCount != b.eventCount) return a.eventCount > b.eventCount;
+    if (a.name.empty() != b.name.empty()) return b.name.empty();
     const auto names = asciiLowercased(a.name) <=> asciiLowercased(b.name);
     if (names != 0) return names < 0;
     return std::tie(a.name, a.id) < std::tie(b.name, b.id);

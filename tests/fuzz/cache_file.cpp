@@ -6,8 +6,8 @@
 #include <cstdlib>
 #include <string>
 
-#include "local/SessionHead.h"
-#include "local/SessionShare.h"
+#include "local/cache/SessionShare.h"
+#include "local/log/SessionHead.h"
 
 using namespace vantry;
 

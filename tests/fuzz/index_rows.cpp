@@ -5,7 +5,7 @@
 #include <cstdlib>
 #include <string_view>
 
-#include "local/ThreadIndex.h"
+#include "local/index/ThreadIndex.h"
 
 using namespace vantry;
 

@@ -10,8 +10,8 @@
 #include <string_view>
 #include <vector>
 
-#include "local/SessionLineFinder.h"
-#include "local/SessionLogBuffer.h"
+#include "local/log/SessionLineFinder.h"
+#include "local/log/SessionLogBuffer.h"
 
 using namespace vantry::CodexUsageReader;
 

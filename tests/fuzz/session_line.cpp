@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-#include "local/SessionLineParser.h"
+#include "local/log/SessionLineParser.h"
 
 using namespace vantry;
 

@@ -7,7 +7,7 @@
 #include <unistd.h>
 
 #include "io/BoundedProcessRunner.h"
-#include "local/SQLiteReader.h"
+#include "local/index/SQLiteReader.h"
 #include "platform/JsonReader.h"
 
 namespace vantry {

@@ -1,0 +1,92 @@
+#include <algorithm>
+#include <csignal>
+#include <fcntl.h>
+#include <iostream>
+#include <string_view>
+#include <vector>
+
+#include "headless/EndingSignals.h"
+#include "headless/JsonDump.h"
+#include "headless/Watch.h"
+#include "lifecycle/ApplicationStart.h"
+#include "local/analytics/LocalUsageReader.h"
+#include "runtime/MultiRuntimeUsageReader.h"
+#include "selftests/SelfTestModes.h"
+
+using namespace vantry;
+
+namespace {
+
+// A descriptor that the shell left closed would be given to the next file that is opened, and what
+// is printed would go there.
+void openMissingStandardDescriptors() {
+    for (int number = 0; number <= 2; ++number) {
+        if (::fcntl(number, F_GETFD) < 0) ::open("/dev/null", O_RDWR);
+    }
+}
+
+RuntimeLoadContext contextOf(const ReadEndedBySignals& read) {
+    auto context =
+        RuntimeLoadContext::live(Date::now(), StatisticsTimeZonePreference::defaultValue());
+    context.cancellation = read.cancellation();
+    return context;
+}
+
+MultiRuntimeUsageSnapshot readEverything() {
+    const ReadEndedBySignals read;
+    return MultiRuntimeUsageReader().load(contextOf(read), {});
+}
+
+// Forgets what is kept of logs that are no longer there, those included that nothing has missed
+// yet.
+int forgetGone() {
+    const ReadEndedBySignals read;
+    const RuntimeLoadContext context = contextOf(read);
+    ReaderCaches caches;
+    CodexUsageReader::readLocalUsage({.context = context, .userCodex = CodexFolders::ofUser()},
+                                     caches);
+    const std::size_t count = caches.sessions.forgetGone();
+    if (caches.sessions.save() != SessionUsageCache::Saving::done) {
+        std::cerr << "vantry: what is kept of the logs cannot be changed" << std::endl;
+        return 1;
+    }
+    std::cout << "Forgot " << count << (count == 1 ? " log that is" : " logs that are") << " gone"
+              << std::endl;
+    return 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    openMissingStandardDescriptors();
+    // Inherited as ignored, the kernel would throw the exit statuses of our children away.
+    ::signal(SIGCHLD, SIG_DFL);
+    // A reader that has gone away changes nothing about how we end.
+    ::signal(SIGPIPE, SIG_IGN);
+    const std::vector<std::string_view> arguments(argv, argv + argc);
+    const auto isGiven = [&](std::string_view argument) {
+        return std::ranges::find(arguments, argument) != arguments.end();
+    };
+    for (const SelfTestMode& mode : selfTestModes()) {
+        if (isGiven(mode.argument)) return mode.run() ? 0 : 1;
+    }
+    if (isGiven("--dump-probe-summary")) {
+        const MultiRuntimeUsageSnapshot snapshot = readEverything();
+        dumpProbeSummaryJSON(snapshot, Date::now(), std::cout);
+        // The whole dump has a message that says so.
+        if (snapshot.runtimes.empty()) {
+            std::cerr << "vantry: nothing to read: VANTRY_RUNTIME_FILTER leaves codex out"
+                      << std::endl;
+        }
+        return 0;
+    }
+    if (isGiven("--dump-json")) {
+        dumpJSON(readEverything(), std::cout);
+        return 0;
+    }
+    if (isGiven("--watch")) return runWatch();
+    if (arguments.size() > 1 && arguments[1] == "forget-gone") return forgetGone();
+    HeadlessPlatform platform;
+    startApplication(arguments, platform);
+    return 0;
+}
