@@ -10,6 +10,7 @@
 
 #include "corpus/Corpus.h"
 #include "local/cache/LocalAnalyticsCache.h"
+#include "official/KeptQuota.h"
 #include "official/OfficialDailyUsageCache.h"
 #include "platform/JsonReader.h"
 #include "platform/TextWidth.h"
@@ -26,6 +27,7 @@ namespace {
 /// The program's own files, and the version that each one states.
 const std::map<std::string, std::optional<std::int64_t>> versions{
     {"official-daily-usage-v2.json", CodexUsageReader::officialDailyUsageCacheVersion},
+    {"quota-v1.json", CodexUsageReader::KeptQuota::currentVersion},
     {"desktop-widget-snapshot-v1.json", DesktopWidgetSnapshot::currentSchemaVersion},
     {"Vantry.json", std::nullopt}};
 

@@ -152,7 +152,7 @@ void checkTimers(SelfTest& test) {
     test.expect(world.records == before + 1, "of a failed session nothing is told ahead");
     int told = 0;
     {
-        const Subscription subscription = store->observe([&] { ++told; });
+        const Subscription subscription = store->observe([&](const auto&) { ++told; });
         store->selectRuntime(RuntimeScope::codex);
         store->selectRuntime(RuntimeScope::codex);
         world.loop.runPosted();
@@ -172,6 +172,7 @@ void checkSlowFingerprint(SelfTest& test) {
     };
     const auto store = world.store();
     store->start();
+    world.read();  // what is kept
     std::jthread background([&world] { world.read(); });
     for (int i = 0; i < 500 && !quotaNumber(*store); ++i) {
         std::this_thread::sleep_for(milliseconds(10));

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <chrono>
 #include <csignal>
 #include <initializer_list>
 #include <thread>
@@ -9,10 +8,6 @@
 #include "platform/FileDescriptor.h"
 
 namespace vantry {
-
-/// How long a read's children are waited for once it is cancelled: longer than they may take to
-/// follow SIGTERM and then SIGKILL.
-constexpr auto childrenEndingTime = std::chrono::seconds(2);
 
 /// Takes SIGINT, SIGTERM and SIGHUP, and `others`, out of their usual way for this thread and all
 /// that it will make, but for those that the process was started to ignore, as under nohup. They

@@ -5,6 +5,10 @@
 
 namespace vantry {
 
+/// How long a read's children are waited for once it is cancelled: longer than they may take to
+/// follow SIGTERM and then SIGKILL.
+constexpr auto childrenEndingTime = std::chrono::seconds(2);
+
 /// Lets somebody end a read from outside, and wait until what the read has started is gone.
 ///
 /// Copies stand for the same read. A default one cannot be cancelled and costs nothing. Any thread.

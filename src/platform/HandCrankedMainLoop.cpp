@@ -1,6 +1,7 @@
 #include "platform/HandCrankedMainLoop.h"
 
 #include <algorithm>
+#include <poll.h>
 #include <utility>
 
 namespace vantry {
@@ -15,6 +16,15 @@ struct HandCrankedMainLoop::Entry {
 
 struct HandCrankedMainLoop::EntryTimer : Timer {
     std::shared_ptr<Entry> entry;
+};
+
+struct HandCrankedMainLoop::Readable {
+    int descriptor = -1;
+    std::function<void()> handler;
+};
+
+struct HandCrankedMainLoop::ReadableWatch : Watch {
+    std::shared_ptr<Readable> readable;
 };
 
 void HandCrankedMainLoop::post(std::function<void()> work) {
@@ -42,6 +52,14 @@ MainLoop::TimerHandle HandCrankedMainLoop::add(Entry entry) {
     return handle;
 }
 
+MainLoop::WatchHandle HandCrankedMainLoop::watchReadable(int descriptor,
+                                                         std::function<void()> handler) {
+    auto handle = std::make_unique<ReadableWatch>();
+    handle->readable = std::make_shared<Readable>(Readable{descriptor, std::move(handler)});
+    readables_.push_back(handle->readable);
+    return handle;
+}
+
 void HandCrankedMainLoop::advance(double seconds) {
     const double end = monotonic_ + std::max(seconds, 0.0);
     runPosted();
@@ -53,6 +71,15 @@ void HandCrankedMainLoop::advance(double seconds) {
 }
 
 void HandCrankedMainLoop::runPosted() {
+    std::erase_if(readables_, [](const auto& readable) { return readable.expired(); });
+    const auto readables = readables_;
+    for (const std::weak_ptr<Readable>& watched : readables) {
+        const auto readable = watched.lock();
+        pollfd polled{.fd = readable ? readable->descriptor : -1, .events = POLLIN, .revents = 0};
+        if (readable && ::poll(&polled, 1, 0) > 0 && (polled.revents & POLLNVAL) == 0) {
+            readable->handler();
+        }
+    }
     std::unique_lock lock(mutex_);
     while (!posted_.empty()) {
         auto work = std::move(posted_.front());

@@ -25,6 +25,9 @@ class HandCrankedMainLoop : public MainLoop {
     [[nodiscard]] TimerHandle after(double seconds, std::function<void()> handler) override;
     [[nodiscard]] TimerHandle every(double seconds, std::function<void()> handler) override;
     [[nodiscard]] TimerHandle at(Date date, std::function<void()> handler) override;
+    /// Looked at by runPosted() and advance().
+    [[nodiscard]] WatchHandle watchReadable(int descriptor,
+                                            std::function<void()> handler) override;
     Date now() const override { return wallClock_; }
 
     /// Lets `seconds` pass, not below zero: runs what was posted, then timer by timer what comes
@@ -42,6 +45,8 @@ class HandCrankedMainLoop : public MainLoop {
   private:
     struct Entry;
     struct EntryTimer;
+    struct Readable;
+    struct ReadableWatch;
     // The wall clock runs along with the monotonic one from here on.
     struct Anchor {
         double monotonic = 0;
@@ -58,6 +63,7 @@ class HandCrankedMainLoop : public MainLoop {
     std::atomic<Date> wallClock_;
     Anchor anchor_;
     std::vector<std::weak_ptr<Entry>> entries_;  ///< in the order of making
+    std::vector<std::weak_ptr<Readable>> readables_;
     std::mutex mutex_;
     std::deque<std::function<void()>> posted_;  ///< under mutex_
 };

@@ -19,6 +19,13 @@ class MainLoop {
     };
     using TimerHandle = std::unique_ptr<Timer>;
 
+    /// A watched descriptor. Ends with its handle, like a timer.
+    class Watch {
+      public:
+        virtual ~Watch() = default;
+    };
+    using WatchHandle = std::unique_ptr<Watch>;
+
     virtual ~MainLoop() = default;
 
     /// Runs `work` on the loop's thread, in the order of the calls. Any thread.
@@ -35,6 +42,12 @@ class MainLoop {
     /// Calls `handler` once when the wall clock has reached `date`, however the clock is moved
     /// meanwhile and whether or not the machine slept.
     [[nodiscard]] virtual TimerHandle at(Date date, std::function<void()> handler) = 0;
+
+    /// Calls `handler` as long as `descriptor` has something to read, its end and an error
+    /// included. The descriptor stays the caller's and stays open as long as the handle lives; one
+    /// that is closed already never has anything. The loop's thread.
+    [[nodiscard]] virtual WatchHandle watchReadable(int descriptor,
+                                                    std::function<void()> handler) = 0;
 
     /// The wall clock.
     virtual Date now() const = 0;

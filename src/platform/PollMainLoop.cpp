@@ -126,7 +126,7 @@ MainLoop::TimerHandle PollMainLoop::timer(const Schedule& schedule, std::functio
     return handle;
 }
 
-PollMainLoop::WatchHandle PollMainLoop::watchReadable(int descriptor,
+MainLoop::WatchHandle PollMainLoop::watchReadable(int descriptor,
                                                       std::function<void()> handler) {
     auto handle = std::make_unique<SourceWatch>();
     handle->source = std::make_shared<Source>();

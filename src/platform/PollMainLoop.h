@@ -20,13 +20,6 @@ namespace vantry {
 /// run().
 class PollMainLoop : public MainLoop {
   public:
-    /// A watched descriptor. Ends with its handle, like a timer.
-    class Watch {
-      public:
-        virtual ~Watch() = default;
-    };
-    using WatchHandle = std::unique_ptr<Watch>;
-
     PollMainLoop();
     PollMainLoop(const PollMainLoop&) = delete;
     PollMainLoop& operator=(const PollMainLoop&) = delete;
@@ -44,11 +37,8 @@ class PollMainLoop : public MainLoop {
     [[nodiscard]] TimerHandle every(double seconds, std::function<void()> handler) override;
     [[nodiscard]] TimerHandle at(Date date, std::function<void()> handler) override;
     Date now() const override;
-
-    /// Calls `handler` as long as `descriptor` has something to read, its end and an error
-    /// included. The descriptor stays the caller's and stays open as long as the handle lives. The
-    /// loop's thread.
-    [[nodiscard]] WatchHandle watchReadable(int descriptor, std::function<void()> handler);
+    [[nodiscard]] WatchHandle watchReadable(int descriptor,
+                                            std::function<void()> handler) override;
 
   private:
     struct Source;

@@ -15,8 +15,17 @@ UsageStore::UsageStore(Services services)
       defaults_(std::move(services.defaults)),
       systemTimeZone_(std::move(services.systemTimeZone)),
       publishDesktopRecord_(std::move(services.publishDesktopRecord)),
-      quotaEarlyRecoveryStateStore_(defaults_),
-      quotaEarlyRecoveryDetector_{.state = quotaEarlyRecoveryStateStore_.load()} {
+      zoneSwitch_(loop_, [this] { tellOfSwitch(); }),
+      furtherReads_(
+          {.loop = loop_,
+           .shown = [this] { return codex(); },
+           .isAskingAccount = [this] { return state_.isRefreshing; },
+           .readQuota = [this] { refreshQuota({.queueIfBusy = true}); },
+           .readEverything =
+               [this] { refresh({.queueIfBusy = true, .reuseUnchangedSources = true}); }}),
+      recoveryWatch_({.loop = loop_, .defaults = defaults_, .readQuota = [this] {
+                          refreshQuota({.queueIfBusy = true});
+                      }}) {
     const TimeZone system = systemTimeZone_();
     state_.statisticsPreference =
         StatisticsTimeZonePreferenceStore::load(defaults_, system).repaired(system);
@@ -25,6 +34,9 @@ UsageStore::UsageStore(Services services)
 void UsageStore::start() {
     if (hasStarted_) return;
     hasStarted_ = true;
+    furtherReads_.start();
+    recoveryWatch_.start();
+    if (codex() == nullptr) readKept();
     refresh({.queueIfBusy = true});
     scheduleStatisticsRollover();
     fullTimer_ = loop_.every(
@@ -37,14 +49,12 @@ void UsageStore::start() {
 void UsageStore::stop() {
     hasStarted_ = false;
     ++refreshGeneration_;
-    pending_ = {};
-    // Nobody would take the message of a finished switch away.
-    if (statisticsFeedbackTimer_) endStatisticsFeedback();
-    quotaResetsAt_.reset();
-    isOtherNetwork_ = false;
-    for (auto* timer : {&fullTimer_, &quotaRetryTimer_, &quotaResetTimer_, &soonTimer_,
-                        &soonAgainTimer_, &quotaEarlyRecoveryConfirmationTimer_, &localUsageTimer_,
-                        &taskBoardTimer_, &statisticsRolloverTimer_}) {
+    queue_.waiting = {};
+    zoneSwitch_.stop();
+    furtherReads_.stop();
+    recoveryWatch_.stop();
+    for (auto* timer :
+         {&fullTimer_, &localUsageTimer_, &taskBoardTimer_, &statisticsRolloverTimer_}) {
         timer->reset();
     }
 }
@@ -60,6 +70,33 @@ void UsageStore::scheduleLocalUsageTimer() {
     if (!hasStarted_) return;
     localUsageTimer_ = loop_.every(LocalUsageRefreshCadence::interval(isLocalUsageForeground_),
                                    [this] { refreshLocalUsage({.queueIfBusy = true}); });
+}
+
+// ---- what was known when the program last ran
+
+void UsageStore::readKept() {
+    runInBackground_([wayBack = wayBack(), sources = sources_,
+                      context = sources_->liveContext(loop_.now(), state_.statisticsPreference)] {
+        if (wayBack.leadsNowhere()) return;
+        try {
+            if (auto kept = sources->loadKept(context)) {
+                wayBack([kept = *std::move(kept), context](UsageStore& store) {
+                    store.showKept(kept, context);
+                });
+            }
+        } catch (const std::exception& error) {
+            debugLog(std::string("what is kept was not read: ") + error.what());
+        }
+    });
+}
+
+void UsageStore::showKept(const RuntimeUsageSnapshot& kept, const RuntimeLoadContext& context) {
+    const StatisticsIdentity today = currentIdentity(loop_.now());
+    const bool isOfToday = sameStatisticsDay(
+        today, {.resolvedIdentifier = context.statistics.resolvedIdentifier(), .now = context.now});
+    if (!hasStarted_ || codex() != nullptr || !isOfToday) return;
+    invalidateAccountBoundState(kept.snapshot.accountIdentity);
+    publishRuntime(kept, {.refreshedAt = context.now, .identity = today});
 }
 
 // ---- the road of a read
@@ -78,29 +115,23 @@ StatisticsIdentity UsageStore::ReadTicket::identity() const {
 }
 
 bool UsageStore::mayStart(PendingRefreshWork lane, LaneRequest request) {
-    if (!hasStarted_) return false;
-    if (!reading_) return true;
-    // The timer of these two comes again soon.
-    const bool dropsItself =
-        lane == PendingRefreshWork::localUsage || lane == PendingRefreshWork::taskBoard;
-    const bool isDropped = dropsItself && reading_ == lane;
-    if (request.queueIfBusy && !isDropped) pending_.add(lane);
-    return false;
+    return hasStarted_ && queue_.mayBegin(lane, request.queueIfBusy);
 }
 
 UsageStore::ReadTicket UsageStore::beginRead(PendingRefreshWork lane) {
-    setReading(lane);
-    if (state_.isRefreshing) isOtherNetwork_ = false;
+    queue_.begin(lane);
+    tellWhatRuns();
+    if (state_.isRefreshing) furtherReads_.accountIsAsked();
     return {.context = sources_->liveContext(loop_.now(), state_.statisticsPreference),
             .preference = state_.statisticsPreference,
             .generation = refreshGeneration_};
 }
 
-void UsageStore::setReading(std::optional<PendingRefreshWork> lane) {
-    reading_ = lane;
+void UsageStore::tellWhatRuns() {
+    const auto lane = queue_.running();
     state_.isRefreshing = lane == PendingRefreshWork::full || lane == PendingRefreshWork::quota;
     state_.isRefreshingLocalUsage = lane == PendingRefreshWork::localUsage;
-    changed();
+    changed({.activity = true});
 }
 
 bool UsageStore::canApplyRefreshResult(const ReadTicket& ticket) const {
@@ -115,15 +146,16 @@ bool UsageStore::matchesCurrentStatisticsDay(const StatisticsIdentity& identity)
 bool UsageStore::acceptsResult(const ReadTicket& ticket, const StatisticsIdentity& identity) {
     if (!canApplyRefreshResult(ticket)) return false;
     if (matchesCurrentStatisticsDay(identity)) return true;
-    pending_.hasPendingRefresh = true;  // it crossed midnight
+    queue_.waiting.hasPendingRefresh = true;  // it crossed midnight
     return false;
 }
 
 void UsageStore::endRead() {
-    setReading(std::nullopt);
+    queue_.end();
+    tellWhatRuns();
     if (!hasStarted_) return;
-    readOverOtherNetwork();
-    const auto next = pending_.takeNextPendingRefresh();
+    furtherReads_.readOverOtherNetwork();
+    const auto next = queue_.waiting.takeNextPendingRefresh();
     if (!next) return;
     switch (*next) {
         case PendingRefreshWork::full:

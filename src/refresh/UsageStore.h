@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <exception>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -8,12 +9,13 @@
 #include <utility>
 #include <vector>
 
+#include "diagnostics/DebugLog.h"
 #include "platform/MainLoop.h"
+#include "refresh/FurtherReads.h"
 #include "refresh/ObserverList.h"
-#include "refresh/PendingRefreshes.h"
-#include "refresh/QuotaEarlyRecoveryDetector.h"
-#include "refresh/QuotaEarlyRecoveryStateStore.h"
-#include "refresh/QuotaRefreshRetryState.h"
+#include "refresh/QuotaEarlyRecoveryWatch.h"
+#include "refresh/ReadQueue.h"
+#include "refresh/SourceFingerprints.h"
 #include "refresh/StatisticsSnapshotCache.h"
 #include "refresh/UsageStoreSources.h"
 #include "refresh/UsageStoreState.h"
@@ -76,10 +78,10 @@ class UsageStore {
     /// To be called when the machine has another zone.
     void systemTimeZoneDidChange();
     /// To be called when the machine has slept: everything is read soon.
-    void machineDidWake();
+    void machineDidWake() { furtherReads_.machineDidWake(); }
     /// To be called when the machine's network is another: what the service did not answer is read
     /// soon, however often that comes.
-    void networkDidChange();
+    void networkDidChange() { furtherReads_.networkDidChange(); }
 
     const UsageStoreState& state() const { return state_; }
     const std::vector<RuntimeUsageSnapshot>& runtimeSnapshots() const {
@@ -89,25 +91,22 @@ class UsageStore {
     const RuntimeUsageSnapshot* runtimeSnapshot(RuntimeScope scope) const {
         return state_.multiRuntimeSnapshot.runtime(scope);
     }
-    const PendingRefreshes& pendingRefreshes() const { return pending_; }
+    const PendingRefreshes& pendingRefreshes() const { return queue_.waiting; }
 
-    /// Tells of changes of the state: once, at the loop's next turn, for all changes until then.
-    /// Observers must not end the store's life.
-    [[nodiscard]] Subscription observe(std::function<void()> observer) {
+    /// Tells what of the state has changed: once, at the loop's next turn, for all changes until
+    /// then. Observers must not end the store's life.
+    [[nodiscard]] Subscription observe(std::function<void(const UsageStoreChanges&)> observer) {
         return changes_.add(std::move(observer));
     }
     /// Tells of each recovery at once.
     [[nodiscard]] Subscription observeQuotaEarlyRecovery(
         std::function<void(const QuotaEarlyRecoveryEvent&)> observer) {
-        return quotaEarlyRecoveries_.add(std::move(observer));
+        return recoveryWatch_.subscribe(std::move(observer));
     }
 
   private:
     static constexpr double fullInterval = 300.0;      // seconds
     static constexpr double taskBoardInterval = 60.0;  // seconds
-    static constexpr double feedbackDuration = 2.5;    // seconds
-    static constexpr double soon = 2.0;                // seconds; a network needs as long
-    static constexpr double soonAgain = 10.0;          // seconds
 
     /// What a read was started for, and what its result is judged by.
     struct ReadTicket {
@@ -135,13 +134,18 @@ class UsageStore {
     // What the lanes share.
     bool mayStart(PendingRefreshWork lane, LaneRequest request);
     ReadTicket beginRead(PendingRefreshWork lane);
-    template <class Work, class Finish>
-    void readInBackground(Work work, Finish finish);
+    /// `failed` is what stands in for the result of a source that throws.
+    template <class Work, class Result>
+    void readInBackground(Work work, Result failed,
+                          void (UsageStore::*finish)(const ReadTicket&, const Result&),
+                          const ReadTicket& ticket);
+    void readKept();
+    void showKept(const RuntimeUsageSnapshot& kept, const RuntimeLoadContext& context);
     bool canApplyRefreshResult(const ReadTicket& ticket) const;
     bool matchesCurrentStatisticsDay(const StatisticsIdentity& identity) const;
     bool acceptsResult(const ReadTicket& ticket, const StatisticsIdentity& identity);
     void endRead();
-    void setReading(std::optional<PendingRefreshWork> lane);
+    void tellWhatRuns();
 
     // The full lane.
     struct FullReadRequest;
@@ -150,25 +154,9 @@ class UsageStore {
                                    const FullReadRequest& request);
     void applyQuotaAhead(const ReadTicket& ticket, const RuntimeUsageSnapshot& runtime);
     void finishFullRead(const ReadTicket& ticket, const FullRead& read);
-    void rememberFingerprints(const FullRead& read);
 
-    // The quota lane, its retries and the early recoveries.
-    void finishQuotaRead(const ReadTicket& ticket, UsageSnapshot quota);
-    void scheduleQuotaRetryIfNeeded();
-    void retryQuota();
-    void readSoon();
-    void readOverOtherNetwork();
-    void awaitQuotaReset();
-    struct QuotaObservation {
-        const RuntimeUsageSnapshot& merged;
-        const RuntimeUsageSnapshot& raw;
-        std::optional<std::string> resolvedPlanType;
-        Date now;
-    };
-    void processQuotaEarlyRecovery(const QuotaObservation& observation);
-    void scheduleQuotaEarlyRecoveryConfirmation(double after);
-    void maintainQuotaEarlyRecoveryConfirmationTimer(Date now);
-    void confirmQuotaEarlyRecovery();
+    // The quota lane.
+    void finishQuotaRead(const ReadTicket& ticket, const UsageSnapshot& quota);
 
     // The local usage lane.
     struct LocalReadRequest;
@@ -210,14 +198,14 @@ class UsageStore {
     void publish(MultiRuntimeUsageSnapshot batch);
     void publishDesktopWidgetSnapshot(Date now);
     void invalidateAccountBoundState(const std::optional<std::string>& accountIdentity);
-    void changed();
+    void changed(const UsageStoreChanges& changes);
 
     // Statistics zone and day.
     StatisticsContext statisticsContext(Date now) const;
     StatisticsIdentity currentIdentity(Date now) const;
     bool showCachedStatistics();
     void finishStatisticsTimeZoneSwitch(bool cached);
-    void endStatisticsFeedback();
+    void tellOfSwitch();
     void scheduleStatisticsRollover();
     void rollOver();
     void leaveDayBehind(const StatisticsIdentity& today);
@@ -233,47 +221,43 @@ class UsageStore {
         publishDesktopRecord_;
 
     UsageStoreState state_;
-    ObserverList<> changes_;
-    bool changeIsAnnounced_ = false;
-    ObserverList<QuotaEarlyRecoveryEvent> quotaEarlyRecoveries_;
+    ObserverList<UsageStoreChanges> changes_;
+    UsageStoreChanges untold_;
 
     bool hasStarted_ = false;
     bool isLocalUsageForeground_ = false;
     std::uint64_t refreshGeneration_ = 0;
-    std::optional<PendingRefreshWork> reading_;  ///< the lane that reads
-    PendingRefreshes pending_;
-    QuotaRefreshRetryState quotaRetryState_;
+    ReadQueue queue_;
     bool newAccountWasRead_ = false;  ///< in full, since the account was last known
     StatisticsSnapshotCache statisticsSnapshotCache_;
-    UsageStoreSources::Fingerprint lastCompleteLocalSourceFingerprint_;  ///< of full reads
-    UsageStoreSources::Fingerprint lastFastLocalSourceFingerprint_;      ///< of any local read
-    UsageStoreSources::Fingerprint lastTaskBoardSourceFingerprint_;
-    QuotaEarlyRecoveryStateStore quotaEarlyRecoveryStateStore_;
-    QuotaEarlyRecoveryDetector quotaEarlyRecoveryDetector_;
+    SourceFingerprints fingerprints_;
+    StatisticsZoneSwitch zoneSwitch_;
+    FurtherReads furtherReads_;
+    QuotaEarlyRecoveryWatch recoveryWatch_;
 
     MainLoop::TimerHandle fullTimer_;
-    MainLoop::TimerHandle quotaRetryTimer_;
-    MainLoop::TimerHandle quotaResetTimer_;
-    std::optional<Date> quotaResetsAt_;  ///< what that timer waits for
-    MainLoop::TimerHandle soonTimer_;
-    MainLoop::TimerHandle soonAgainTimer_;  ///< as long as it runs nothing is read soon
-    bool isOtherNetwork_ = false;           ///< since the account was last asked
-    MainLoop::TimerHandle quotaEarlyRecoveryConfirmationTimer_;
     MainLoop::TimerHandle localUsageTimer_;
     MainLoop::TimerHandle taskBoardTimer_;
     MainLoop::TimerHandle statisticsRolloverTimer_;
-    MainLoop::TimerHandle statisticsFeedbackTimer_;
 
     std::shared_ptr<UsageStore*> self_ = std::make_shared<UsageStore*>(this);
 };
 
-template <class Work, class Finish>
-void UsageStore::readInBackground(Work work, Finish finish) {
+template <class Work, class Result>
+void UsageStore::readInBackground(Work work, Result failed,
+                                  void (UsageStore::*finish)(const ReadTicket&, const Result&),
+                                  const ReadTicket& ticket) {
     runInBackground_([wayBack = wayBack(), sources = sources_, work = std::move(work),
-                      finish = std::move(finish)] {
+                      failed = std::move(failed), finish, ticket] {
         if (wayBack.leadsNowhere()) return;
-        wayBack([finish, result = work(*sources)](UsageStore& store) {
-            finish(store, result);
+        Result result = failed;
+        try {
+            result = work(*sources);
+        } catch (const std::exception& error) {
+            debugLog(std::string("a read was given up: ") + error.what());
+        }
+        wayBack([finish, ticket, result = std::move(result)](UsageStore& store) {
+            (store.*finish)(ticket, result);
             store.endRead();
         });
     });

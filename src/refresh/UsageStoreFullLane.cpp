@@ -1,8 +1,8 @@
 #include <algorithm>
 
 #include "diagnostics/ReaderPerformanceTrace.h"
-#include "refresh/RefreshSourceReusePolicies.h"
 #include "refresh/UsageStore.h"
+#include "runtime/CodexRuntimeProvider.h"
 
 namespace vantry {
 
@@ -16,25 +16,42 @@ struct UsageStore::FullReadRequest {
 
 struct UsageStore::FullRead {
     MultiRuntimeUsageSnapshot batch;
-    UsageStoreSources::Fingerprint localBefore;  ///< both are there or neither
-    UsageStoreSources::Fingerprint taskBoardBefore;
-    UsageStoreSources::Fingerprint localAfter;
+    SourceFingerprints::Seen seen;
 };
+
+namespace {
+
+/// What stands in for a read that threw: every source has failed, and what is shown stays.
+MultiRuntimeUsageSnapshot failedBatch(const RuntimeLoadContext& context,
+                                      const StatisticsIdentity& identity) {
+    UsageSnapshot failed{.refreshedAt = context.now,
+                         .officialUsageReadStatus = OfficialUsageReadStatus::failed,
+                         .localUsageReadStatus = LocalUsageReadStatus::unavailable,
+                         .messages = {{NoticeKind::accountReadUnfinished},
+                                      {NoticeKind::localReadUnfinished},
+                                      {NoticeKind::taskBoardReadUnfinished}},
+                         .localReadMessages = {{NoticeKind::localReadUnfinished}},
+                         .readerState = {.appServer = AppServerReadState::failed}};
+    MultiRuntimeUsageSnapshot batch{.refreshedAt = context.now, .statisticsIdentity = identity};
+    batch.runtimes.push_back(CodexRuntimeProvider::runtimeSnapshot(std::move(failed)));
+    return batch;
+}
+
+}  // namespace
 
 void UsageStore::refresh(const RefreshRequest& request) {
     if (!mayStart(PendingRefreshWork::full, {.queueIfBusy = request.queueIfBusy})) return;
     // The quota is read here too.
-    quotaRetryTimer_.reset();
-    pending_.hasPendingQuotaRefresh = false;
-    quotaRetryState_.reset();
+    furtherReads_.fullReadBegins();
+    queue_.waiting.hasPendingQuotaRefresh = false;
     ++refreshGeneration_;
     const ReadTicket ticket = beginRead(PendingRefreshWork::full);
     FullReadRequest read{
         .context = ticket.context,
         .load = {.generation = ticket.generation, .previousRuntimes = runtimeSnapshots()},
         .reuseUnchangedSources = request.reuseUnchangedSources,
-        .lastLocal = lastCompleteLocalSourceFingerprint_,
-        .lastTaskBoard = lastTaskBoardSourceFingerprint_};
+        .lastLocal = fingerprints_.completeLocal,
+        .lastTaskBoard = fingerprints_.taskBoard};
     read.load.onQuotaReady = [wayBack = wayBack(), ticket](const RuntimeUsageSnapshot& runtime) {
         wayBack([ticket, runtime](UsageStore& store) { store.applyQuotaAhead(ticket, runtime); });
     };
@@ -42,9 +59,8 @@ void UsageStore::refresh(const RefreshRequest& request) {
         [read = std::move(read)](const UsageStoreSources& sources) {
             return readEverything(sources, read);
         },
-        [ticket](UsageStore& store, const FullRead& result) {
-            store.finishFullRead(ticket, result);
-        });
+        FullRead{.batch = failedBatch(ticket.context, ticket.identity())},
+        &UsageStore::finishFullRead, ticket);
 }
 
 UsageStore::FullRead UsageStore::readEverything(const UsageStoreSources& sources,
@@ -57,32 +73,29 @@ UsageStore::FullRead UsageStore::readEverything(const UsageStoreSources& sources
     load.findUnchanged = [&](RuntimeScope scope) -> UnchangedSources {
         const ReaderPerformanceTrace before;
         sessionFiles = sources.indexedSessionFiles(context);
-        read.localBefore = sources.localUsageFingerprint(context, sessionFiles);
-        read.taskBoardBefore = sources.taskBoardFingerprint(context);
-        if (!read.localBefore || !read.taskBoardBefore) {
-            read.localBefore.reset();
-            read.taskBoardBefore.reset();
-        }
+        SourceFingerprints::Seen& seen = read.seen;
+        seen.localBefore = sources.localUsageFingerprint(context, sessionFiles);
+        seen.taskBoardBefore = sources.taskBoardFingerprint(context);
+        if (!seen.localBefore || !seen.taskBoardBefore) seen = {};
         before.finish("refresh-fingerprint");
         const auto previous =
             std::ranges::find(load.previousRuntimes, scope, &RuntimeUsageSnapshot::scope);
         if (!request.reuseUnchangedSources || previous == load.previousRuntimes.end()) return {};
         const UsageSnapshot& shown = previous->snapshot;
-        return {.localUsage = LocalUsageSourceReusePolicy::mayReuse(
-                    {.currentFingerprint = read.localBefore,
-                     .previousFingerprint = request.lastLocal,
-                     .previousLocalUsageAvailable = shown.local.has_value(),
-                     .previousReadStatus = shown.localUsageReadStatus,
-                     .previousCapturedAt = shown.localUsageCapturedAt,
-                     .now = context.now}),
-                .taskBoard =
-                    RefreshSourceFingerprintReusePolicy::matches(
-                        {.current = read.taskBoardBefore, .previous = request.lastTaskBoard}) &&
-                    TaskBoardSourceReusePolicy::mayReuse(shown.taskBoard, context.now)};
+        return {.localUsage = isLocalUsageUnchanged({.current = seen.localBefore,
+                                                     .previous = request.lastLocal,
+                                                     .shown = shown,
+                                                     .now = context.now}),
+                .taskBoard = isTaskBoardUnchanged({.current = seen.taskBoardBefore,
+                                                   .previous = request.lastTaskBoard,
+                                                   .shown = shown,
+                                                   .now = context.now})};
     };
     read.batch = sources.load(context, load);
     const ReaderPerformanceTrace after;
-    if (read.localBefore) read.localAfter = sources.localUsageFingerprint(context, sessionFiles);
+    if (read.seen.localBefore) {
+        read.seen.localAfter = sources.localUsageFingerprint(context, sessionFiles);
+    }
     after.finish("refresh-fingerprint");
     return read;
 }
@@ -99,29 +112,19 @@ void UsageStore::applyQuotaAhead(const ReadTicket& ticket, const RuntimeUsageSna
 
 void UsageStore::finishFullRead(const ReadTicket& ticket, const FullRead& read) {
     if (!acceptsResult(ticket, read.batch.statisticsIdentity)) {
-        maintainQuotaEarlyRecoveryConfirmationTimer(loop_.now());
+        recoveryWatch_.keepAwaiting();
         return;
     }
     apply(read.batch, {.observesLiveQuota = true, .publishesDesktopWidget = true});
     statisticsSnapshotCache_.store(read.batch, loop_.now());
-    rememberFingerprints(read);
-    if (codex() != nullptr && codex()->snapshot.accountIdentity) newAccountWasRead_ = false;
-    scheduleQuotaRetryIfNeeded();
-    if (state_.isSwitchingStatisticsTimeZone) finishStatisticsTimeZoneSwitch(false);
-    pending_.hasPendingLocalUsageRefresh = false;
-    pending_.hasPendingTaskBoardRefresh = false;
-}
-
-void UsageStore::rememberFingerprints(const FullRead& read) {
-    const RuntimeUsageSnapshot* runtime = read.batch.runtime(RuntimeScope::codex);
-    if (!read.localBefore || runtime == nullptr) return;
-    const UsageSnapshot& snapshot = runtime->snapshot;
-    if (snapshot.local && snapshot.localUsageReadStatus == LocalUsageReadStatus::complete) {
-        lastCompleteLocalSourceFingerprint_ = read.localBefore;
-        lastFastLocalSourceFingerprint_ = LocalUsageSourceReusePolicy::completedReadFingerprint(
-            {.beforeRead = read.localBefore, .afterRead = read.localAfter});
+    if (const auto* runtime = read.batch.runtime(RuntimeScope::codex)) {
+        fingerprints_.rememberFullRead(read.seen, runtime->snapshot);
     }
-    if (snapshot.taskBoard) lastTaskBoardSourceFingerprint_ = read.taskBoardBefore;
+    if (codex() != nullptr && codex()->snapshot.accountIdentity) newAccountWasRead_ = false;
+    furtherReads_.retryQuotaIfMissing();
+    if (zoneSwitch_.isWaiting()) finishStatisticsTimeZoneSwitch(false);
+    queue_.waiting.hasPendingLocalUsageRefresh = false;
+    queue_.waiting.hasPendingTaskBoardRefresh = false;
 }
 
 }  // namespace vantry

@@ -1,7 +1,6 @@
 #include "diagnostics/ReaderPerformanceTrace.h"
 #include "official/HybridDailyUsage.h"
 #include "refresh/LocalUsageRefreshFallbackPolicy.h"
-#include "refresh/RefreshSourceReusePolicies.h"
 #include "refresh/StatisticsDay.h"
 #include "refresh/UsageStore.h"
 #include "runtime/CodexRuntimeProvider.h"
@@ -25,16 +24,14 @@ struct UsageStore::LocalRead {
 void UsageStore::refreshLocalUsage(LaneRequest request) {
     if (!mayStart(PendingRefreshWork::localUsage, request)) return;
     const ReadTicket ticket = beginRead(PendingRefreshWork::localUsage);
-    LocalReadRequest read{.context = ticket.context,
-                          .lastFingerprint = lastFastLocalSourceFingerprint_};
+    LocalReadRequest read{.context = ticket.context, .lastFingerprint = fingerprints_.fastLocal};
     if (codex() != nullptr) read.previous = *codex();
     readInBackground(
         [read = std::move(read)](const UsageStoreSources& sources) {
             return readLocalRecords(sources, read);
         },
-        [ticket](UsageStore& store, const LocalRead& result) {
-            store.finishLocalRead(ticket, result);
-        });
+        LocalRead{.messages = {{NoticeKind::localReadUnfinished}}}, &UsageStore::finishLocalRead,
+        ticket);
 }
 
 UsageStore::LocalRead UsageStore::readLocalRecords(const UsageStoreSources& sources,
@@ -48,13 +45,10 @@ UsageStore::LocalRead UsageStore::readLocalRecords(const UsageStoreSources& sour
     if (request.previous) {
         const UsageSnapshot& shown = request.previous->snapshot;
         officialDays = shown.cloudDailyBuckets;
-        read.isUnchanged = LocalUsageSourceReusePolicy::mayReuse(
-            {.currentFingerprint = read.fingerprint,
-             .previousFingerprint = request.lastFingerprint,
-             .previousLocalUsageAvailable = shown.local.has_value(),
-             .previousReadStatus = shown.localUsageReadStatus,
-             .previousCapturedAt = shown.localUsageCapturedAt,
-             .now = context.now});
+        read.isUnchanged = isLocalUsageUnchanged({.current = read.fingerprint,
+                                                  .previous = request.lastFingerprint,
+                                                  .shown = shown,
+                                                  .now = context.now});
         if (read.isUnchanged) return read;
     }
     auto local = sources.readLocalUsage(context);
@@ -77,7 +71,7 @@ void UsageStore::finishLocalRead(const ReadTicket& ticket, const LocalRead& read
     applyLocalUsage(identity, read);
     if (read.result.local && read.result.readStatus == LocalUsageReadStatus::complete &&
         read.fingerprint) {
-        lastFastLocalSourceFingerprint_ = read.fingerprint;
+        fingerprints_.fastLocal = read.fingerprint;
     }
 }
 

@@ -46,10 +46,10 @@ void UsageStore::apply(const MultiRuntimeUsageSnapshot& batch, const Applying& a
     shown.aggregate = aggregateOf(shown.runtimes, shown.refreshedAt);
     publish(std::move(shown));
     if (applying.observesLiveQuota && raw != nullptr) {
-        processQuotaEarlyRecovery({.merged = *codex(),
-                                   .raw = *raw,
-                                   .resolvedPlanType = planOf(*codex()),
-                                   .now = context.now});
+        recoveryWatch_.observe({.merged = *codex(),
+                                .raw = *raw,
+                                .resolvedPlanType = planOf(*codex()),
+                                .now = context.now});
     }
     if (applying.publishesDesktopWidget) publishDesktopWidgetSnapshot(context.now);
 }
@@ -88,7 +88,7 @@ void UsageStore::applyQuota(const RuntimeUsageSnapshot& incoming, QuotaApplying 
     const auto& identity = incoming.snapshot.accountIdentity;
     invalidateAccountBoundState(identity);
     if (applying.queueAccountRefresh && needsAccountRefresh(identity, previous)) {
-        pending_.hasPendingRefresh = true;
+        queue_.waiting.hasPendingRefresh = true;
     }
     const bool hadLocal = previous != nullptr && previous->snapshot.local;
     const bool mayReusePreviousLocal = AgentUsageAggregator::mayReuseLocalAggregate(
@@ -103,8 +103,9 @@ void UsageStore::applyQuota(const RuntimeUsageSnapshot& incoming, QuotaApplying 
     // Local figures that were mixed with the account's went with it; those of the logs alone are
     // still to be had.
     const bool lostLocal = hadLocal && !merged.snapshot.local;
-    if (applying.queueAccountRefresh && lostLocal) pending_.hasPendingLocalUsageRefresh = true;
-    processQuotaEarlyRecovery(
+    if (applying.queueAccountRefresh && lostLocal)
+        queue_.waiting.hasPendingLocalUsageRefresh = true;
+    recoveryWatch_.observe(
         {.merged = merged, .raw = incoming, .resolvedPlanType = planOf(merged), .now = now});
     publishDesktopWidgetSnapshot(now);
 }
@@ -123,7 +124,7 @@ void UsageStore::applyTaskBoard(const TaskBoard& board, RuntimeScope scope) {
     const RuntimeUsageSnapshot* shown = runtimeSnapshot(scope);
     if (shown == nullptr) {
         state_.snapshot = state_.snapshot.replacingTaskBoard(board);
-        changed();
+        changed({.board = true});
         return;
     }
     RuntimeUsageSnapshot runtime = shown->replacingTaskBoard(board);
@@ -150,16 +151,17 @@ void UsageStore::publishRuntime(RuntimeUsageSnapshot runtime, const BatchMark& m
 }
 
 void UsageStore::publish(MultiRuntimeUsageSnapshot batch) {
+    const UsageStoreChanges changes = changesBetween(state_.multiRuntimeSnapshot, batch);
     state_.multiRuntimeSnapshot = std::move(batch);
     state_.snapshot = state_.multiRuntimeSnapshot.displaySnapshot(state_.selectedRuntimeScope);
-    awaitQuotaReset();
-    changed();
+    furtherReads_.awaitQuotaReset();
+    changed(changes);
 }
 
 void UsageStore::selectRuntime(RuntimeScope scope) {
     state_.selectedRuntimeScope = scope;
     state_.snapshot = state_.multiRuntimeSnapshot.displaySnapshot(scope);
-    changed();
+    changed({.quota = true, .local = true, .board = true, .activity = true});
 }
 
 void UsageStore::publishDesktopWidgetSnapshot(Date now) {
@@ -170,22 +172,16 @@ void UsageStore::invalidateAccountBoundState(const std::optional<std::string>& a
     if (!accountIdentity || accountIdentity->empty()) return;
     if (accountIdentityOf(codex()) == accountIdentity) return;
     statisticsSnapshotCache_.clear();
-    lastCompleteLocalSourceFingerprint_.reset();
-    lastFastLocalSourceFingerprint_.reset();
+    fingerprints_.forgetLocal();
     // It knows itself whose state it was restored with, and what was announced to whom.
-    quotaEarlyRecoveryDetector_.turnTo(*accountIdentity);
-    if (!quotaEarlyRecoveryDetector_.hasPendingConfirmation()) {
-        quotaEarlyRecoveryConfirmationTimer_.reset();
-    }
+    recoveryWatch_.turnTo(*accountIdentity);
 }
 
-void UsageStore::changed() {
-    if (changeIsAnnounced_) return;
-    changeIsAnnounced_ = true;
-    wayBack()([](UsageStore& store) {
-        store.changeIsAnnounced_ = false;
-        store.changes_.tell();
-    });
+void UsageStore::changed(const UsageStoreChanges& changes) {
+    const bool isAnnounced = untold_.any();
+    untold_.add(changes);
+    if (isAnnounced || !untold_.any()) return;
+    wayBack()([](UsageStore& store) { store.changes_.tell(std::exchange(store.untold_, {})); });
 }
 
 }  // namespace vantry

@@ -19,21 +19,22 @@ RuntimeUsageSnapshot quotaRuntime(UsageSnapshot quota, Date now) {
 void UsageStore::refreshQuota(LaneRequest request) {
     if (!mayStart(PendingRefreshWork::quota, request)) return;
     const ReadTicket ticket = beginRead(PendingRefreshWork::quota);
+    const UsageSnapshot failed{.refreshedAt = ticket.context.now,
+                               .messages = {{NoticeKind::accountReadUnfinished}},
+                               .readerState = {.appServer = AppServerReadState::failed}};
     readInBackground([context = ticket.context](
                          const UsageStoreSources& sources) { return sources.loadQuota(context); },
-                     [ticket](UsageStore& store, const UsageSnapshot& quota) {
-                         store.finishQuotaRead(ticket, quota);
-                     });
+                     failed, &UsageStore::finishQuotaRead, ticket);
 }
 
-void UsageStore::finishQuotaRead(const ReadTicket& ticket, UsageSnapshot quota) {
+void UsageStore::finishQuotaRead(const ReadTicket& ticket, const UsageSnapshot& quota) {
     if (!canApplyRefreshResult(ticket)) {
         // The read that was to confirm a recovery may have been this one.
-        maintainQuotaEarlyRecoveryConfirmationTimer(loop_.now());
+        recoveryWatch_.keepAwaiting();
         return;
     }
-    applyQuota(quotaRuntime(std::move(quota), ticket.context.now), {.queueAccountRefresh = true});
-    scheduleQuotaRetryIfNeeded();
+    applyQuota(quotaRuntime(quota, ticket.context.now), {.queueAccountRefresh = true});
+    furtherReads_.retryQuotaIfMissing();
 }
 
 }  // namespace vantry

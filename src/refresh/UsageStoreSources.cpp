@@ -4,6 +4,7 @@
 
 #include "refresh/IndexedSessionFiles.h"
 #include "runtime/CodexRuntimeProvider.h"
+#include "runtime/KeptUsage.h"
 
 namespace vantry {
 
@@ -29,6 +30,10 @@ UsageStoreSources UsageStoreSources::real() {
                     {.context = context, .indexedSessionFiles = files});
             },
         .taskBoardFingerprint = CodexRefreshSourceFingerprint::captureTaskBoard,
+        .loadKept =
+            [caches](const RuntimeLoadContext& context) {
+                return CodexUsageReader::loadKept(context, *caches);
+            },
         .load =
             [reader](const RuntimeLoadContext& context,
                      const MultiRuntimeUsageReader::LoadRequest& request) {

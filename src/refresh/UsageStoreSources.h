@@ -28,6 +28,10 @@ struct UsageStoreSources {
         localUsageFingerprint;
     std::function<Fingerprint(const RuntimeLoadContext&)> taskBoardFingerprint;
 
+    /// The last good figures of the day, of whoever is known to be signed in still, each with its
+    /// time. Asks neither the service nor Codex's database.
+    std::function<std::optional<RuntimeUsageSnapshot>(const RuntimeLoadContext&)> loadKept =
+        [](const auto&) { return std::nullopt; };
     std::function<MultiRuntimeUsageSnapshot(const RuntimeLoadContext&,
                                             const MultiRuntimeUsageReader::LoadRequest&)>
         load;

@@ -1,20 +1,11 @@
 #pragma once
 
 #include <optional>
-#include <string>
 
 #include "records/RuntimeUsageSnapshot.h"
+#include "refresh/StatisticsZoneSwitch.h"
 
 namespace vantry {
-
-/// A switch of the statistics zone, while it lasts and shortly after.
-struct StatisticsTransition {
-    enum class Stage { switching, switched, switchedFromCache };
-    Stage stage = Stage::switching;
-    std::string zoneIdentifier;
-
-    friend bool operator==(const StatisticsTransition&, const StatisticsTransition&) = default;
-};
 
 /// All that the presentation shows.
 struct UsageStoreState {
@@ -29,5 +20,23 @@ struct UsageStoreState {
 
     friend bool operator==(const UsageStoreState&, const UsageStoreState&) = default;
 };
+
+/// What of the state has changed, so that a surface that shows none of it does nothing.
+struct UsageStoreChanges {
+    bool quota = false;     ///< the account, its windows and credits
+    bool local = false;     ///< tokens, of the logs and of the service
+    bool board = false;     ///< the task board
+    bool activity = false;  ///< what is read, when it was, and what there is to say of it
+    bool zone = false;      ///< the statistics zone, its day, or a switch of it
+
+    bool any() const { return quota || local || board || activity || zone; }
+    void add(const UsageStoreChanges& more);
+
+    friend bool operator==(const UsageStoreChanges&, const UsageStoreChanges&) = default;
+};
+
+/// What differs between two batches.
+UsageStoreChanges changesBetween(const MultiRuntimeUsageSnapshot& before,
+                                 const MultiRuntimeUsageSnapshot& after);
 
 }  // namespace vantry

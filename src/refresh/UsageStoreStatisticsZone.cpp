@@ -65,18 +65,12 @@ void UsageStore::updateStatisticsTimeZone(const StatisticsTimeZonePreference& pr
     if (repaired == state_.statisticsPreference) return;
     ++refreshGeneration_;
     state_.statisticsPreference = repaired;
-    lastCompleteLocalSourceFingerprint_.reset();
-    lastFastLocalSourceFingerprint_.reset();
-    lastTaskBoardSourceFingerprint_.reset();
+    fingerprints_ = {};
     StatisticsTimeZonePreferenceStore::save(repaired, defaults_);
-    changed();
+    changed({.zone = true});
     if (!hasStarted_) return;  // the start will read in this zone
     scheduleStatisticsRollover();
-    statisticsFeedbackTimer_.reset();
-    state_.isSwitchingStatisticsTimeZone = true;
-    state_.statisticsTransition = {
-        .stage = StatisticsTransition::Stage::switching,
-        .zoneIdentifier = statisticsContext(loop_.now()).resolvedIdentifier()};
+    zoneSwitch_.begin(statisticsContext(loop_.now()).resolvedIdentifier());
     if (!showCachedStatistics()) refresh({.queueIfBusy = true});
 }
 
@@ -94,19 +88,13 @@ bool UsageStore::showCachedStatistics() {
 }
 
 void UsageStore::finishStatisticsTimeZoneSwitch(bool cached) {
-    state_.isSwitchingStatisticsTimeZone = false;
-    using Stage = StatisticsTransition::Stage;
-    state_.statisticsTransition = {
-        .stage = cached ? Stage::switchedFromCache : Stage::switched,
-        .zoneIdentifier = state_.multiRuntimeSnapshot.statisticsIdentity.resolvedIdentifier};
-    statisticsFeedbackTimer_ = loop_.after(feedbackDuration, [this] { endStatisticsFeedback(); });
-    changed();
+    zoneSwitch_.finish(state_.multiRuntimeSnapshot.statisticsIdentity.resolvedIdentifier, cached);
 }
 
-void UsageStore::endStatisticsFeedback() {
-    statisticsFeedbackTimer_.reset();
-    state_.statisticsTransition.reset();
-    changed();
+void UsageStore::tellOfSwitch() {
+    state_.statisticsTransition = zoneSwitch_.transition();
+    state_.isSwitchingStatisticsTimeZone = zoneSwitch_.isWaiting();
+    changed({.zone = true});
 }
 
 void UsageStore::systemTimeZoneDidChange() {

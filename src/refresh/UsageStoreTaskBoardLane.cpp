@@ -1,11 +1,10 @@
-#include "refresh/RefreshSourceReusePolicies.h"
 #include "refresh/UsageStore.h"
 
 namespace vantry {
 
 struct UsageStore::TaskBoardReadRequest {
     RuntimeLoadContext context;
-    std::optional<TaskBoard> shown;
+    UsageSnapshot shown;  ///< of which only the board is there
     UsageStoreSources::Fingerprint lastFingerprint;
 };
 
@@ -19,21 +18,20 @@ void UsageStore::refreshTaskBoard(LaneRequest request) {
     if (!mayStart(PendingRefreshWork::taskBoard, request)) return;
     const ReadTicket ticket = beginRead(PendingRefreshWork::taskBoard);
     TaskBoardReadRequest read{.context = ticket.context,
-                              .lastFingerprint = lastTaskBoardSourceFingerprint_};
-    if (codex() != nullptr) read.shown = codex()->snapshot.taskBoard;
+                              .lastFingerprint = fingerprints_.taskBoard};
+    if (codex() != nullptr) read.shown.taskBoard = codex()->snapshot.taskBoard;
     readInBackground([read = std::move(read)](
                          const UsageStoreSources& sources) { return readBoard(sources, read); },
-                     [ticket](UsageStore& store, const BoardRead& result) {
-                         store.finishTaskBoardRead(ticket, result);
-                     });
+                     BoardRead{}, &UsageStore::finishTaskBoardRead, ticket);
 }
 
 UsageStore::BoardRead UsageStore::readBoard(const UsageStoreSources& sources,
                                             const TaskBoardReadRequest& request) {
     BoardRead read{.fingerprint = sources.taskBoardFingerprint(request.context)};
-    read.isUnchanged = RefreshSourceFingerprintReusePolicy::matches(
-                           {.current = read.fingerprint, .previous = request.lastFingerprint}) &&
-                       TaskBoardSourceReusePolicy::mayReuse(request.shown, request.context.now);
+    read.isUnchanged = isTaskBoardUnchanged({.current = read.fingerprint,
+                                             .previous = request.lastFingerprint,
+                                             .shown = request.shown,
+                                             .now = request.context.now});
     if (!read.isUnchanged) read.board = sources.loadTaskBoard(request.context);
     return read;
 }
@@ -41,7 +39,7 @@ UsageStore::BoardRead UsageStore::readBoard(const UsageStoreSources& sources,
 void UsageStore::finishTaskBoardRead(const ReadTicket& ticket, const BoardRead& read) {
     if (!acceptsResult(ticket, ticket.identity()) || !read.board) return;
     applyTaskBoard(*read.board, RuntimeScope::codex);
-    if (read.fingerprint) lastTaskBoardSourceFingerprint_ = read.fingerprint;
+    if (read.fingerprint) fingerprints_.taskBoard = read.fingerprint;
 }
 
 }  // namespace vantry

@@ -6,6 +6,7 @@
 
 #include "diagnostics/ReaderPerformanceTrace.h"
 #include "official/HybridDailyUsage.h"
+#include "official/KeptQuota.h"
 #include "official/OfficialDailyUsageCache.h"
 #include "official/SignIn.h"
 #include "platform/UserDirectories.h"
@@ -57,6 +58,9 @@ AppServerRead readAccount(const std::function<AppServerRead(const AppServerReque
                             .cacheDirectory = context.cacheDirectory,
                             .before = before,
                             .after = SignIn::markOf(codexHome)});
+    if (account.snapshot.readState == AppServerReadState::responded) {
+        keepQuota(context.cacheDirectory, account.snapshot, context.now);
+    }
     return account;
 }
 

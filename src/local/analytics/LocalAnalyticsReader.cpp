@@ -74,6 +74,12 @@ void publish(const LocalAnalyticsSources& made, const LocalAnalyticsReadResult& 
 
 }  // namespace
 
+LocalAnalyticsReadResult keptLocalAnalytics(const LocalAnalyticsDay& day, Date now,
+                                            ReaderCaches& caches) {
+    loadKept(caches);
+    return fallbackResult(caches.analytics, day, now);
+}
+
 LocalAnalyticsReadResult readLocalAnalytics(const LocalAnalyticsRequest& request,
                                             ReaderCaches& caches, Notices& messages) {
     ReaderPerformanceTrace trace;

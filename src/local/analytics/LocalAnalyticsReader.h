@@ -31,4 +31,9 @@ struct LocalAnalyticsRequest {
 LocalAnalyticsReadResult readLocalAnalytics(const LocalAnalyticsRequest& request,
                                             ReaderCaches& caches, Notices& messages);
 
+/// The last complete figures of the day, marked stale, from what is kept alone; nothing, as of
+/// `now`, where there are none.
+LocalAnalyticsReadResult keptLocalAnalytics(const LocalAnalyticsDay& day, Date now,
+                                            ReaderCaches& caches);
+
 }  // namespace vantry::CodexUsageReader

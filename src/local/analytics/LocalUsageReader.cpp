@@ -92,17 +92,21 @@ LocalUsage compose(const SQLiteLocalTotals& totals, LocalAnalytics analytics) {
     return local;
 }
 
+void openStore(const LocalUsageRequest& request, ReaderCaches& caches) {
+    const RuntimeLoadContext& context = request.context;
+    caches.sessions.open({.file = sessionStoreFile(context.recordDirectory()),
+                          .formerDirectory = context.cacheDirectory,
+                          .codexHome = canonicalPath(context.codex().home),
+                          .maySpill = request.persistCaches});
+}
+
 constexpr int mostAttempts = 4;
 
 LocalUsageRead readOnce(const LocalUsageRequest& request, const StateDatabaseFiles& databases,
                         ReaderCaches& caches) {
     const RuntimeLoadContext& context = request.context;
     const StatisticsWindows windows = StatisticsWindows::of(context.statistics);
-    const fs::path codexHome = canonicalPath(context.codex().home);
-    caches.sessions.open({.file = sessionStoreFile(context.recordDirectory()),
-                          .formerDirectory = context.cacheDirectory,
-                          .codexHome = codexHome,
-                          .maySpill = request.persistCaches});
+    openStore(request, caches);
     const auto index = readKeptThreadIndex(databases, caches);
     LocalUsageRead read;
     if (const auto* failure = std::get_if<SQLiteReadFailure>(&index)) {
@@ -114,7 +118,7 @@ LocalUsageRead readOnce(const LocalUsageRequest& request, const StateDatabaseFil
     auto analytics = readLocalAnalytics(
         {.index = threads,
          .homeDirectory = context.homeDirectory,
-         .codexHome = codexHome,
+         .codexHome = canonicalPath(context.codex().home),
          .statistics = context.statistics,
          .windows = windows,
          .acceptsEventsWrittenDuringLoad = context.acceptsEventsWrittenDuringLoad},
@@ -156,6 +160,24 @@ LocalUsageRead readLocalUsage(const LocalUsageRequest& request, ReaderCaches& ca
         if (caches.sessions.save() != SessionUsageCache::Saving::outdated) break;
     }
     return read;
+}
+
+std::optional<LocalUsageReadResult> keptLocalUsage(const LocalUsageRequest& request,
+                                                   ReaderCaches& caches) {
+    openStore(request, caches);
+    const StatisticsContext& statistics = request.context.statistics;
+    auto kept = keptLocalAnalytics({.dayKey = statistics.currentDayKey(),
+                                    .timeZoneIdentifier = statistics.resolvedIdentifier()},
+                                   request.context.now, caches);
+    const auto totals = keptThreadTotals(caches);
+    if (!kept.analytics.detailedUsage || !(kept.capturedAt <= request.context.now) || !totals) {
+        return std::nullopt;
+    }
+    nameProjects(kept.analytics, readProjectNames(request.userCodex.home));
+    return LocalUsageReadResult{.local = compose(*totals, std::move(kept.analytics)),
+                                .capturedAt = kept.capturedAt,
+                                .isStale = true,
+                                .readStatus = kept.readStatus};
 }
 
 }  // namespace vantry::CodexUsageReader

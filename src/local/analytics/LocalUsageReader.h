@@ -1,7 +1,6 @@
 #pragma once
 
-#include <string>
-#include <vector>
+#include <optional>
 
 #include "local/cache/ReaderCaches.h"
 #include "records/LocalUsage.h"
@@ -16,7 +15,7 @@ struct LocalUsageRequest {
     bool persistCaches = true;
 };
 
-/// A read of the local records with the words for its user.
+/// A read of the local records with what is to be said of it.
 struct LocalUsageRead {
     LocalUsageReadResult result;
     Notices messages;
@@ -26,5 +25,11 @@ struct LocalUsageRead {
 /// the database cannot be read, there is no local usage; without complete session logs there is
 /// one that knows only what the database says. Blocks; one read at a time for each `caches`.
 LocalUsageRead readLocalUsage(const LocalUsageRequest& request, ReaderCaches& caches);
+
+/// The last complete figures of the context's day and zone, marked stale and with their own time,
+/// from what is kept alone: neither a log nor Codex's database is looked at. Blocks for the store
+/// of the session logs, which a read would open too.
+std::optional<LocalUsageReadResult> keptLocalUsage(const LocalUsageRequest& request,
+                                                   ReaderCaches& caches);
 
 }  // namespace vantry::CodexUsageReader

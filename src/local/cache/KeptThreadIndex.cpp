@@ -138,4 +138,10 @@ SQLiteReadResult<const ThreadIndexReading*> readKeptThreadIndex(const StateDatab
     return &*known;
 }
 
+std::optional<SQLiteLocalTotals> keptThreadTotals(ReaderCaches& caches) {
+    const auto bytes = caches.sessions.homeValue(valueName);
+    const auto reading = bytes ? recordOfBytes<ThreadIndexReading>(*bytes) : std::nullopt;
+    return reading ? std::optional(reading->totals) : std::nullopt;
+}
+
 }  // namespace vantry::CodexUsageReader

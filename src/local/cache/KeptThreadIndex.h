@@ -13,6 +13,9 @@ namespace CodexUsageReader {
 SQLiteReadResult<const ThreadIndexReading*> readKeptThreadIndex(const StateDatabaseFiles& files,
                                                                 ReaderCaches& caches);
 
+/// The totals of the last answer that was kept, whatever has become of the databases since.
+std::optional<SQLiteLocalTotals> keptThreadTotals(ReaderCaches& caches);
+
 }  // namespace CodexUsageReader
 
 }  // namespace vantry

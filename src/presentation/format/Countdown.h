@@ -22,7 +22,7 @@ std::optional<std::string> remainingHoursText(const Countdown& countdown);
 /// Spans of 24 hours, at least 1.
 std::optional<std::int64_t> remainingDays(const Countdown& countdown);
 
-/// Up to a day in hours and minutes, from there on in days and hours: "2h 29m", "4d", "3天4小时".
+/// Up to a day in hours and minutes, from there on in days and hours: "2h 29m", "4d".
 /// Nothing where it is more than three centuries, a time that nobody meant.
 std::optional<std::string> remainingTimeText(const Countdown& countdown, Language language);
 

@@ -47,4 +47,27 @@ struct PendingRefreshes {
     }
 };
 
+/// Which read runs, and which wait for it. One read runs at a time.
+class ReadQueue {
+  public:
+    /// Whether a read of that lane may begin. If not, it waits where the caller wants that; local
+    /// usage and the task board, whose timers come again soon, do not wait for themselves.
+    bool mayBegin(PendingRefreshWork lane, bool waits) {
+        if (!running_) return true;
+        const bool comesAgain =
+            lane == PendingRefreshWork::localUsage || lane == PendingRefreshWork::taskBoard;
+        if (waits && !(comesAgain && running_ == lane)) waiting.add(lane);
+        return false;
+    }
+
+    void begin(PendingRefreshWork lane) { running_ = lane; }
+    void end() { running_.reset(); }
+    std::optional<PendingRefreshWork> running() const { return running_; }
+
+    PendingRefreshes waiting;
+
+  private:
+    std::optional<PendingRefreshWork> running_;
+};
+
 }  // namespace vantry

@@ -1,0 +1,48 @@
+#pragma once
+
+#include "platform/FileDescriptor.h"
+#include "platform/MainLoop.h"
+#include "platform/UserDirectories.h"
+#include "refresh/UsageStore.h"
+#include "session/BackgroundWork.h"
+#include "session/DesktopWidgetSnapshotPublisher.h"
+
+namespace vantry {
+
+/// One running Vantry without a face: the store with the machine's own sources, its reads in the
+/// background and their ending, the preferences, the record for desktop widgets, and what the
+/// machine does meanwhile. The thread of the loop, which turns for as long as this lives.
+class UsageSession {
+  public:
+    explicit UsageSession(MainLoop& loop);
+    UsageSession(const UsageSession&) = delete;
+    UsageSession& operator=(const UsageSession&) = delete;
+
+    /// Begins to read. Nothing of the user's is looked at before, but for the preferences.
+    void start();
+
+    /// Ends what is under way, the children of reads included, and writes what is not written.
+    /// False where a read goes on in spite of that: the process has to be left by std::_Exit then.
+    bool end();
+
+    UsageStore& store() { return store_; }
+    const UserDefaults& defaults() const { return defaults_; }
+
+  private:
+    void compareZone();
+    void compareSleep();
+
+    MainLoop& loop_;
+    FileDescriptor network_;
+    double slept_;
+    TimeZone zone_ = TimeZone::system();
+    BackgroundWork work_;
+    DesktopWidgetSnapshotPublisher publisher_;
+    UserDefaults defaults_;
+    UsageStore store_;
+    MainLoop::TimerHandle zoneTimer_;
+    MainLoop::TimerHandle sleepTimer_;
+    MainLoop::WatchHandle networkWatch_;
+};
+
+}  // namespace vantry
