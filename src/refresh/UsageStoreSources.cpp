@@ -30,10 +30,7 @@ UsageStoreSources UsageStoreSources::real() {
                     {.context = context, .indexedSessionFiles = files});
             },
         .taskBoardFingerprint = CodexRefreshSourceFingerprint::captureTaskBoard,
-        .loadKept =
-            [caches](const RuntimeLoadContext& context) {
-                return CodexUsageReader::loadKept(context, *caches);
-            },
+        .loadKept = CodexUsageReader::loadKept,
         .load =
             [reader](const RuntimeLoadContext& context,
                      const MultiRuntimeUsageReader::LoadRequest& request) {

@@ -50,12 +50,11 @@ bool isRunning(const std::optional<RateWindow>& window, const KeptAccount& kept,
 
 }  // namespace
 
-std::optional<RuntimeUsageSnapshot> loadKept(const RuntimeLoadContext& context,
-                                             ReaderCaches& caches) {
+std::optional<RuntimeUsageSnapshot> loadKept(const RuntimeLoadContext& context) {
     const KeptAccount kept = keptAccount(context);
     UsageSnapshot snapshot = makeQuotaSnapshot(
         {.context = context, .appServer = kept.read, .isLoadingLocalUsage = true});
-    auto local = keptLocalUsage({.context = context, .userCodex = CodexFolders::ofUser()}, caches);
+    auto local = keptLocalUsage({.context = context, .userCodex = CodexFolders::ofUser()});
     if (local) {
         auto hybrid = mergeCloudDailyUsage({.cloudDailyBuckets = snapshot.cloudDailyBuckets,
                                             .into = *std::move(local->local),

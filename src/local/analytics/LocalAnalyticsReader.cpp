@@ -75,9 +75,12 @@ void publish(const LocalAnalyticsSources& made, const LocalAnalyticsReadResult& 
 }  // namespace
 
 LocalAnalyticsReadResult keptLocalAnalytics(const LocalAnalyticsDay& day, Date now,
-                                            ReaderCaches& caches) {
-    loadKept(caches);
-    return fallbackResult(caches.analytics, day, now);
+                                            SessionUsageCache::Saved& saved) {
+    LocalAnalyticsCache cache;
+    if (const auto bytes = saved.homeValue(keptName)) {
+        cache.persistent = readPersistentLocalAnalyticsCache(*bytes);
+    }
+    return fallbackResult(cache, day, now);
 }
 
 LocalAnalyticsReadResult readLocalAnalytics(const LocalAnalyticsRequest& request,

@@ -34,6 +34,6 @@ LocalAnalyticsReadResult readLocalAnalytics(const LocalAnalyticsRequest& request
 /// The last complete figures of the day, marked stale, from what is kept alone; nothing, as of
 /// `now`, where there are none.
 LocalAnalyticsReadResult keptLocalAnalytics(const LocalAnalyticsDay& day, Date now,
-                                            ReaderCaches& caches);
+                                            SessionUsageCache::Saved& saved);
 
 }  // namespace vantry::CodexUsageReader

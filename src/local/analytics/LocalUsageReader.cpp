@@ -92,21 +92,17 @@ LocalUsage compose(const SQLiteLocalTotals& totals, LocalAnalytics analytics) {
     return local;
 }
 
-void openStore(const LocalUsageRequest& request, ReaderCaches& caches) {
-    const RuntimeLoadContext& context = request.context;
-    caches.sessions.open({.file = sessionStoreFile(context.recordDirectory()),
-                          .formerDirectory = context.cacheDirectory,
-                          .codexHome = canonicalPath(context.codex().home),
-                          .maySpill = request.persistCaches});
-}
-
 constexpr int mostAttempts = 4;
 
 LocalUsageRead readOnce(const LocalUsageRequest& request, const StateDatabaseFiles& databases,
                         ReaderCaches& caches) {
     const RuntimeLoadContext& context = request.context;
     const StatisticsWindows windows = StatisticsWindows::of(context.statistics);
-    openStore(request, caches);
+    const fs::path codexHome = canonicalPath(context.codex().home);
+    caches.sessions.open({.file = sessionStoreFile(context.recordDirectory()),
+                          .formerDirectory = context.cacheDirectory,
+                          .codexHome = codexHome,
+                          .maySpill = request.persistCaches});
     const auto index = readKeptThreadIndex(databases, caches);
     LocalUsageRead read;
     if (const auto* failure = std::get_if<SQLiteReadFailure>(&index)) {
@@ -118,7 +114,7 @@ LocalUsageRead readOnce(const LocalUsageRequest& request, const StateDatabaseFil
     auto analytics = readLocalAnalytics(
         {.index = threads,
          .homeDirectory = context.homeDirectory,
-         .codexHome = canonicalPath(context.codex().home),
+         .codexHome = codexHome,
          .statistics = context.statistics,
          .windows = windows,
          .acceptsEventsWrittenDuringLoad = context.acceptsEventsWrittenDuringLoad},
@@ -162,15 +158,16 @@ LocalUsageRead readLocalUsage(const LocalUsageRequest& request, ReaderCaches& ca
     return read;
 }
 
-std::optional<LocalUsageReadResult> keptLocalUsage(const LocalUsageRequest& request,
-                                                   ReaderCaches& caches) {
-    openStore(request, caches);
-    const StatisticsContext& statistics = request.context.statistics;
+std::optional<LocalUsageReadResult> keptLocalUsage(const LocalUsageRequest& request) {
+    const RuntimeLoadContext& context = request.context;
+    const StatisticsContext& statistics = context.statistics;
+    SessionUsageCache::Saved saved(sessionStoreFile(context.recordDirectory()),
+                                   canonicalPath(context.codex().home));
     auto kept = keptLocalAnalytics({.dayKey = statistics.currentDayKey(),
                                     .timeZoneIdentifier = statistics.resolvedIdentifier()},
-                                   request.context.now, caches);
-    const auto totals = keptThreadTotals(caches);
-    if (!kept.analytics.detailedUsage || !(kept.capturedAt <= request.context.now) || !totals) {
+                                   context.now, saved);
+    const auto totals = keptThreadTotals(saved);
+    if (!kept.analytics.detailedUsage || !(kept.capturedAt <= context.now) || !totals) {
         return std::nullopt;
     }
     nameProjects(kept.analytics, readProjectNames(request.userCodex.home));

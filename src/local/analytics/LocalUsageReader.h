@@ -27,9 +27,8 @@ struct LocalUsageRead {
 LocalUsageRead readLocalUsage(const LocalUsageRequest& request, ReaderCaches& caches);
 
 /// The last complete figures of the context's day and zone, marked stale and with their own time,
-/// from what is kept alone: neither a log nor Codex's database is looked at. Blocks for the store
-/// of the session logs, which a read would open too.
-std::optional<LocalUsageReadResult> keptLocalUsage(const LocalUsageRequest& request,
-                                                   ReaderCaches& caches);
+/// from what is kept alone: neither a log nor Codex's database is looked at. Blocks for two values
+/// of the store of the session logs.
+std::optional<LocalUsageReadResult> keptLocalUsage(const LocalUsageRequest& request);
 
 }  // namespace vantry::CodexUsageReader

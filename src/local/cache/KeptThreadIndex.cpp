@@ -138,8 +138,8 @@ SQLiteReadResult<const ThreadIndexReading*> readKeptThreadIndex(const StateDatab
     return &*known;
 }
 
-std::optional<SQLiteLocalTotals> keptThreadTotals(ReaderCaches& caches) {
-    const auto bytes = caches.sessions.homeValue(valueName);
+std::optional<SQLiteLocalTotals> keptThreadTotals(SessionUsageCache::Saved& saved) {
+    const auto bytes = saved.homeValue(valueName);
     const auto reading = bytes ? recordOfBytes<ThreadIndexReading>(*bytes) : std::nullopt;
     return reading ? std::optional(reading->totals) : std::nullopt;
 }

@@ -14,7 +14,7 @@ SQLiteReadResult<const ThreadIndexReading*> readKeptThreadIndex(const StateDatab
                                                                 ReaderCaches& caches);
 
 /// The totals of the last answer that was kept, whatever has become of the databases since.
-std::optional<SQLiteLocalTotals> keptThreadTotals(ReaderCaches& caches);
+std::optional<SQLiteLocalTotals> keptThreadTotals(SessionUsageCache::Saved& saved);
 
 }  // namespace CodexUsageReader
 

@@ -126,6 +126,18 @@ class SessionUsageCache {
     /// Whether isCovered() could not be told for the log's own bytes.
     bool isDamaged(const KnownSession& session) const { return damaged_.contains(session.id); }
 
+    /// Values of a home as they were last saved, without what is kept of its logs: for who needs
+    /// some figures before all of it can be loaded. One thread.
+    class Saved {
+      public:
+        Saved(const std::filesystem::path& file, const std::filesystem::path& codexHome);
+        std::optional<std::string> homeValue(const std::string& name);
+
+      private:
+        SessionStore store_;
+        std::string home_;
+    };
+
     /// A single value of the home that is kept beside the logs.
     std::optional<std::string> homeValue(const std::string& name) { return value(homeKey(name)); }
     void setHomeValue(const std::string& name, std::string bytes) {
@@ -176,7 +188,10 @@ class SessionUsageCache {
     void noteChangedLists();
     void writeAll();
     void noteSaved();
-    std::string homeKey(const std::string& name) const { return name + "\n" + home_; }
+    static std::string keyOf(const std::string& home, const std::string& name) {
+        return name + "\n" + home;
+    }
+    std::string homeKey(const std::string& name) const { return keyOf(home_, name); }
 
     std::string home_;
     std::filesystem::path file_;

@@ -39,6 +39,13 @@ Value valueOf(const std::optional<std::string>& bytes) {
 
 }  // namespace
 
+SessionUsageCache::Saved::Saved(const fs::path& file, const fs::path& codexHome)
+    : store_(file), home_(validUtf8(codexHome.native())) {}
+
+std::optional<std::string> SessionUsageCache::Saved::homeValue(const std::string& name) {
+    return store_.value(keyOf(home_, name));
+}
+
 void SessionUsageCache::open(const Opening& opening) {
     const std::string home = validUtf8(opening.codexHome.native());
     const bool isOtherStore = store_ == nullptr || file_ != opening.file;
