@@ -12,10 +12,8 @@ TEST_F(Arguments, TheEarlierModeWinsInAnyOrder) {
         {{"--self-test-json-dump", "--dump-json"}, dumpSuite},
         {{"--self-test-debug-log", "--self-test-json-dump"}, dumpSuite},
         {{"--what", "", "--codex-lifecycle-launch", "--self-test-json-dump"}, dumpSuite},
-        // No mode is asked for here, and a program file outside an application opens nothing.
-        {{}, ""},
-        {{"--codex-lifecycle-launch"}, ""},
-        {{"--self-test-json-dump=1", "-dump-json", "dump-json", "--dump", "--help"}, ""},
+        {{"--help", "--self-test-json-dump"}, dumpSuite},
+        {{"--version"}, "vantry 0.1.1\n"},
     };
     for (const auto& [arguments, output] : cases) {
         SCOPED_TRACE(testing::PrintToString(arguments));
@@ -26,6 +24,38 @@ TEST_F(Arguments, TheEarlierModeWinsInAnyOrder) {
     }
     expectFacts(run({"--dump-json", "--dump-probe-summary"}).output,
                 {{"schemaVersion", "1"}, {"redacted", "true"}, {"aggregate", "missing"}});
+}
+
+TEST_F(Arguments, WithoutAModeTheyAreAnswered) {
+    for (const char* unknown :
+         {"--self-test-json-dump=1", "-dump-json", "dump-json", "--dump", ""}) {
+        const ProgramRun ended = run({"--codex-lifecycle-launch", unknown});
+        EXPECT_EQ(ended.status, 2);
+        EXPECT_EQ(ended.output, "");
+        EXPECT_EQ(ended.error,
+                  "vantry: unknown argument: " + std::string(unknown) + "\nSee vantry --help\n");
+    }
+    const ProgramRun help = run({"forget-gone", "-h"});
+    EXPECT_EQ(help.status, 0);
+    EXPECT_TRUE(help.output.find("--dump-probe-summary") < help.output.find("task-facts"));
+    EXPECT_EQ(run({}).output, help.output);
+    EXPECT_NE(run({"--help"}, {{"LANG", "zh_CN.UTF-8"}}).output.find("显示本帮助"),
+              std::string::npos);
+    const ProgramRun launch = run({"--codex-lifecycle-launch"});
+    EXPECT_EQ(launch.status, 1);
+    EXPECT_NE(launch.error.find("not installed"), std::string::npos);
+}
+
+TEST_F(Arguments, TheApplicationBesideTheProgramIsStarted) {
+    const Variables user{{"HOME", root()}, {"PATH", "/usr/bin:/bin"}};
+    const auto installed = [&](const std::vector<std::string>& arguments) {
+        return run(arguments, user, R"(cp -f "$0" "$HOME/vantry"
+printf '#!/bin/sh\necho "desktop $*"\n' > "$HOME/vantry-desktop"
+chmod +x "$HOME/vantry-desktop"; exec "$HOME/vantry" "$@")");
+    };
+    EXPECT_EQ(installed({"--codex-lifecycle-launch"}).output, "desktop --codex-lifecycle-launch\n");
+    EXPECT_EQ(installed({}).output, "desktop \n");
+    EXPECT_EQ(installed({"--what"}).status, 2);
 }
 
 TEST_F(Arguments, AModeThatIsNotBuiltFailsAndNamesEverySuite) {

@@ -5,11 +5,12 @@
 #include <string_view>
 #include <vector>
 
+#include "headless/CommandLine.h"
 #include "headless/EndingSignals.h"
 #include "headless/JsonDump.h"
 #include "headless/Watch.h"
-#include "lifecycle/ApplicationStart.h"
 #include "local/analytics/LocalUsageReader.h"
+#include "presentation/words/CommandLineWords.h"
 #include "runtime/MultiRuntimeUsageReader.h"
 #include "selftests/SelfTestModes.h"
 
@@ -37,6 +38,28 @@ MultiRuntimeUsageSnapshot readEverything() {
     return MultiRuntimeUsageReader().load(contextOf(read), {});
 }
 
+Language userLanguage() {
+    return language(processEnvironment);
+}
+
+// The application itself; where it is not installed, what this program can do.
+int runWithoutMode(const std::vector<std::string_view>& arguments, char** argv) {
+    std::vector<std::string_view> selfTests;
+    for (const SelfTestMode& mode : selfTestModes()) selfTests.push_back(mode.argument);
+    if (const auto answer = commandLineAnswer(arguments, selfTests, userLanguage())) {
+        std::cout << answer->output << std::flush;
+        std::cerr << answer->error << std::flush;
+        return answer->status;
+    }
+    becomeDesktopApplication(argv);
+    if (arguments.size() > 1) {
+        std::cerr << CommandLineWords::noDesktop.in(userLanguage()) << std::endl;
+        return 1;
+    }
+    std::cout << helpText(selfTests, userLanguage()) << std::flush;
+    return 0;
+}
+
 // Forgets what is kept of logs that are no longer there, those included that nothing has missed
 // yet.
 int forgetGone() {
@@ -47,11 +70,12 @@ int forgetGone() {
                                      caches);
     const std::size_t count = caches.sessions.forgetGone();
     if (caches.sessions.save() != SessionUsageCache::Saving::done) {
-        std::cerr << "vantry: what is kept of the logs cannot be changed" << std::endl;
+        std::cerr << CommandLineWords::notForgotten.in(userLanguage()) << std::endl;
         return 1;
     }
-    std::cout << "Forgot " << count << (count == 1 ? " log that is" : " logs that are") << " gone"
-              << std::endl;
+    const BilingualText& words =
+        count == 1 ? CommandLineWords::forgottenOne : CommandLineWords::forgotten;
+    std::cout << inWords(words, userLanguage(), count) << std::endl;
     return 0;
 }
 
@@ -75,8 +99,7 @@ int main(int argc, char** argv) {
         dumpProbeSummaryJSON(snapshot, Date::now(), std::cout);
         // The whole dump has a message that says so.
         if (snapshot.runtimes.empty()) {
-            std::cerr << "vantry: nothing to read: VANTRY_RUNTIME_FILTER leaves codex out"
-                      << std::endl;
+            std::cerr << CommandLineWords::nothingToRead.in(userLanguage()) << std::endl;
         }
         return 0;
     }
@@ -85,8 +108,7 @@ int main(int argc, char** argv) {
         return 0;
     }
     if (isGiven("--watch")) return runWatch();
-    if (arguments.size() > 1 && arguments[1] == "forget-gone") return forgetGone();
-    HeadlessPlatform platform;
-    startApplication(arguments, platform);
-    return 0;
+    const bool wantsHelp = isGiven("--help") || isGiven("-h");
+    if (arguments.size() > 1 && arguments[1] == "forget-gone" && !wantsHelp) return forgetGone();
+    return runWithoutMode(arguments, argv);
 }

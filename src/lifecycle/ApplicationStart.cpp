@@ -1,7 +1,6 @@
 #include "lifecycle/ApplicationStart.h"
 
 #include <algorithm>
-#include <iostream>
 
 #include "diagnostics/DebugLog.h"
 
@@ -47,15 +46,6 @@ void startApplication(const std::vector<std::string_view>& arguments,
             platform.runApplication();
             break;
     }
-}
-
-ApplicationPlatform::LockOutcome HeadlessPlatform::acquireInstanceLock(
-    const std::string& /*bundleIdentifier*/) {
-    return LockFailed{"this build has no instance lock"};
-}
-
-void HeadlessPlatform::runApplication() {
-    std::cerr << "vantry: this build has no graphical shell" << std::endl;
 }
 
 }  // namespace vantry

@@ -53,15 +53,4 @@ class ApplicationPlatform {
 void startApplication(const std::vector<std::string_view>& arguments,
                       ApplicationPlatform& platform);
 
-/// This machine without a graphical shell: a process here never has a bundle identifier.
-class HeadlessPlatform : public ApplicationPlatform {
-  public:
-    std::optional<std::string> bundleIdentifier() override { return std::nullopt; }
-    LockOutcome acquireInstanceLock(const std::string& bundleIdentifier) override;
-    void requestActivation(const std::string& /*bundleIdentifier*/) override {}
-    void migrateDefaults() override {}
-    /// Says on standard error that there is nothing to run.
-    void runApplication() override;
-};
-
 }  // namespace vantry
