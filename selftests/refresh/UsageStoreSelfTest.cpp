@@ -289,22 +289,6 @@ void checkOffline(SelfTest& test) {
                 "a window that begins anew is read");
 }
 
-/// A clock that was ahead does not keep what is read later from being shown.
-void checkClockSetBack(SelfTest& test) {
-    World world("2026-05-01T12:00:00Z");
-    const auto store = world.store();
-    world.loop.setWallClock(at("2026-05-01T14:00:00Z"));
-    store->start();
-    world.settle();
-    world.loop.setWallClock(at("2026-05-01T12:00:10Z"));
-    store->refreshQuota({.queueIfBusy = true});
-    store->refreshLocalUsage({.queueIfBusy = true});
-    world.settle();
-    test.expect(quotaNumber(*store) == 2 && todayOf(*store) == 3 &&
-                    *store->state().snapshot.localUsageCapturedAt <= world.loop.now(),
-                "a capture that is ahead beats no read");
-}
-
 void checkEarlyRecovery(SelfTest& test) {
     World world;
     world.used = 60;
@@ -599,10 +583,10 @@ void checkCache(SelfTest& test) {
 }  // namespace
 
 bool run() {
-    return SelfTest::run("usage store",
-                         {checkQueue, checkTimers, checkSlowFingerprint, checkRetries, checkOffline,
-                          checkClockSetBack, checkEarlyRecovery, checkConfirmationOverSwitch,
-                          checkZones, checkMidnights, checkMidnight, checkCache, checkStop});
+    return SelfTest::run(
+        "usage store", {checkQueue, checkTimers, checkSlowFingerprint, checkRetries, checkOffline,
+                        checkEarlyRecovery, checkConfirmationOverSwitch, checkZones, checkMidnights,
+                        checkMidnight, checkCache, checkStop});
 }
 
 }  // namespace vantry::UsageStoreSelfTest

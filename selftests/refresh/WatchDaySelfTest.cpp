@@ -12,177 +12,92 @@ namespace {
 using namespace UsageStoreSelfTest;
 constexpr double hour = 3'600;
 
-/// What happens in the world, how long it goes on, how many full and quota reads must have begun by
-/// then, and what the line must say, pieces with a "-" in front excepted.
-struct Step {
-    const char* what;
-    std::function<void(World&, UsageStore&)> happens;
-    double seconds;
-    int fullReads;
-    int quotaReads;
-    std::vector<std::string> line;
-};
+/// A watch in its world, and what it shows and does.
+struct Watch {
+    SelfTest& test;
+    World world{"2026-05-01T12:00:00Z"};  // New York has 8:00
+    std::unique_ptr<UsageStore> store = world.store();
+    int fullReads = 0;
+    int quotaReads = 0;
 
-void setClock(World& world, double ahead) {
-    world.loop.setWallClock(world.loop.now() + ahead);
-}
-
-void failAccount(World& world, bool fails) {
-    world.appServer = fails ? AppServerReadState::failed : AppServerReadState::responded;
-    world.signedIn = fails ? world.account : std::nullopt;
-}
-
-/// A day of a watch, and after each step both what it may not show and what it must have done.
-void checkDay(SelfTest& test) {
-    World world("2026-05-01T12:00:00Z");  // New York has 8:00
-    const auto store = world.store();
-    const auto line = [&] {
-        return WatchLines::lines(
+    struct Expected {
+        int fullReads = 0;  ///< that have begun meanwhile
+        int quotaReads = 0;
+        std::vector<std::string> line;  ///< its pieces; with a "-" in front one that is not there
+    };
+    /// Lets the time pass, and expects what has happened.
+    void pass(const char* what, double seconds, const Expected& expected) {
+        world.pass(seconds);
+        const std::string line = WatchLines::lines(
             {.snapshot = store->state().multiRuntimeSnapshot, .now = world.loop.now()})[0];
-    };
-    const std::string fresh = "-stale";
-    const Step steps[] = {
-        {"a start",
-         [](World& w, UsageStore& s) {
-             w.used = 20;
-             s.start();
-         },
-         1,
-         1,
-         0,
-         {"7d 80% left", "today 1 ", fresh}},
-        {"a minute, in which Codex works",
-         [](World& w, auto&) { ++w.revision; },
-         61,
-         0,
-         0,
-         {"today 2 ", "7d 80% left", fresh}},
-        {"three hours of sleep",
-         [](World& w, UsageStore& s) {
-             setClock(w, 3 * hour);
-             w.used = 30;
-             s.machineDidWake();
-         },
-         3,
-         1,
-         1,
-         {"7d 70% left", fresh}},
-        {"a clock that jumps two hours ahead",
-         [](World& w, auto&) {
-             setClock(w, 2 * hour);
-             w.used = 35;
-         },
-         300,
-         1,
-         1,
-         {"7d 65% left", fresh}},
-        {"and is set back",
-         [](World& w, auto&) {
-             setClock(w, -2 * hour);
-             w.used = 36;
-             ++w.revision;
-         },
-         300,
-         1,
-         0,
-         {"7d 64% left", "-today 2 ", fresh}},
-        {"an hour without a network",
-         [](World& w, auto&) { failAccount(w, true); },
-         hour,
-         12,
-         0,
-         {"quota stale since 11:", "official days stale since 11:", "account not read",
-          "-today --"}},
-        {"which comes back",
-         [](World& w, UsageStore& s) {
-             failAccount(w, false);
-             w.used = 37;
-             s.networkDidChange();
-         },
-         3,
-         1,
-         0,
-         {"7d 63% left", fresh, "-not read"}},
-        {"somebody else signs in",
-         [](World& w, auto&) {
-             w.account = "B";
-             w.used = 90;
-         },
-         300,
-         1,
-         0,
-         {"7d 10% left", fresh, "-63%"}},
-        {"a locked database",
-         [](World& w, auto&) {
-             w.local = Local::failed;
-             ++w.revision;
-         },
-         61,
-         0,
-         0,
-         {"local figures stale since 12:", "7d 10% left", "-today --"}},
-        {"that is let go",
-         [](World& w, auto&) { w.local = Local::complete; },
-         61,
-         0,
-         0,
-         {fresh, "-today --"}},
-        {"sources that throw",
-         [](World& w, auto&) {
-             w.beforeFingerprint = [] { throw std::runtime_error("out of luck"); };
-             ++w.revision;
-         },
-         61,
-         0,
-         0,
-         {"local figures stale since 12:", "-today --"}},
-        {"and stop doing so",
-         [](World& w, auto&) { w.beforeFingerprint = [] {}; },
-         301,
-         1,
-         0,
-         {fresh}},
-        {"another zone",
-         [](World&, UsageStore& s) { s.updateStatisticsTimeZone(fixedZone("Asia/Tokyo")); },
-         1,
-         1,
-         0,
-         {fresh, "-today --"}},
-        {"and back",
-         [](World& w, UsageStore& s) { s.updateStatisticsTimeZone(fixedZone(w.systemZone)); },
-         1,
-         1,
-         0,
-         {fresh, "-today --"}},
-        {"a night, at whose end the lid is opened",
-         [](World& w, UsageStore& s) {
-             setClock(w, 11 * hour);
-             w.used = 0;
-             s.machineDidWake();
-         },
-         3,
-         1,
-         1,
-         {"7d 100% left", fresh, "-today --"}},
-    };
-    for (const Step& step : steps) {
-        const int fullReads = world.fullReads;
-        const int quotaReads = world.quotaReads;
-        step.happens(world, *store);
-        world.pass(step.seconds);
-        const std::string shown = line();
+        const int full = world.fullReads - std::exchange(fullReads, world.fullReads);
+        const int quota = world.quotaReads - std::exchange(quotaReads, world.quotaReads);
         const std::string seen =
-            fmt::format("{}: {} full and {} quota reads, {}", step.what,
-                        world.fullReads - fullReads, world.quotaReads - quotaReads, shown);
-        test.expect(world.fullReads - fullReads == step.fullReads &&
-                        world.quotaReads - quotaReads == step.quotaReads,
-                    seen);
-        for (const std::string& piece : step.line) {
+            fmt::format("{}: {} full and {} quota reads, {}", what, full, quota, line);
+        test.expect(full == expected.fullReads && quota == expected.quotaReads, seen);
+        for (const std::string& piece : expected.line) {
             const bool isWanted = !piece.starts_with('-');
-            const bool isThere = shown.find(isWanted ? piece : piece.substr(1)) != shown.npos;
+            const bool isThere = line.find(isWanted ? piece : piece.substr(1)) != line.npos;
             test.expect(isThere == isWanted, seen + ", and \"" + piece + "\"");
         }
     }
+
+    void setClock(double ahead) { world.loop.setWallClock(world.loop.now() + ahead); }
+};
+
+/// A day, and after each of its events both what may not be shown and what must have been done.
+void checkDay(SelfTest& test) {
+    Watch watch{test};
+    World& world = watch.world;
+    UsageStore& store = *watch.store;
+    const std::string fresh = "-stale";
+    world.used = 20;
+    store.start();
+    watch.pass("a start", 1, {1, 0, {"7d 80% left", "today 1 ", fresh}});
+    ++world.revision;
+    watch.pass("a minute of work", 61, {0, 0, {"today 2 ", "7d 80% left", fresh}});
+    world.used = 30;
+    watch.setClock(3 * hour);
+    store.machineDidWake();
+    watch.pass("a sleep, over a reset", 3, {1, 1, {"7d 70% left", fresh}});
+    world.used = 35;
+    watch.setClock(2 * hour);
+    watch.pass("a clock that jumps ahead", 300, {1, 1, {"7d 65% left", fresh}});
+    world.used = 36;
+    ++world.revision;
+    watch.setClock(-2 * hour);
+    watch.pass("and is set back", 300, {1, 0, {"7d 64% left", "-today 2 ", fresh}});
+    world.appServer = AppServerReadState::failed;
+    world.signedIn = world.account;
+    watch.pass("an hour offline", hour,
+               {12,
+                0,
+                {"7d 64% left", "quota stale since 11:", "official days stale since 11:",
+                 "account not read", "-today --"}});
+    world.appServer = AppServerReadState::responded;
+    world.used = 37;
+    store.networkDidChange();
+    watch.pass("the network's return", 3, {1, 0, {"7d 63% left", fresh, "-not read"}});
+    world.account = "B";
+    world.used = 90;
+    watch.pass("somebody else signs in", 300, {1, 0, {"7d 10% left", fresh}});
+    world.local = Local::failed;
+    ++world.revision;
+    watch.pass("a locked database", 61, {0, 0, {"local figures stale since 12:", "-today --"}});
+    world.local = Local::complete;
+    watch.pass("that is let go", 61, {0, 0, {fresh, "-today --"}});
+    world.beforeFingerprint = [] { throw std::runtime_error("out of luck"); };
+    watch.pass("a source that throws", 61, {0, 0, {"local figures stale since 12:", "-today --"}});
+    world.beforeFingerprint = [] {};
+    watch.pass("and stops doing so", 301, {1, 0, {fresh, "-today --"}});
+    store.updateStatisticsTimeZone(fixedZone("Asia/Tokyo"));
+    watch.pass("another zone", 1, {1, 0, {fresh, "-today --"}});
+    store.updateStatisticsTimeZone(fixedZone(world.systemZone));
+    watch.pass("and back", 1, {1, 0, {fresh, "-today --"}});
+    world.used = 0;
+    watch.setClock(11 * hour);
+    store.machineDidWake();
+    watch.pass("a night", 3, {1, 1, {"7d 100% left", fresh, "-today --"}});
 }
 
 }  // namespace
