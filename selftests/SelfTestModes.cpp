@@ -74,6 +74,7 @@ const std::vector<SelfTestMode>& selfTestModes() {
           {"quota refresh fallback", QuotaRefreshFallbackSelfTest::run},
           {"refresh source fingerprint", RefreshSourceFingerprintSelfTest::run},
           {"usage store", UsageStoreSelfTest::run},
+          {"store parts", StorePartsSelfTest::run},
           {"watch day", WatchDaySelfTest::run},
           {"task board presentation", TaskBoardPresentationSelfTest::run},
           {"desktop widget snapshot", DesktopWidgetSnapshotSelfTest::run},

@@ -36,6 +36,7 @@ namespace StatisticsTimeZoneSelfTest { bool run(); }
 namespace TaskBoardPresentationSelfTest { bool run(); }
 namespace TaskSemanticsSelfTest { bool run(); }
 namespace UsageStoreSelfTest { bool run(); }
+namespace StorePartsSelfTest { bool run(); }
 namespace WatchDaySelfTest { bool run(); }
 namespace UsageTrendSelfTest { bool run(); }
 namespace WatchLinesSelfTest { bool run(); }

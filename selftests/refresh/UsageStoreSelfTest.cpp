@@ -57,12 +57,6 @@ void checkStop(SelfTest& test) {
 }
 
 void checkQueue(SelfTest& test) {
-    PendingRefreshes all;
-    for (const auto work : {taskBoard, localUsage, quota, full}) all.add(work);
-    std::string order;
-    while (const auto next = all.takeNextPendingRefresh()) order += "fqlt"[static_cast<int>(*next)];
-    test.expect(order == "fqlt", "waiting reads come one by one, the most urgent first");
-
     // What becomes of the four lanes when they ask while one reads: w waits and is read, c waits
     // and is then covered by the full read, - is what is being read, and not waited for.
     const std::pair<PendingRefreshWork, std::string> cases[] = {

@@ -34,6 +34,7 @@ struct World {
     Local local = Local::complete;
     bool changesMeanwhile = false;  ///< the files, while they are read in full
     std::function<void()> beforeFingerprint = [] {};
+    std::optional<RuntimeUsageSnapshot> kept;
     std::uint64_t revision = 1;           ///< of the files
     std::vector<Date> readTimes{Date()};  ///< of each figure
     int fullReads = 0, quotaReads = 0, localReads = 0, boardReads = 0, records = 0;
@@ -178,6 +179,7 @@ struct World {
                     return fingerprint(context);
                 },
             .taskBoardFingerprint = [this](const auto& context) { return fingerprint(context); },
+            .loadKept = [this](const auto&) { return kept; },
             .load =
                 [this, reader](const auto& context, const auto& request) {
                     begin(context, fullReads);
