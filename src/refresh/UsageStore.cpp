@@ -1,6 +1,6 @@
 #include "refresh/UsageStore.h"
 
-#include "refresh/LocalUsageRefreshCadence.h"
+#include "refresh/MainWindowActivityPolicy.h"
 #include "refresh/StatisticsDay.h"
 #include "statistics/StatisticsTimeZonePreferenceStore.h"
 

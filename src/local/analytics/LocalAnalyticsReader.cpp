@@ -7,7 +7,6 @@
 #include "diagnostics/DebugLog.h"
 #include "diagnostics/ReaderPerformanceTrace.h"
 #include "local/analytics/LocalAnalyticsMaking.h"
-#include "local/analytics/LocalAnalyticsRefusal.h"
 #include "local/analytics/SessionSums.h"
 #include "local/log/SessionLineParser.h"
 #include "platform/Checksum.h"
@@ -55,6 +54,19 @@ const LocalAnalyticsCacheEntry* reusableEntry(const LocalAnalyticsSources& made,
     cache.persistent.reset();
     trace.checkpoint("disk-cache-reuse");
     return &*cache.memory;
+}
+
+// Figures with a log left out would be wrong without looking wrong: a batch that has to wait for one
+// gives way to the last complete figures of the same day, marked stale and with their own capture
+// time, or to nothing, as of `now` then.
+LocalAnalyticsReadResult fallbackResult(const LocalAnalyticsCache& cache,
+                                        const LocalAnalyticsDay& day, Date now) {
+    const LocalAnalyticsCacheEntry* last = lastCompleteLocalAnalyticsCache(cache, day);
+    if (last == nullptr) return {.capturedAt = now};
+    return {.analytics = last->analytics,
+            .capturedAt = last->capturedAt,
+            .isStale = true,
+            .readStatus = LocalUsageReadStatus::staleFallback};
 }
 
 void publish(const LocalAnalyticsSources& made, const LocalAnalyticsReadResult& result,
