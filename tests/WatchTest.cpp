@@ -2,6 +2,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <fcntl.h>
+#include <fmt/format.h>
 #include <poll.h>
 #include <random>
 #include <sys/inotify.h>
@@ -15,6 +16,7 @@
 #include "platform/JsonReader.h"
 #include "platform/TextWidth.h"
 #include "presentation/format/TokenFormatter.h"
+#include "refresh/QuotaEarlyRecoveryStateStore.h"
 #include "session/DesktopWidgetSnapshotStore.h"
 #include "support/Program.h"
 
@@ -202,6 +204,38 @@ TEST_F(Watch, AReaderThatStopsDoesNotHoldIt) {
     std::this_thread::sleep_for(300ms);  // by then it only waits
     EXPECT_TRUE(fs::exists(record) && program.prints(figures()));
     expectPromptEnd(program, SIGTERM);
+}
+
+TEST_F(Watch, TellsOfARecoveryWhenItIsConfirmed) {
+    make(1, 1'000);
+    const auto show = [&, reset = std::llround(Date::now().secondsSince1970()) + 9'000](int used) {
+        installCodex(codexScript(fmt::format(
+            R"(quota() {{ echo '{{"id":'$1',"result":{{"accountId":"fixture-account","rateLimits":{{'\
+'"primary":{{"usedPercent":{},"windowDurationMins":300,"resetsAt":{}}}}},'\
+'"rateLimitResetCredits":{{"availableCount":2}}}}}}'; }})",
+            used, reset)));
+        RunningProgram program = watch();
+        EXPECT_TRUE(program.prints(figures())) << program.output();
+        expectPromptEnd(program, SIGTERM);
+        return program.output();
+    };
+    const std::string news =
+        "Good news! Bromo, the Greek god of Reset has restored your usage quota\n";
+    EXPECT_EQ(show(60).find(news), std::string::npos);
+    // The jump that the first of two reads has seen, long enough ago.
+    QuotaEarlyRecoveryStateStore kept(UserDefaults(home / ".config/Vantry", "Vantry"));
+    auto state = kept.load();
+    ASSERT_TRUE(state.baseline);
+    state.baseline->capturedAt = state.baseline->capturedAt - 60;
+    auto& pending = state.pending.emplace();
+    pending.previous = pending.candidate = *state.baseline;
+    pending.candidate.remainingPercent = 100;
+    pending.candidate.capturedAt = pending.previous.capturedAt + 30;
+    pending.confirmNotBefore = pending.candidate.capturedAt + 15;
+    ASSERT_TRUE(kept.save(state, Date::now()));
+    EXPECT_NE(show(0).find(news), std::string::npos);
+    kept.save(state, Date::now());
+    EXPECT_EQ(show(0).find(news), std::string::npos) << "told twice";
 }
 
 TEST_F(Watch, RewritesItsLineOnATerminal) {
