@@ -78,9 +78,14 @@ void checkDay(SelfTest& test) {
     world.used = 37;
     store.networkDidChange();
     watch.pass("the network's return", 3, {1, 0, {"7d 63% left", fresh, "-not read"}});
+    world.appServer = AppServerReadState::failed;
+    world.signedIn = "B";
+    watch.pass("somebody else signs in, offline", 300,
+               {1, 3, {"7d -- ", "account not read", fresh}});
+    world.appServer = AppServerReadState::responded;
     world.account = "B";
     world.used = 90;
-    watch.pass("somebody else signs in", 300, {1, 0, {"7d 10% left", fresh}});
+    watch.pass("and is read", 300, {1, 0, {"7d 10% left", fresh, "-not read"}});
     world.local = Local::failed;
     ++world.revision;
     watch.pass("a locked database", 61, {0, 0, {"local figures stale since 12:", "-today --"}});
@@ -95,9 +100,17 @@ void checkDay(SelfTest& test) {
     store.updateStatisticsTimeZone(fixedZone(world.systemZone));
     watch.pass("and back", 1, {1, 0, {fresh, "-today --"}});
     world.used = 0;
-    watch.setClock(11 * hour);
+    const std::string yesterday = fmt::format("-today {} ", *todayOf(store));
+    watch.setClock(12 * hour);
     store.machineDidWake();
-    watch.pass("a night", 3, {1, 1, {"7d 100% left", fresh, "-today --"}});
+    watch.pass("a night", 3, {2, 0, {"7d 100% left", fresh, "-today --", yesterday}});
+    world.local = Local::failed;
+    ++world.revision;
+    world.loop.setWallClock(at("2026-05-03T03:59:50Z"));
+    watch.pass("a midnight that cannot be read", 20,
+               {1, 1, {"today --", "7 days --", "local figures stale since"}});
+    world.local = Local::complete;
+    watch.pass("until it can", 61, {1, 0, {fresh, "-today --", "-7 days --"}});
 }
 
 }  // namespace
