@@ -149,10 +149,6 @@ void checkOutputLimit(const Fixture& with) {
             shared.output.standardOutput.size() + shared.output.standardError.size() == smallLimit,
         "the two streams share one limit");
 
-    const auto none = with.run("overflow", [](auto& r) { r.maxOutputBytes = 0; });
-    test.expect(none.kind == Kind::outputLimitExceeded && none.output == BoundedProcessOutput{},
-                "a limit of nothing keeps nothing");
-
     test.expect(with.run("flood-ignore-term").kind == Kind::outputLimitExceeded,
                 "a flood that ignores SIGTERM is killed for its flood, before its time limit");
     const auto late = with.run("flood-ignore-term", [](auto& r) {
@@ -175,10 +171,6 @@ void checkTimeLimit(const Fixture& with) {
                         "超时进程未有界回收");
         }
     }
-    const auto endless = with.run("normal", [](auto& r) {
-        r.timeout = r.terminationGrace = std::numeric_limits<double>::infinity();
-    });
-    test.expect(endless.kind == Kind::success, "an infinite limit does not overflow");
 }
 
 /// The child ends at once, but what it has started keeps the pipes.

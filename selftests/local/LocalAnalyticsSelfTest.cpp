@@ -346,21 +346,6 @@ void checkTakeover(SelfTest& test) {
         "and is taken over once, of all homes");
 }
 
-void checkDatabase(SelfTest& test) {
-    Home home;
-    test.expect(says(home.readAnew(), "未找到 Codex session 日志"), "no thread at all");
-    fill(home);
-    ReaderCaches caches;
-    home.read(caches);
-    std::filesystem::rename(home.database(), home.database().string() + ".good");
-    home.directory().write(".codex/state_5.sqlite", "no database at all");
-    const LocalUsageRead damaged = home.read(caches);
-    test.expect(!damaged.result.local && says(damaged, "SQLite 查询失败"), "a damaged database");
-    std::filesystem::rename(home.database().string() + ".good", home.database());
-    test.expect(home.read(caches).messages.empty() && today(home.read(caches)) == 290,
-                "the next good read clears it all");
-}
-
 // `a` with a later and an earlier row, and a thread of its own each; then what is no index of
 // threads.
 constexpr const char* otherDatabases = R"(
@@ -421,7 +406,7 @@ void checkSeveralDatabases(SelfTest& test) {
 bool run() {
     return SelfTest::run("local analytics",
                          {checkComplete, checkForgetting, checkDamagedParent, checkSettledThreads,
-                          checkTakeover, checkDatabase, checkSeveralDatabases});
+                          checkTakeover, checkSeveralDatabases});
 }
 
 }  // namespace vantry::LocalAnalyticsSelfTest

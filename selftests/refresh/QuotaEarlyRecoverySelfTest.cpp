@@ -168,37 +168,6 @@ void checkAnswers(SelfTest& test) {
     test.expect(QuotaEarlyRecoveryDetector(detector).observe(read) == expected,
                 "the event tells what was before, and when the reset would have been");
 
-    using Pending = QuotaEarlyRecovery::PendingConfirmation;
-    const std::function<void(Pending&)> damages[] = {
-        [](Pending& pending) { pending.candidate.remainingPercent = 44; },
-        [](Pending& pending) { pending.candidate.resetCredits.reset(); },
-        [](Pending& pending) { pending.candidate.windowDurationMins = 300; },
-        [](Pending& pending) {
-            pending.candidate.planType = "plus";
-            pending.candidate.windowDurationMins = 300;
-        },
-        [](Pending& pending) { pending.candidate.resetsAt = start + 620'000; },
-        [](Pending& pending) { pending.previous.remainingPercent = -1; },
-        [](Pending& pending) { pending.previous.planType = "team"; },
-        [](Pending& pending) { pending.confirmNotBefore = start + 59; },
-        [](Pending& pending) { pending.confirmNotBefore = start + 121; }};
-    for (const auto& damage : damages) {
-        QuotaEarlyRecoveryDetector damaged = detector;
-        damage(*damaged.state.pending);
-        test.expect(outcome("140:100", damaged) == "c", "a damaged candidate is none");
-    }
-    using Evidence = QuotaEarlyRecovery::ManualResetEvidence;
-    const std::pair<std::function<void(Evidence&)>, std::string> traces[] = {
-        {[](Evidence&) {}, "--"},
-        {[](Evidence& evidence) { evidence.currentResetCredits = -1; }, "-c"},
-        {[](Evidence& evidence) { evidence.previousResetCredits = 1; }, "-c"},
-        {[](Evidence& evidence) { evidence.detectedAt = start + 401; }, "-c"}};
-    for (const auto& [damage, letters] : traces) {
-        QuotaEarlyRecoveryDetector spent;
-        outcome("0:50 10:50#1", spent);
-        damage(*spent.state.manualResetEvidence);
-        test.expect(outcome("100:50#1 405:100#1", spent) == letters, "damaged evidence is none");
-    }
     for (const double odd : {double(NAN), double(INFINITY)}) {
         QuotaEarlyRecoveryDetector seeing = detector;
         seeing.observe(readOf({75, odd}));

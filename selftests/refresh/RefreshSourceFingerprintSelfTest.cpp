@@ -188,31 +188,6 @@ void checkIndex(SelfTest& test) {
     }
 }
 
-void checkPolicies(SelfTest& test) {
-    using enum LocalUsageReadStatus;
-    const Value one = Fingerprint::Value{.digest = 1};
-    const Value two = Fingerprint::Value{.digest = 2};
-    const auto mayReuse = [&](const Value& previous, bool hasLocal, LocalUsageReadStatus status) {
-        return LocalUsageSourceReusePolicy::mayReuse({.currentFingerprint = one,
-                                                      .previousFingerprint = previous,
-                                                      .previousLocalUsageAvailable = hasLocal,
-                                                      .previousReadStatus = status});
-    };
-    test.expect(mayReuse(one, true, complete), "an unchanged source");
-    test.expect(!mayReuse(two, true, complete), "an equal digest with other signatures");
-    test.expect(
-        !mayReuse(one, false, complete) && !mayReuse({}, true, complete) && !matches({}, {}),
-        "nothing to reuse, or nothing to compare");
-    test.expect(!mayReuse(one, true, staleFallback) && !mayReuse(one, true, unavailable),
-                "a read that failed is tried again");
-    const auto completed = [](const Value& before, const Value& after) {
-        return LocalUsageSourceReusePolicy::completedReadFingerprint(
-            {.beforeRead = before, .afterRead = after});
-    };
-    test.expect(completed(one, one) == one && !completed(one, two) && !completed(one, {}),
-                "a read covers what did not change meanwhile");
-}
-
 void checkBoardAge(SelfTest& test) {
     const auto mayReuse = [](const std::vector<std::optional<Date>>& activeTimes) {
         TaskBoard board{.columns = {{.id = TaskColumnKind::pending, .items = {TaskItem{}}},
@@ -235,7 +210,7 @@ void checkBoardAge(SelfTest& test) {
 bool run() {
     return SelfTest::run("refresh source fingerprint",
                          {checkDigest, checkWhatChanges, checkSessions, checkTimeAndZone,
-                          checkAutomationsWalk, checkPolicies, checkBoardAge, checkIndex});
+                          checkAutomationsWalk, checkBoardAge, checkIndex});
 }
 
 }  // namespace vantry::RefreshSourceFingerprintSelfTest

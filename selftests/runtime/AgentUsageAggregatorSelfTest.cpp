@@ -65,29 +65,6 @@ void checkSingleRuntime(SelfTest& test) {
                 "and one without local usage gets none");
 }
 
-void checkCosts(SelfTest& test) {
-    const auto costing = [](std::optional<double> month, std::optional<double> projected) {
-        const PricedTokenUsage usage{.estimatedCostUSD = month};
-        UsageTrend trend{.month = usage, .projectedMonthCostUSD = projected};
-        trend.dayBuckets.resize(7);
-        LocalUsage local{.detailedUsage = DetailedUsage{.month = usage}, .usageTrend = trend};
-        local.projectBoard.emplace().allProjects = {{.id = "p", .estimatedCostUSD = month}};
-        return withLocal(local, now);
-    };
-    using Costs = std::array<std::optional<double>, 4>;
-    const auto costs = [&](const UsageSnapshot& a, const UsageSnapshot& b) {
-        const LocalUsage sum = *aggregateOf({a, b}).local;
-        return Costs{sum.detailedUsage->month.estimatedCostUSD,
-                     sum.usageTrend->month.estimatedCostUSD,
-                     sum.projectBoard->allProjects.at(0).estimatedCostUSD,
-                     sum.usageTrend->projectedMonthCostUSD};
-    };
-    const UsageSnapshot priced = costing(2, 6), unpriced = costing({}, {});
-    test.expect(costs(priced, costing(0, {})) == Costs{2, 2, 2, 6} &&
-                    costs(priced, unpriced) == Costs{} && costs(unpriced, priced) == Costs{},
-                "a sum with a part of no price has no price");
-}
-
 void checkQuotaOnlyReuse(SelfTest& test) {
     UsageSnapshot previous = withLocal(unsortedUsage(), now - 3'600);
     previous.localUsageIsStale = true;
@@ -122,8 +99,7 @@ void checkQuotaOnlyReuse(SelfTest& test) {
 }  // namespace
 
 bool run() {
-    return SelfTest::run("agent usage aggregation",
-                         {checkSingleRuntime, checkCosts, checkQuotaOnlyReuse});
+    return SelfTest::run("agent usage aggregation", {checkSingleRuntime, checkQuotaOnlyReuse});
 }
 
 }  // namespace vantry::AgentUsageAggregatorSelfTest

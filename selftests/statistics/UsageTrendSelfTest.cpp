@@ -244,14 +244,6 @@ void checkRanges(SelfTest& test) {
     test.expect(!incomplete->changePercent && !incomplete->isNewActivity && !shown({1, 2, 3}) &&
                     shown({0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 5})->isNewActivity,
                 "incomplete comparison period should remain unavailable");
-    std::vector<UsageDayBucket> mixed(14);
-    for (const std::size_t day : {0U, 7U}) {
-        mixed[day].usage = PricedTokenUsage::totalOnly(70);
-        mixed[day + 1].usage.tokens.inputTokens = 70;
-    }
-    const auto split = UsageTrendRangeCalculator::presentation(mixed, UsageTrendRange::sevenDays);
-    test.expect(split->dailyAverageTokens == 10 && split->changePercent == -50,
-                "a week shows the visible total of its sum, the week before the sum of its days'");
     using Range = UsageTrendRange;
     test.expect(!largestAvailableTrendRange(6) &&
                     largestAvailableTrendRange(29) == Range::sevenDays &&
