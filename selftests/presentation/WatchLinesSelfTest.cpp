@@ -134,6 +134,8 @@ void checkMarks(SelfTest& test) {
                     "活跃会话 · 额度数据自 14:05 起陈旧 · 官方日统计自 3月1日 23:30 起陈旧"
                     " · 本机统计陈旧",
                 tail(Language::zh, 0));
+    test.expect(tail(Language::en, -hour).starts_with("conversations · quota stale · official "),
+                "a time that has yet to come is none");
     test.expect(tail(Language::en, 200 * hour).starts_with("conversations · official days"),
                 "figures that are not shown have no mark");
 }

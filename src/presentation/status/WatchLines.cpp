@@ -145,9 +145,11 @@ class LineMaker {
         }
     }
 
+    // The time of a clock that has been set back since is none.
     void addStale(const BilingualText& what, std::optional<Date> capturedAt) {
         const std::string subject = word(what);
-        const std::string time = capturedAt ? timeText(*capturedAt) : std::string();
+        const bool isTime = capturedAt && *capturedAt <= view_.now;
+        const std::string time = isTime ? timeText(*capturedAt) : std::string();
         if (time.empty()) {
             add(WatchWords::stale, subject);
         } else {
