@@ -38,7 +38,7 @@ struct Watch {
         for (const std::string& piece : expected.line) {
             const bool isWanted = !piece.starts_with('-');
             const bool isThere = line.find(isWanted ? piece : piece.substr(1)) != line.npos;
-            test.expect(isThere == isWanted, seen + ", and \"" + piece + "\"");
+            test.expect(isThere == isWanted, fmt::format("{}, and \"{}\"", seen, piece));
         }
     }
 
