@@ -174,26 +174,6 @@ bool DatabaseWriter::run(std::string statements) {
     return readUntil(sqlite_.standardOutput(), said, "carried out");
 }
 
-std::string codexScript(std::string_view changes) {
-    return R"(#!/bin/sh
-[ "$*" = app-server ] || exit 1
-account() { echo '{"id":2,"result":{"account":{"type":"chatgpt","planType":"plus","email":"someone@example.invalid"}}}'; }
-quota() { echo '{"id":'$1',"result":{"accountId":"fixture-account","rateLimits":{'\
-'"primary":{"usedPercent":23,"windowDurationMins":300,"resetsAt":4102444800},'\
-'"secondary":{"usedPercent":40.5,"windowDurationMins":10080,"resetsAt":4102444800},'\
-'"credits":{"hasCredits":true,"unlimited":false,"balance":"12.50"}},'\
-'"rateLimitResetCredits":{"availableCount":2}}}'; }
-usage() { echo '{"id":4,"result":{"summary":{"lifetimeTokens":999},"dailyUsageBuckets":[]}}'; }
-failure() { echo '{"id":'$1',"error":{"code":-32600,"message":"sign in first"}}'; }
-finish() { :; }
-)" + std::string(changes) +
-           R"(
-while IFS= read -r line; do case "$line" in
-*'"id":1,'*) echo '{"id":1,"result":{}}';; *'"id":2,'*) account;; *'"id":3,'*) quota 3;;
-*'"id":4,'*) usage;; *'"id":5,'*) quota 5; finish;; esac; done
-)";
-}
-
 void expectFacts(const std::string& json, const std::map<std::string, std::string>& facts) {
     const auto document = JsonDocument::parse(json);
     ASSERT_TRUE(document.has_value()) << "not JSON: " << json;

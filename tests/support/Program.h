@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "io/ChildProcess.h"
+#include "selftests/support/CodexScript.h"
 #include "selftests/support/SelfTest.h"
 
 namespace vantry {
@@ -102,10 +103,6 @@ class DatabaseWriter {
     ChildProcess sqlite_;
     FileDescriptor input_;
 };
-
-/// A shell script that answers every request of a read for one account, whose id is
-/// "fixture-account". Shell functions in `changes` take the place of its own.
-std::string codexScript(std::string_view changes = "");
 
 /// Compares what stands at paths such as "runtimes.0.status" of a document. An object or array is
 /// named by its size.
