@@ -167,17 +167,6 @@ void checkReplacing(SelfTest& test) {
     stale.status = RuntimeMenuStatus::stale;
     test.expect(replacingLocalUsage(stale, nothing).status == RuntimeMenuStatus::stale,
                 "and a stale quota stays stale");
-    using Environment = ReaderControlState::Environment;
-    const auto asks = ReaderControlState::shouldShowEnvironmentChecklist;
-    test.expect(!asks(Environment{.isLoading = true}) &&
-                    asks({.accountAvailable = true, .localAvailable = true, .hasMessages = true}) &&
-                    !asks({.quotaAvailable = true,
-                           .accountAvailable = true,
-                           .localAvailable = true,
-                           .hasMessages = true}) &&
-                    asks({.quotaAvailable = true, .localAvailable = true, .hasMessages = true}) &&
-                    asks({.quotaAvailable = true, .accountAvailable = true}),
-                "when the checklist is shown");
 }
 
 }  // namespace

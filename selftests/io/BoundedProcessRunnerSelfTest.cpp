@@ -143,12 +143,6 @@ void checkOutputLimit(const Fixture& with) {
     test.expect(with.run("overflow") == over, "超限结果未按上限截断");
     test.expect(with.run("exact").kind == Kind::success, "output of just the limit is legal");
 
-    const BoundedProcessResult shared = with.run("dual-output");
-    test.expect(
-        shared.kind == Kind::outputLimitExceeded &&
-            shared.output.standardOutput.size() + shared.output.standardError.size() == smallLimit,
-        "the two streams share one limit");
-
     test.expect(with.run("flood-ignore-term").kind == Kind::outputLimitExceeded,
                 "a flood that ignores SIGTERM is killed for its flood, before its time limit");
     const auto late = with.run("flood-ignore-term", [](auto& r) {

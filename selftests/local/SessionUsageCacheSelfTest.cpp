@@ -7,7 +7,6 @@
 
 #include "local/cache/SessionShare.h"
 #include "local/cache/SessionUsageCache.h"
-#include "local/log/SessionFileIdentity.h"
 #include "local/log/SessionHead.h"
 #include "selftests/Suites.h"
 #include "selftests/support/SelfTest.h"
@@ -223,32 +222,11 @@ void checkSaving(SelfTest& test) {
                 "and a third one sees it");
 }
 
-void checkIdentity(SelfTest& test) {
-    const TemporaryDirectory directory("vantry-session-cache-");
-    const fs::path file = directory.write("log.jsonl", "0123456789");
-    const auto snapshot = *SessionFileSnapshot::of(file);
-    // Whether it is the same, and whether it begins the same.
-    const auto answers = [&](bool isSame, bool beginsTheSame) {
-        const auto now = SessionFileSnapshot::of(file);
-        return (now && sameSessionFileIdentity(snapshot, *now)) == isSame &&
-               sessionFileContainsSnapshotPrefix(file, snapshot) == beginsTheSame;
-    };
-    test.expect(answers(true, true), "an untouched file is the same");
-    fs::last_write_time(file, fs::last_write_time(file) + std::chrono::nanoseconds(1));
-    test.expect(answers(false, true), "a touch by a nanosecond is seen");
-    std::ofstream(file, std::ios::app) << "more";
-    test.expect(answers(false, true), "a grown file has the same beginning");
-    fs::resize_file(file, 9);
-    test.expect(answers(false, false), "a cut file has not");
-    fs::rename(directory.write("other.jsonl", "9876543210"), file);
-    test.expect(answers(false, false), "a file in its place is another one");
-}
-
 }  // namespace
 
 bool SessionUsageCacheSelfTest::run() {
-    return SelfTest::run("session usage cache", {checkDeltas, checkTrail, checkForms, checkShares,
-                                                 checkSaving, checkIdentity});
+    return SelfTest::run("session usage cache",
+                         {checkDeltas, checkTrail, checkForms, checkShares, checkSaving});
 }
 
 }  // namespace vantry

@@ -50,12 +50,6 @@ bool matches(const Value& current, const Value& previous) {
     return RefreshSourceFingerprintReusePolicy::matches({.current = current, .previous = previous});
 }
 
-void checkDigest(SelfTest& test) {
-    const std::vector<MetadataItem> items{{"/f", true, "regular", 12, ~std::uint64_t{0}, 7}};
-    test.expect(RefreshSourceMetadata::digest(Paths{"a", "bc"}, items) == 18281574019239126214U,
-                "FNV-1a over values and fields, each with its end mark");
-}
-
 void checkWhatChanges(SelfTest& test) {
     using Case = std::tuple<const char*, bool, bool>;
     const Home home;
@@ -209,8 +203,8 @@ void checkBoardAge(SelfTest& test) {
 
 bool run() {
     return SelfTest::run("refresh source fingerprint",
-                         {checkDigest, checkWhatChanges, checkSessions, checkTimeAndZone,
-                          checkAutomationsWalk, checkBoardAge, checkIndex});
+                         {checkWhatChanges, checkSessions, checkTimeAndZone, checkAutomationsWalk,
+                          checkBoardAge, checkIndex});
 }
 
 }  // namespace vantry::RefreshSourceFingerprintSelfTest

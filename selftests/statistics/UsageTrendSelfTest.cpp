@@ -220,10 +220,6 @@ void checkGlow(SelfTest& test) {
                     strengths(3.0 * 49 + 0.5).contains(ordered[0]) &&
                     glowStrengths({.candidates = ids, .time = 0}) == strengths(0),
                 "a crossfade glow frame should draw no more than five cells");
-    const double shimmer = glowStrengths({.orderedCandidates = single}).at("");
-    test.expect(std::fabs(shimmer - 0.77559) < 1e-6 &&
-                    glowStrengths({.orderedCandidates = ordered, .reduceMotion = true}).empty(),
-                "a glow shimmers, and with less motion does not glow");
 }
 
 void checkRanges(SelfTest& test) {
