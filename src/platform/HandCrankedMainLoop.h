@@ -26,8 +26,7 @@ class HandCrankedMainLoop : public MainLoop {
     [[nodiscard]] TimerHandle every(double seconds, std::function<void()> handler) override;
     [[nodiscard]] TimerHandle at(Date date, std::function<void()> handler) override;
     /// Looked at by runPosted() and advance().
-    [[nodiscard]] WatchHandle watchReadable(int descriptor,
-                                            std::function<void()> handler) override;
+    [[nodiscard]] WatchHandle watchReadable(int descriptor, std::function<void()> handler) override;
     Date now() const override { return wallClock_; }
 
     /// Lets `seconds` pass, not below zero: runs what was posted, then timer by timer what comes

@@ -126,8 +126,7 @@ MainLoop::TimerHandle PollMainLoop::timer(const Schedule& schedule, std::functio
     return handle;
 }
 
-MainLoop::WatchHandle PollMainLoop::watchReadable(int descriptor,
-                                                      std::function<void()> handler) {
+MainLoop::WatchHandle PollMainLoop::watchReadable(int descriptor, std::function<void()> handler) {
     auto handle = std::make_unique<SourceWatch>();
     handle->source = std::make_shared<Source>();
     handle->source->descriptor = descriptor;

@@ -37,8 +37,7 @@ class PollMainLoop : public MainLoop {
     [[nodiscard]] TimerHandle every(double seconds, std::function<void()> handler) override;
     [[nodiscard]] TimerHandle at(Date date, std::function<void()> handler) override;
     Date now() const override;
-    [[nodiscard]] WatchHandle watchReadable(int descriptor,
-                                            std::function<void()> handler) override;
+    [[nodiscard]] WatchHandle watchReadable(int descriptor, std::function<void()> handler) override;
 
   private:
     struct Source;

@@ -56,9 +56,9 @@ const LocalAnalyticsCacheEntry* reusableEntry(const LocalAnalyticsSources& made,
     return &*cache.memory;
 }
 
-// Figures with a log left out would be wrong without looking wrong: a batch that has to wait for one
-// gives way to the last complete figures of the same day, marked stale and with their own capture
-// time, or to nothing, as of `now` then.
+// Figures with a log left out would be wrong without looking wrong: a batch that has to wait for
+// one gives way to the last complete figures of the same day, marked stale and with their own
+// capture time, or to nothing, as of `now` then.
 LocalAnalyticsReadResult fallbackResult(const LocalAnalyticsCache& cache,
                                         const LocalAnalyticsDay& day, Date now) {
     const LocalAnalyticsCacheEntry* last = lastCompleteLocalAnalyticsCache(cache, day);
