@@ -41,8 +41,6 @@ case "$1" in
         done ;;
     nonzero) printf failed >&2; exit 7 ;;
     flood-ignore-term) trap '' TERM; flood ;;
-    quiet-heir) sleep 2 & printf done ;;
-    flooding-heir) flood & printf done >&2 ;;
     closes-output) exec >&- 2>&-; i=0; while [ $i -lt 2000 ]; do i=$((i + 1)); done; exit 3 ;;
     killed) kill -KILL $$ ;;
     echo) cat ;;
@@ -167,18 +165,6 @@ void checkTimeLimit(const Fixture& with) {
     }
 }
 
-/// The child ends at once, but what it has started keeps the pipes.
-void checkHeirs(const Fixture& with) {
-    for (const auto& [scenario, kind, output] :
-         {std::tuple("quiet-heir", Kind::success, "done"),
-          {"flooding-heir", Kind::outputLimitExceeded, "aaaa"}}) {
-        const Timed run = timed(with.request(scenario));
-        with.test.expect(run.result.kind == kind && run.seconds < 1.5 &&
-                             run.result.output.standardOutput.starts_with(output),
-                         "a descendant with the pipes does not hold the caller");
-    }
-}
-
 void checkCancellation(const Fixture& with) {
     auto request = with.request("ignore-term");
     request.cancellation = Cancellation::make();
@@ -277,7 +263,6 @@ bool BoundedProcessRunnerSelfTest::run() {
     checkOutcomes(with);
     checkOutputLimit(with);
     checkTimeLimit(with);
-    checkHeirs(with);
     checkCancellation(with);
     checkInheritance(with);
     checkNothingStays(with);
