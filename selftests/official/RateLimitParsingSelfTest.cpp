@@ -1,4 +1,6 @@
 
+#include <fmt/format.h>
+
 #include "official/AccountParsing.h"
 #include "platform/Sha256.h"
 #include "selftests/Suites.h"
@@ -13,51 +15,42 @@ RateLimits limitsOf(std::string_view json) {
     return document ? parseRateLimits(document->root()) : RateLimits{};
 }
 
-std::optional<double> remaining(const std::optional<RateWindow>& window) {
-    return window ? std::optional(window->remainingPercent()) : std::nullopt;
+/// "75 40 3": what is left of the two windows, and the resets, "-" for none.
+std::string told(const RateLimits& limits) {
+    std::string text;
+    for (const auto& window : {limits.primary, limits.secondary}) {
+        text += window ? fmt::format("{} ", window->remainingPercent()) : "- ";
+    }
+    const auto resets = limits.credits ? limits.credits->resetCredits : std::nullopt;
+    return text + (resets ? std::to_string(*resets) : "-");
 }
 
-std::optional<std::int64_t> resets(const RateLimits& limits) {
-    return limits.credits ? limits.credits->resetCredits : std::nullopt;
-}
-
-void checkSlots(SelfTest& test) {
-    const RateLimits lone = limitsOf(
-        R"({"rateLimits":{"primary":{"usedPercent":11,"windowDurationMins":10080,"resetsAt":1720000000},"secondary":null}})");
-    test.expect(remaining(lone.secondary) == 89 && lone.secondary->resetsAt == Date(1'720'000'000),
-                "单周窗口应写入 7d 槽位");
-    test.expect(!lone.primary, "单周窗口不应写入 5h 槽位");
-
-    const RateLimits both = limitsOf(
-        R"({"rateLimits":{"primary":{"usedPercent":"25","windowDurationMins":300},"secondary":{"usedPercent":60,"windowDurationMins":10080}}})");
-    test.expect(remaining(both.primary) == 75, "旧双窗口响应应保留 5h 映射");
-    test.expect(remaining(both.secondary) == 40, "旧双窗口响应应保留 7d 映射");
-
-    const RateLimits newer = limitsOf(
-        R"({"rateLimitsByLimitId":{"codex":{"primary":{"usedPercent":1,"windowDurationMins":300}}},
-            "rateLimits":{"primary":{"usedPercent":2,"windowDurationMins":300}}})");
-    test.expect(remaining(newer.primary) == 99, "the limit of the name codex comes first");
-    const RateLimits odd = limitsOf(
-        R"({"rateLimits":{"primary":{"usedPercent":1,"windowDurationMins":60},"secondary":{"usedPercent":1}}})");
-    test.expect(!odd.primary && !odd.secondary, "a window of another length fills no slot");
-}
-
-void checkBounds(SelfTest& test) {
+void checkWindows(SelfTest& test) {
+    const std::tuple<const char*, const char*, const char*> cases[] = {
+        {R"({"rateLimits":{"primary":{"usedPercent":11,"windowDurationMins":10080,"resetsAt":1720000000},"secondary":null}})",
+         "- 89 -", "单周窗口应写入 7d 槽位"},
+        {R"({"rateLimits":{"primary":{"usedPercent":"25","windowDurationMins":300},"secondary":{"usedPercent":60,"windowDurationMins":10080}}})",
+         "75 40 -", "旧双窗口响应应保留 5h/7d 映射"},
+        {R"({"rateLimitsByLimitId":{"codex":{"primary":{"usedPercent":1,"windowDurationMins":300}}},"rateLimits":{"primary":{"usedPercent":2,"windowDurationMins":300}}})",
+         "99 - -", "the limit of the name codex comes first"},
+        {R"({"rateLimits":{"primary":{"usedPercent":1,"windowDurationMins":60},"secondary":{"usedPercent":1}}})",
+         "- - -", "a window of another length fills no slot"},
+        {R"({"rateLimits":{"primary":{"usedPercent":0,"windowDurationMins":300},"secondary":{"usedPercent":100,"windowDurationMins":10080}},"rateLimitResetCredits":{"availableCount":0}})",
+         "100 0 0", "额度百分比 0/100 与重置次数 0 应保留为合法边界值"},
+    };
+    for (const auto& [json, expected, what] : cases) {
+        test.expect(told(limitsOf(json)) == expected, what);
+    }
+    test.expect(limitsOf(std::get<0>(cases[0])).secondary->resetsAt == Date(1'720'000'000),
+                "a window ends when the service says");
     for (const char* percent : {"-1", "101", "100.01", "\"abc\"", "true", "null", "1e400",
                                 "\"inf\"", "\"nan\"", "123456789012345678901234567890"}) {
         const RateLimits limits = limitsOf(
             std::string(R"({"rateLimits":{"primary":{"usedPercent":)") + percent +
             R"(,"windowDurationMins":300},"secondary":{"usedPercent":10,"windowDurationMins":10080}},)"
             R"("rateLimitResetCredits":{"availableCount":3}})");
-        test.expect(!limits.primary, "超出 0...100 的官方额度百分比应视为不可用");
-        test.expect(remaining(limits.secondary) == 90 && resets(limits) == 3,
-                    "异常额度窗口不应使同批合法窗口和重置次数失效");
+        test.expect(told(limits) == "- 90 3", "超出 0...100 的官方额度百分比应视为不可用");
     }
-    const RateLimits edges = limitsOf(
-        R"({"rateLimits":{"primary":{"usedPercent":0,"windowDurationMins":300},"secondary":{"usedPercent":100,"windowDurationMins":10080}},"rateLimitResetCredits":{"availableCount":0}})");
-    test.expect(
-        remaining(edges.primary) == 100 && remaining(edges.secondary) == 0 && resets(edges) == 0,
-        "额度百分比 0/100 与重置次数 0 应保留为合法边界值");
 }
 
 void checkCredits(SelfTest& test) {
@@ -111,8 +104,7 @@ void checkAccount(SelfTest& test) {
 }  // namespace
 
 bool runRateLimitParsingSelfTest() {
-    return SelfTest::run("rate limit parsing",
-                         {checkSlots, checkBounds, checkCredits, checkAccount});
+    return SelfTest::run("rate limit parsing", {checkWindows, checkCredits, checkAccount});
 }
 
 }  // namespace vantry::CodexUsageReader
