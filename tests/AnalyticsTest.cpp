@@ -130,14 +130,6 @@ Figures expectedFigures(const corpus::Truth& truth, Date now) {
     return figures;
 }
 
-/// Replaces the last `from` in the file.
-void edit(const fs::path& file, std::string_view from, std::string_view to) {
-    std::string text = wholeFile(file);
-    const std::size_t at = text.rfind(from);
-    ASSERT_NE(at, std::string::npos) << from;
-    std::ofstream(file, std::ios::binary) << text.replace(at, from.size(), to);
-}
-
 const std::string forgetKept = "DELETE FROM value WHERE CAST(key AS TEXT) LIKE 'analytics%';";
 const std::string oldInstead = "，显示上次完整统计（数据可能暂时陈旧）";
 const std::string noDays = "，今日、近 7 天与日趋势暂不可用";
@@ -268,24 +260,12 @@ TEST_F(Analytics, ALogThatMayBeInTheMakingHoldsTheFiguresBack) {
     expectFacts(run({"--dump-probe-summary"}, user).output, {{"runtimes.0.localGapCount", "1"}});
 }
 
-TEST_F(Analytics, WhatCannotBeCheckedIsNamed) {
-    using Gap = std::pair<std::string, std::string>;
-    const Gap none{"missing", "missing"};
-    for (const auto& [bad, gap] :  // the requests of the first two left records
-         {std::pair{corpus::BadSession::unverifiableFork, none},
-          {corpus::BadSession::missingParent, none},
-          {corpus::BadSession::parentCycle, Gap("parentCycle", "2")},
-          {corpus::BadSession::damagedLine, Gap("damagedLog", "1")}}) {
-        fs::remove_all(home);
-        corpus::makeCorpus(
-            {.home = home, .conversations = 10, .totalBytes = 200'000, .bad = {bad}});
-        const std::string gaps = "compat.codex.local.gaps";
-        expectFacts(read(), {{"compat.codex.localUsageReadStatus", "complete"},
-                             {gaps, gap == none ? "size 0" : "size 1"},
-                             {gaps + ".0.kind", gap.first},
-                             {gaps + ".0.count", gap.second}});
-        fs::remove_all(cache);
-    }
+TEST_F(Analytics, ACircleOfParentsIsNamed) {
+    make({.conversations = 10, .totalBytes = 200'000, .bad = {corpus::BadSession::parentCycle}});
+    expectFacts(read(), {{"compat.codex.localUsageReadStatus", "complete"},
+                         {"compat.codex.local.gaps", "size 1"},
+                         {"compat.codex.local.gaps.0.kind", "parentCycle"},
+                         {"compat.codex.local.gaps.0.count", "2"}});
 }
 
 TEST_F(Analytics, ADamagedDatabaseGivesNoFigures) {
@@ -293,7 +273,6 @@ TEST_F(Analytics, ADamagedDatabaseGivesNoFigures) {
     const fs::path sound = root() / "sound.sqlite";
     fs::copy_file(database, sound);
     const std::pair<std::function<void()>, std::string> cases[] = {
-        {[&] { edit(database, "SQLite format 3", "SQLite format ?"); }, "SQLite 查询失败"},
         {[&] { fs::resize_file(database, 5'000); }, "SQLite 查询失败"},
         {[&] { sql("UPDATE threads SET updated_at = -1 WHERE rowid = 3;"); },
          "SQLite 数据格式异常，未采用该批数据"},
@@ -360,11 +339,8 @@ TEST_F(Analytics, TheProbeSummaryNamesNothing) {
     const std::string whole = read();
     expectTruth(whole);
     const std::string summary = run({"--dump-probe-summary"}, user).output;
-    const auto sizeOf = [](const auto& map) { return std::to_string(map.size()); };
     expectFacts(summary, {{"runtimes.0.status", "available"},
-                          {"runtimes.0.projectCount", sizeOf(truth.projects)},
-                          {"runtimes.0.toolCount", sizeOf(truth.toolCalls)},
-                          {"runtimes.0.skillCount", sizeOf(truth.skills)}});
+                          {"runtimes.0.projectCount", std::to_string(truth.projects.size())}});
 
     std::set<std::string> secrets;
     const std::function<void(JsonView)> collect = [&](JsonView value) {
