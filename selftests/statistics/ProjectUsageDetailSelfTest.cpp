@@ -177,7 +177,6 @@ void checkEstimate(SelfTest& test) {
         {even, {on(day1, 100), on(day1, 100)}, 200, "none"},
         {{{"a", {{day1, 200}}}}, {on(day1, 100)}, 99, "a=100 rest=0"},
         {even, {on(day1, -1)}, 1, "none"},
-        {even, {on("", 1)}, 1, "none"},
         {{{"a", {{day1, 1}}}, {"removed", {{day1, 1}}}}, {on(day1, 1)}, 1, "a=1 rest=0"},
         {even, {on(day1, 1)}, -1, "none"},
         {{{"a", {{day1, -1}}}, {"b", {{day1, 9}}}}, {on(day1, 8)}, 8, "b=8 a=0 rest=0"},
