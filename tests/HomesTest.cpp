@@ -234,32 +234,3 @@ TEST_F(Homes, RowsAndFilesThatTellNothingAreNamed) {
     put(day / "rollout-2026-11-20T10-00-00-x.jsonl.zst", *compressed(newLog("x", true).text));
     EXPECT_EQ(found(), "37 missingLog:990 notRegularFile:1 unreadableLines:1 recordDisagreement:1");
 }
-
-TEST_F(Homes, CopiedRecordsBelongToTheThreadTheyName) {
-    Log a = newLog(idOf('a'), true);
-    a.answer(1);
-    Log fork = newLog(idOf('b'), true, R"(,"forked_from_id":")" + idOf('a') + "\"");
-    fork.text += a.text;
-    fork.total = a.total;
-    fork.answer(10);
-    fork.text += fork.text.substr(fork.text.rfind("{\"timestamp", fork.text.size() - 300));
-    Log second = newLog(idOf('c'), true, R"(,"forked_from_id":")" + idOf('a') + "\"");
-    second.text += a.text;
-    second.total = a.total;
-    second.answer(100);
-    put(fork);
-    put(second);
-    EXPECT_EQ(found(true), "111");  // their parent was never seen, and spent 1 all the same
-    put(a);
-    EXPECT_EQ(found(true), "111");
-    Log old = newLog(idOf('d'), false, R"(,"forked_from_id":")" + idOf('9') + "\"");
-    const auto turn = [&](const std::string& id) {
-        old.line(R"("type":"turn_context","payload":{"turn_id":")" + id + "\"}");
-    };
-    turn(idOf('9'));
-    old.answer(5);
-    turn(idOf('e'));
-    old.answer(1'000);
-    put(old);
-    EXPECT_EQ(found(true), "1111 countedWithoutParent:1");
-}
