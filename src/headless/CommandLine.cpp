@@ -23,7 +23,7 @@ std::unique_ptr<CLI::App> grammar(const std::vector<std::string_view>& selfTests
         return std::string(text.in(language));
     };
     auto app = std::make_unique<CLI::App>(word(CommandLineWords::about), "vantry");
-    app->get_formatter()->label("OPTIONS", word(CommandLineWords::places));
+    app->get_formatter()->label("OPTIONS", word(CommandLineWords::option));
     app->get_formatter()->label("SUBCOMMAND", word(CommandLineWords::command));
     app->get_formatter()->label("Usage", word(CommandLineWords::usage));
     app->set_help_flag("-h,--help", word(CommandLineWords::help));

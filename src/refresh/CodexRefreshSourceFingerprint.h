@@ -27,8 +27,8 @@ struct MetadataItem {
     friend bool operator==(const MetadataItem&, const MetadataItem&) = default;
 };
 
-/// Readings of metadata; no file is opened. Look at the file system; any thread. Empty where a
-/// path is there, or may be, and nothing is said of it.
+/// Readings of metadata; no file is opened. Any thread. They are empty if a path exists, or may
+/// exist, and cannot be examined.
 namespace RefreshSourceMetadata {
 
 /// The paths themselves, links unfollowed, by path.
@@ -80,8 +80,8 @@ struct CodexRefreshSourceFingerprint {
     /// In the context's folders of Codex. Changes with the hour, too.
     static std::optional<Value> captureLocalUsage(const RefreshFingerprintRequest& request);
 
-    /// From the user's own Codex, as the board is read, whatever home the context names. Changes
-    /// with the day, too.
+    /// Of the user's own Codex, even if the context names another home: the board is read from
+    /// there. Changes with the day, too.
     static std::optional<Value> captureTaskBoard(const RuntimeLoadContext& context);
 
     /// The same from these folders.

@@ -27,9 +27,9 @@ class FurtherReads {
     void start() { isRunning_ = true; }
     void stop();
 
-    /// A full read begins: it is the retry of any other.
+    /// To be called when a full read begins, which takes the place of a pending retry.
     void fullReadBegins();
-    /// The account is asked, over the network that there is.
+    /// To be called when the account is asked, over the network that there is now.
     void accountIsAsked() { isOtherNetwork_ = false; }
 
     void retryQuotaIfMissing();

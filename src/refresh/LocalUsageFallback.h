@@ -21,10 +21,10 @@ struct LocalFallback {
 
 /// Fills the gaps of `into`, which is as it was read.
 ///
-/// Usage that was read stands. A read that failed, also one that knows the threads but not their
-/// tokens, gives way to the last complete batch, marked stale, with its own capture time. A pass
-/// that did not ask for local records leaves the whole group as it was. What may not be kept is
-/// gone with its capture time.
+/// Usage that was read stands. A failed read, one with threads but no tokens included, is replaced
+/// by the last complete batch, marked stale, with its own capture time. A pass that did not ask for
+/// local records leaves the whole group as it was. Usage that may not be kept is removed together
+/// with its capture time.
 void keepLocalUsage(UsageSnapshot& into, const LocalFallback& fallback);
 
 }  // namespace vantry::QuotaRefreshFallbackPolicy

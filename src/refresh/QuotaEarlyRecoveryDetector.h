@@ -67,8 +67,8 @@ struct QuotaEarlyRecoveryDetector {
 
     QuotaEarlyRecoveryDecision observe(const QuotaEarlyRecoveryRead& read);
 
-    /// Gives up what is known of any other account, but for what was notified. observe() does so
-    /// too; this is for who hears of an account before its quota.
+    /// Forgets every other account but for what was notified. observe() does so too; callers that
+    /// learn the account before its quota use this.
     void turnTo(const std::string& accountIdentity);
 
     /// Seconds until a confirmation may be read, at least 0.1; nothing while none is awaited.

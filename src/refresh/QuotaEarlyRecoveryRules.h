@@ -64,8 +64,7 @@ bool wasAlreadyNotified(const PersistentState& state, const Step& step);
 /// Makes `key` the last notification, and keeps of those before it what can still matter.
 void rememberNotification(PersistentState& state, const NotificationKey& key, Date now);
 
-/// Takes over the notifications that `stored` knows of, of another program that runs at the same
-/// time, and whose resets still lie ahead.
+/// Adds the notifications of another running program, from `stored`, whose resets are still ahead.
 void adoptNotifications(PersistentState& state, const PersistentState& stored, Date now);
 
 /// Whether values could have been read by this program, and recently enough.

@@ -26,8 +26,8 @@ class QuotaEarlyRecoveryWatch {
 
     void observe(const QuotaEarlyRecoverySources& sources);
 
-    /// Sees to it that a confirmation that is still awaited will be read: the read that was to
-    /// bring it may have come to nothing.
+    /// Ensures that a pending confirmation will be read: the read that was meant for it may have
+    /// come to nothing.
     void keepAwaiting();
 
     /// The account is this one now.

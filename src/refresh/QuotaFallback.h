@@ -36,11 +36,11 @@ struct StandingQuota {
     bool isStale = false;      ///< a window is shown that a later read failed to renew
 };
 
-/// The plan's window decides: a side that has it running beats one that has not, and of two such
-/// the incoming one stands unless what is shown was captured later. Between two sides without it
-/// the other window decides in the same way, and never fills its place. Credits are the incoming
-/// ones, for a kept number of resets would look like a recovery; only a quota that stands because
-/// it is the newer keeps its own.
+/// A side whose plan window runs wins. If both have it, the incoming side wins unless what is shown
+/// was captured later. If neither has it, the other window decides in the same way, and never fills
+/// its place. Credits are the incoming ones, for a kept number of resets would look like a
+/// recovery; only a quota that stands because it is the newer keeps its own. This is where a quota
+/// becomes stale; whether its window has run out is QuotaWindowPresentation's.
 StandingQuota standingQuota(const QuotaSides& sides);
 
 }  // namespace vantry::QuotaRefreshFallbackPolicy

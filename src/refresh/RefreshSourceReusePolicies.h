@@ -33,8 +33,8 @@ struct PreviousRead {
     Date now;
 };
 
-/// Only for a complete read: what failed is tried again at each chance. Not for one from a clock
-/// that was ahead.
+/// Only a complete read is reused, and none of a clock that was ahead; a failed read is tried again
+/// at each chance.
 bool mayReuse(const PreviousRead& read);
 
 struct ReadBounds {
@@ -51,8 +51,8 @@ std::optional<CodexRefreshSourceFingerprint::Value> completedReadFingerprint(
 
 namespace TaskBoardSourceReusePolicy {
 
-/// Not without a board, and not once an active item may have to leave its column: that happens
-/// with the time and without a change of any file.
+/// A board is not reused once an active item may have to leave its column, which happens with the
+/// time and without a change of any file.
 bool mayReuse(const std::optional<TaskBoard>& board, Date now);
 
 }  // namespace TaskBoardSourceReusePolicy

@@ -17,7 +17,7 @@ class StatisticsSnapshotCache {
     static constexpr double timeToLive = 180.0;  ///< seconds
 
     /// Keeps the batch as that of its zone. One of an unknown account could not be checked later
-    /// and is not kept; of too many zones the one that was used longest ago goes.
+    /// and is not kept. If there are too many zones, the least recently used one is dropped.
     void store(const MultiRuntimeUsageSnapshot& batch, Date now);
 
     struct Lookup {
@@ -25,8 +25,8 @@ class StatisticsSnapshotCache {
         const RuntimeUsageSnapshot* published = nullptr;  ///< the Codex runtime; may be null
         Date now;
     };
-    /// The zone's batch if it is of this day, recent, and of the account and the official figures
-    /// that are shown. One that is not, is dropped.
+    /// The zone's batch if it is recent, and its day, account and official figures are those that
+    /// are shown. It is dropped otherwise.
     std::optional<MultiRuntimeUsageSnapshot> validSnapshot(const Lookup& lookup);
 
     void clear() { entries_.clear(); }

@@ -65,7 +65,7 @@ class UsageStore {
         bool queueIfBusy = false;
     };
     void refreshQuota(LaneRequest request);
-    /// These two do not queue behind themselves.
+    /// A request for one of these two is dropped while the same lane is reading.
     void refreshLocalUsage(LaneRequest request);
     void refreshTaskBoard(LaneRequest request);
 
@@ -79,8 +79,8 @@ class UsageStore {
     void systemTimeZoneDidChange();
     /// To be called when the machine has slept: everything is read soon.
     void machineDidWake() { furtherReads_.machineDidWake(); }
-    /// To be called when the machine's network is another: what the service did not answer is read
-    /// soon, however often that comes.
+    /// To be called when the network changes: what the service did not answer is read again soon.
+    /// Repeated calls do no harm.
     void networkDidChange() { furtherReads_.networkDidChange(); }
 
     const UsageStoreState& state() const { return state_; }

@@ -11,9 +11,9 @@
 
 namespace vantry {
 
-/// Everything that the usage store reads from the world. All but the first block, and are called
-/// in the background, one after another; those that make a fingerprint also during a `load`, on a
-/// thread of its own.
+/// Everything that the usage store reads from the world. Every function but the first may block.
+/// They are called in the background, one after another; those that make a fingerprint are also
+/// called during a `load`, on a thread of its own.
 struct UsageStoreSources {
     using Fingerprint = std::optional<CodexRefreshSourceFingerprint::Value>;
     using Paths = std::vector<std::string>;

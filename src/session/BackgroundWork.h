@@ -18,9 +18,9 @@ class BackgroundWork {
     void read(std::function<void()> task) { run(reads_, std::move(task)); }
     void write(std::function<void()> task) { run(writes_, std::move(task)); }
 
-    /// Ends the reads and the children that they wait for. A read that still goes on then goes on
-    /// with its own work alone, which is files that are replaced whole; false, and the process has
-    /// to be left without waiting for it.
+    /// Ends the reads and the children that they wait for. False where a read is still running: it
+    /// then touches only files that are replaced whole, and the process must be left without
+    /// waiting for it.
     bool end();
 
     const Cancellation& cancellation() const { return cancellation_; }

@@ -18,11 +18,11 @@ class UsageSession {
     UsageSession(const UsageSession&) = delete;
     UsageSession& operator=(const UsageSession&) = delete;
 
-    /// Begins to read. Nothing of the user's is looked at before, but for the preferences.
+    /// Starts reading. Before this only the preferences are looked at.
     void start();
 
     /// Ends what is under way, the children of reads included, and writes what is not written.
-    /// False where a read goes on in spite of that: the process has to be left by std::_Exit then.
+    /// False if a read is still running: the process must then end with std::_Exit.
     bool end();
 
     UsageStore& store() { return store_; }

@@ -14,7 +14,7 @@ inline constexpr BilingualText about{
         "went. Without an argument the desktop application is started where it is installed."};
 inline constexpr BilingualText usage{.zh = "用法", .en = "Usage"};
 inline constexpr BilingualText options{.zh = "选项", .en = "Options"};
-inline constexpr BilingualText places{.zh = "选项", .en = "OPTION"};
+inline constexpr BilingualText option{.zh = "选项", .en = "OPTION"};
 inline constexpr BilingualText command{.zh = "命令", .en = "COMMAND"};
 inline constexpr BilingualText commands{.zh = "命令", .en = "Commands"};
 inline constexpr BilingualText modes{.zh = "模式", .en = "Modes"};
