@@ -40,7 +40,7 @@ RuntimeUsageSnapshot knownRuntime() {
 struct Asked {
     RuntimeUsageSnapshot runtime = knownRuntime();
     Date at = now;
-    Language language = Language::en;
+    WidgetLanguage language = WidgetLanguage::en;
     std::optional<std::size_t> columns = {};
 };
 
@@ -65,7 +65,7 @@ void checkFigures(SelfTest& test) {
     expectLine(test, {},
                "Codex  5h 77% left, back in 2h 29m · 7d 60% left, back in 4d 15h · " + localPart);
     expectLine(
-        test, {.language = Language::zh},
+        test, {.language = WidgetLanguage::zh},
         "Codex  5 小时 剩余 77%，2小时29分后恢复 · 7 天 剩余 60%，4天15小时后恢复 · 今日 1.2M · "
         "近 7 天 31.4M · 2 个活跃会话");
     RuntimeUsageSnapshot pro = knownRuntime();
@@ -121,22 +121,25 @@ void checkMarks(SelfTest& test) {
     runtime.snapshot.cloudDailyBuckets.emplace();
     runtime.snapshot.cloudDailyUsageCapturedAt = now - 15.5 * hour;
     runtime.snapshot.localUsageIsStale = true;
-    const auto tail = [&](Language language, double later) {
+    const auto tail = [&](WidgetLanguage language, double later) {
         const std::string text =
             lineOf({.runtime = runtime, .at = now + later, .language = language});
-        const std::size_t at = text.find(language == Language::zh ? "活跃会话" : "conversations");
+        const std::size_t at =
+            text.find(language == WidgetLanguage::zh ? "活跃会话" : "conversations");
         return text.substr(at);
     };
     const std::string english =
         "conversations · quota stale since 14:05 · official days stale since Mar 1 23:30 · ";
-    test.expect(tail(Language::en, 0) == english + "local figures stale", tail(Language::en, 0));
-    test.expect(tail(Language::zh, 0) ==
+    test.expect(tail(WidgetLanguage::en, 0) == english + "local figures stale",
+                tail(WidgetLanguage::en, 0));
+    test.expect(tail(WidgetLanguage::zh, 0) ==
                     "活跃会话 · 额度数据自 14:05 起陈旧 · 官方日统计自 3月1日 23:30 起陈旧"
                     " · 本机统计陈旧",
-                tail(Language::zh, 0));
-    test.expect(tail(Language::en, -hour).starts_with("conversations · quota stale · official "),
-                "a time that has yet to come is none");
-    test.expect(tail(Language::en, 200 * hour).starts_with("conversations · official days"),
+                tail(WidgetLanguage::zh, 0));
+    test.expect(
+        tail(WidgetLanguage::en, -hour).starts_with("conversations · quota stale · official "),
+        "a time that has yet to come is none");
+    test.expect(tail(WidgetLanguage::en, 200 * hour).starts_with("conversations · official days"),
                 "figures that are not shown have no mark");
 }
 
@@ -145,7 +148,8 @@ void checkTroubles(SelfTest& test) {
     RuntimeUsageSnapshot runtime = knownRuntime();
     UsageSnapshot& seen = runtime.snapshot;
     seen.messages = said({"no access for me@example.com"});
-    const auto expectEnd = [&](const std::string& end, Language language = Language::en) {
+    const auto expectEnd = [&](const std::string& end,
+                               WidgetLanguage language = WidgetLanguage::en) {
         const std::string line = lineOf({.runtime = runtime, .language = language});
         test.expect(line.ends_with(end), line);
     };
@@ -160,12 +164,13 @@ void checkTroubles(SelfTest& test) {
     seen.readerState.localDependencyFailure = LocalReaderDependencyFailure::databaseMissing;
     expectEnd("conversations · no codex to run · no database of Codex found");
     seen.readerState.localDependencyFailure = LocalReaderDependencyFailure::sqliteExecutableMissing;
-    expectEnd("会话 · 未找到可运行的 codex · 未找到 sqlite3", Language::zh);
+    expectEnd("会话 · 未找到可运行的 codex · 未找到 sqlite3", WidgetLanguage::zh);
 }
 
 void checkReading(SelfTest& test) {
-    const auto lines = WatchLines::lines(
-        {.snapshot = MultiRuntimeUsageSnapshot::empty(), .now = now, .language = Language::zh});
+    const auto lines = WatchLines::lines({.snapshot = MultiRuntimeUsageSnapshot::empty(),
+                                          .now = now,
+                                          .language = WidgetLanguage::zh});
     test.expect(lines == std::vector<std::string>{"Codex  正在读取…"}, "nothing was read yet");
     expectLine(test, {.runtime = {.snapshot = UsageSnapshot::empty()}}, "Codex  reading…");
     test.expect(WatchLines::lines({.snapshot = {}, .now = now, .columns = 16}) ==
@@ -175,7 +180,7 @@ void checkReading(SelfTest& test) {
 
 void checkLanguage(SelfTest& test) {
     const auto isZh = [](const std::map<std::string, std::string>& variables) {
-        return language(environmentOf(variables)) == Language::zh;
+        return automaticLanguage(environmentOf(variables)) == WidgetLanguage::zh;
     };
     test.expect(!isZh({}) && isZh({{"LANG", "zh_CN.UTF-8"}}) &&
                     !isZh({{"LC_MESSAGES", "C"}, {"LANG", "zh_CN"}}) &&
@@ -196,7 +201,7 @@ void checkWidth(SelfTest& test) {
     test.expect(wrappedRows("", 3) == 1 && wrappedRows("abcdef", 3) == 2 &&
                     wrappedRows("ab额额", 3) == 3 && wrappedRows("额额额", 3) == 3,
                 "a wide character goes to the next row whole");
-    expectLine(test, {.language = Language::zh, .columns = 24}, "Codex  5 小时 剩余 77%…");
+    expectLine(test, {.language = WidgetLanguage::zh, .columns = 24}, "Codex  5 小时 剩余 77%…");
     test.expect(terminalText("a\tb\u0085c\u202Ed\u2028\xFF额\x7F") == "a b cd \uFFFD额 ",
                 "nothing steers the terminal");
 }

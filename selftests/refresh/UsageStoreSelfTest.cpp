@@ -348,7 +348,7 @@ void checkZones(SelfTest& test) {
     const auto store = world.startedStore();
     const auto message = [&] {
         const auto& transition = store->state().statisticsTransition;
-        return transition ? statisticsTransitionMessage(*transition, Language::zh) : "";
+        return transition ? statisticsTransitionMessage(*transition, WidgetLanguage::zh) : "";
     };
     store->updateStatisticsTimeZone(fixedZone("Asia/Tokyo"));
     test.expect(

@@ -20,7 +20,7 @@ inline Notices said(std::initializer_list<const char*> words) {
 /// The Chinese sentences of the notices.
 inline std::vector<std::string> wordsOf(const Notices& notices) {
     std::vector<std::string> words;
-    for (const Notice& notice : notices) words.push_back(text(notice, Language::zh));
+    for (const Notice& notice : notices) words.push_back(text(notice, WidgetLanguage::zh));
     return words;
 }
 

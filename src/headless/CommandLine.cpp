@@ -18,7 +18,7 @@ constexpr const char* lifecycleLaunch = "--codex-lifecycle-launch";
 
 /// The arguments that there are, with their help.
 std::unique_ptr<CLI::App> grammar(const std::vector<std::string_view>& selfTests,
-                                  Language language) {
+                                  WidgetLanguage language) {
     const auto word = [language](const BilingualText& text) {
         return std::string(text.in(language));
     };
@@ -53,13 +53,13 @@ std::unique_ptr<CLI::App> grammar(const std::vector<std::string_view>& selfTests
 
 }  // namespace
 
-std::string helpText(const std::vector<std::string_view>& selfTests, Language language) {
+std::string helpText(const std::vector<std::string_view>& selfTests, WidgetLanguage language) {
     return grammar(selfTests, language)->help();
 }
 
 std::optional<CommandLineAnswer> commandLineAnswer(const std::vector<std::string_view>& arguments,
                                                    const std::vector<std::string_view>& selfTests,
-                                                   Language language) {
+                                                   WidgetLanguage language) {
     if (arguments.size() < 2) return std::nullopt;
     const auto unknown = [language](std::string_view argument) {
         return CommandLineAnswer{

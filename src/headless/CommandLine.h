@@ -21,10 +21,10 @@ struct CommandLineAnswer {
 /// are the process's own, the program's name included; `selfTests` are named in the help.
 std::optional<CommandLineAnswer> commandLineAnswer(const std::vector<std::string_view>& arguments,
                                                    const std::vector<std::string_view>& selfTests,
-                                                   Language language);
+                                                   WidgetLanguage language);
 
 /// The help.
-std::string helpText(const std::vector<std::string_view>& selfTests, Language language);
+std::string helpText(const std::vector<std::string_view>& selfTests, WidgetLanguage language);
 
 /// Becomes the desktop application that is installed beside this program, with the same arguments.
 /// Returns where there is none.

@@ -26,7 +26,7 @@ JsonValue::Object& membersOf(JsonValue& object) {
 
 JsonValue words(const Notices& notices) {
     JsonValue::Array texts;
-    for (const Notice& notice : notices) texts.emplace_back(text(notice, Language::zh));
+    for (const Notice& notice : notices) texts.emplace_back(text(notice, WidgetLanguage::zh));
     return texts;
 }
 

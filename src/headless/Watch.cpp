@@ -89,7 +89,7 @@ class Watch {
     PollMainLoop loop_;
     WatchScreen screen_;
     MainLoop::TimerHandle showingAgain_;
-    Language language_ = language(processEnvironment);
+    WidgetLanguage language_ = automaticLanguage(processEnvironment);
     UsageSession session_{loop_};
 };
 

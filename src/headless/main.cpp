@@ -38,8 +38,8 @@ MultiRuntimeUsageSnapshot readEverything() {
     return MultiRuntimeUsageReader().load(contextOf(read), {});
 }
 
-Language userLanguage() {
-    return language(processEnvironment);
+WidgetLanguage userLanguage() {
+    return automaticLanguage(processEnvironment);
 }
 
 // The application itself; where it is not installed, what this program can do.

@@ -37,7 +37,7 @@ std::optional<std::int64_t> remainingDays(const Countdown& countdown) {
     return unitsUp(countdown, day);
 }
 
-std::optional<std::string> remainingTimeText(const Countdown& countdown, Language language) {
+std::optional<std::string> remainingTimeText(const Countdown& countdown, WidgetLanguage language) {
     constexpr std::int64_t longest = 170'000'000;  // minutes
     const auto minutes = unitsUp(countdown, minute);
     if (!minutes || *minutes > longest) return std::nullopt;

@@ -24,7 +24,7 @@ std::optional<std::int64_t> remainingDays(const Countdown& countdown);
 
 /// Up to a day in hours and minutes, from there on in days and hours: "2h 29m", "4d".
 /// Nothing where it is more than three centuries, a time that nobody meant.
-std::optional<std::string> remainingTimeText(const Countdown& countdown, Language language);
+std::optional<std::string> remainingTimeText(const Countdown& countdown, WidgetLanguage language);
 
 }  // namespace vantry::QuotaWindowPresentation
 

@@ -23,7 +23,7 @@ namespace WatchLines {
 struct View {
     const MultiRuntimeUsageSnapshot& snapshot;
     Date now;  ///< a line changes with it at most each minute
-    Language language = Language::en;
+    WidgetLanguage language = WidgetLanguage::en;
     std::optional<std::size_t> columns = {};  ///< longer lines are cut
 };
 

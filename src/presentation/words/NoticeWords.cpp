@@ -120,7 +120,7 @@ constexpr BilingualText unknownError{.zh = "未知错误", .en = "unknown error"
 
 }  // namespace
 
-std::string text(const Notice& notice, Language language) {
+std::string text(const Notice& notice, WidgetLanguage language) {
     const std::string_view quoted =
         notice.quoted ? std::string_view(*notice.quoted) : unknownError.in(language);
     return fmt::format(fmt::runtime(pattern(notice.kind).in(language)), notice.count, quoted,

@@ -9,6 +9,6 @@ namespace vantry {
 
 /// A notice as a sentence. Words of the service stand in it as they came, control characters
 /// included.
-std::string text(const Notice& notice, Language language);
+std::string text(const Notice& notice, WidgetLanguage language);
 
 }  // namespace vantry

@@ -4,7 +4,8 @@
 
 namespace vantry {
 
-std::string statisticsTransitionMessage(const StatisticsTransition& transition, Language language) {
+std::string statisticsTransitionMessage(const StatisticsTransition& transition,
+                                        WidgetLanguage language) {
     using Stage = StatisticsTransition::Stage;
     const auto pattern = [&]() -> BilingualText {
         switch (transition.stage) {

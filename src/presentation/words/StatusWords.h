@@ -30,6 +30,7 @@ constexpr BilingualText statusText(RuntimeMenuStatus status) {
 }
 
 /// What is told of a switch of the statistics zone while it lasts and shortly after.
-std::string statisticsTransitionMessage(const StatisticsTransition& transition, Language language);
+std::string statisticsTransitionMessage(const StatisticsTransition& transition,
+                                        WidgetLanguage language);
 
 }  // namespace vantry
