@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <array>
+#include <unicode/locid.h>
+#include <unicode/unistr.h>
 
 namespace vantry {
 
@@ -33,6 +35,13 @@ std::string asciiLowercased(std::string_view text) {
     for (char& c : result) {
         if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
     }
+    return result;
+}
+
+std::string uppercased(std::string_view text) {
+    std::string result;
+    const icu::StringPiece piece(text.data(), static_cast<std::int32_t>(text.size()));
+    icu::UnicodeString::fromUTF8(piece).toUpper(icu::Locale::getRoot()).toUTF8String(result);
     return result;
 }
 

@@ -12,6 +12,9 @@ std::string_view trimmed(std::string_view text);
 /// Letters A to Z in lower case, everything else as it is.
 std::string asciiLowercased(std::string_view text);
 
+/// In upper case, as no language in particular writes it.
+std::string uppercased(std::string_view text);
+
 /// The pieces between the separators, without empty ones.
 std::vector<std::string_view> splitOmittingEmpty(std::string_view text, char separator);
 
