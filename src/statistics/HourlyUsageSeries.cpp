@@ -57,6 +57,13 @@ std::int64_t saturatedRound(double value) {
 
 }  // namespace
 
+std::vector<HourlyTokenBucket> cumulativeHourlyBuckets(const std::vector<HourlyTokenBucket>& hours,
+                                                       int throughHour) {
+    std::vector<HourlyTokenBucket> sums = cumulative(hours);
+    sums.resize(std::min(sums.size(), static_cast<std::size_t>(std::max(throughHour + 1, 0))));
+    return sums;
+}
+
 TodayHourlyTokenAccumulator::TodayHourlyTokenAccumulator(Date dayStart, const Calendar& calendar)
     : calendar_(calendar),
       dayStart_(calendar.startOfDay(dayStart).value_or(dayStart)),
@@ -91,8 +98,8 @@ HourlyUsageSeries HourlyUsageSeriesAccumulator::makeSeries() const {
     HourlyUsageSeries series{
         .todayHourlyBuckets = todayTokens_.buckets(),
         .previousSevenDayAverageCumulativeBuckets = cumulative(bucketsOf(historyTokensByHour_))};
-    series.todayCumulativeBuckets = cumulative(series.todayHourlyBuckets);
-    series.todayCumulativeBuckets.resize(static_cast<std::size_t>(currentHour_) + 1);
+    series.todayCumulativeBuckets =
+        cumulativeHourlyBuckets(series.todayHourlyBuckets, currentHour_);
     for (HourlyTokenBucket& bucket : series.previousSevenDayAverageCumulativeBuckets) {
         bucket.tokens /= 7;
     }

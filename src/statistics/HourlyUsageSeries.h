@@ -42,6 +42,10 @@ struct RecordFields<TodayHourlyTokenAccumulator> {
         field("tokensByHour", &TodayHourlyTokenAccumulator::tokensByHour_)};
 };
 
+/// Running sums of a day's hours, through that hour.
+std::vector<HourlyTokenBucket> cumulativeHourlyBuckets(const std::vector<HourlyTokenBucket>& hours,
+                                                       int throughHour);
+
 struct HourlyUsageSeries {
     std::vector<HourlyTokenBucket> todayHourlyBuckets;      ///< all 24
     std::vector<HourlyTokenBucket> todayCumulativeBuckets;  ///< through the current hour

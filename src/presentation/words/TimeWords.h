@@ -18,6 +18,7 @@ inline constexpr BilingualText timeOfWeekday{.zh = "EEE HH:mm", .en = "EEE HH:mm
 /// Days: in a tool tip, in full, of a month, and with the year.
 inline constexpr BilingualText shortDay{.zh = "M月d日", .en = "MMM d"};
 inline constexpr BilingualText longDay{.zh = "M月d日 EEEE", .en = "MMM d, EEEE"};
+inline constexpr BilingualText weekday{.zh = "EEEEE", .en = "EEE"};
 inline constexpr BilingualText month{.zh = "M月", .en = "MMM"};
 inline constexpr BilingualText wholeMoment{.zh = "yyyy-MM-dd HH:mm z", .en = "yyyy-MM-dd HH:mm z"};
 inline constexpr BilingualText wholeDay{.zh = "yyyy年M月d日", .en = "MMM d, yyyy"};
