@@ -36,4 +36,22 @@ std::optional<std::string> conversationURL(const TaskItem& item) {
     return url(*item.threadID);
 }
 
+std::string resumeCommand(std::string_view threadID) {
+    return isUUID(threadID) ? "codex resume " + asciiLowercased(threadID) : std::string();
+}
+
+Opening opening(std::string_view threadID, const Machine& machine) {
+    const auto address = url(threadID);
+    if (!address) return {};
+    if (machine.handlesCodexAddresses) {
+        return {.kind = Opening::Kind::address, .arguments = {*address}};
+    }
+    if (machine.terminal && machine.codexProgram) {
+        return {.kind = Opening::Kind::terminal,
+                .arguments = {*machine.terminal, "-e", *machine.codexProgram, "resume",
+                              asciiLowercased(threadID)}};
+    }
+    return {.kind = Opening::Kind::clipboard, .arguments = {resumeCommand(threadID)}};
+}
+
 }  // namespace vantry::CodexSessionOpener

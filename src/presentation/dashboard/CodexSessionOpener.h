@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "records/TaskBoard.h"
 
@@ -23,5 +24,32 @@ bool open(std::string_view threadID, const OpenURL& openURL);
 /// Where the conversation of a task is. Nothing for an automation, a task without a thread and an
 /// id that is not one.
 std::optional<std::string> conversationURL(const TaskItem& item);
+
+/// What one types to go on with the conversation: "codex resume ID". Empty for what is no id.
+std::string resumeCommand(std::string_view threadID);
+
+/// What the machine has to open a conversation with.
+struct Machine {
+    bool handlesCodexAddresses = false;       ///< some application is registered for codex://
+    std::optional<std::string> terminal;      ///< a terminal that takes "-e PROGRAM ARGUMENTS"
+    std::optional<std::string> codexProgram;  ///< absolute path
+};
+
+/// The one way that is taken.
+struct Opening {
+    enum class Kind : std::uint8_t {
+        nothing,    ///< the id is none
+        address,    ///< `arguments` holds the address
+        terminal,   ///< `arguments` is a program with its arguments
+        clipboard,  ///< `arguments` holds the command, to be copied and told
+    };
+    Kind kind = Kind::nothing;
+    std::vector<std::string> arguments;
+
+    friend bool operator==(const Opening&, const Opening&) = default;
+};
+
+/// The application before a terminal, a terminal before the clipboard. No shell sees any of it.
+Opening opening(std::string_view threadID, const Machine& machine);
 
 }  // namespace vantry::CodexSessionOpener

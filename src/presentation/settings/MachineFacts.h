@@ -19,6 +19,7 @@ struct FoundCodex {
 /// What the settings and the documents need to know of the machine and of this installation.
 /// Gathered by the program, in the background.
 struct MachineFacts {
+    std::string homeDirectory;
     std::string systemZone = "GMT";
     std::vector<std::string> knownZones;
     CodexPathsOfEnvironment environmentPaths;  ///< these win over the settings
@@ -35,6 +36,10 @@ struct MachineFacts {
     bool canStartAtLogin = false;
     bool canRegisterShortcut = false;
     bool hasTray = false;
+
+    /// Pages of the website where there is one, otherwise the installed ones.
+    std::string privacyPolicyURL() const;
+    std::string openSourceLicenseURL() const;
 
     friend bool operator==(const MachineFacts&, const MachineFacts&) = default;
 };
