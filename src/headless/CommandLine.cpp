@@ -39,6 +39,15 @@ std::unique_ptr<CLI::App> grammar(const std::vector<std::string_view>& selfTests
     addMode("--watch", CommandLineWords::watch);
     addMode("--dump-json", CommandLineWords::dump);
     addMode("--dump-probe-summary", CommandLineWords::probe);
+    addMode("--dump-values", CommandLineWords::dumpValues);
+    const auto addOption = [&](const char* name, const char* type, const BilingualText& what) {
+        app->add_option_function<std::string>(
+               name, [](const std::string&) {}, word(what))
+            ->group(word(CommandLineWords::modes))
+            ->type_name(type);
+    };
+    addOption("--state", "NAME", CommandLineWords::state);
+    addOption("--language", "zh|en", CommandLineWords::language);
     app->add_subcommand("forget-gone", word(CommandLineWords::forgetGone))
         ->group(word(CommandLineWords::commands));
     app->add_flag(lifecycleLaunch)->group("");

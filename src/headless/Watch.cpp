@@ -33,6 +33,8 @@ class Watch {
         const auto changes = store.observe([this](const UsageStoreChanges&) { show(); });
         const auto recoveries = store.observeQuotaEarlyRecovery(
             [this](const QuotaEarlyRecoveryEvent&) { announceRecovery(); });
+        const auto settings =
+            session_.settings().observe([this](const AppSettingsProperties&) { show(); });
         const auto screenTimer = loop_.every(screenInterval, [this] { show(); });
         store.setLocalUsageForeground(true);
         session_.start();
@@ -58,12 +60,14 @@ class Watch {
         }
     }
 
+    WidgetLanguage language() { return session_.settings().values().language; }
+
     void show() {
         const std::size_t columns = screen_.columns();
         const auto lines =
             WatchLines::lines({.snapshot = session_.store().state().multiRuntimeSnapshot,
                                .now = loop_.now(),
-                               .language = language_,
+                               .language = language(),
                                .columns = columns > 0 ? std::optional(columns) : std::nullopt});
         if (!screen_.show(lines)) loop_.stop();
         showAgainIfBehind();
@@ -74,7 +78,7 @@ class Watch {
         std::string line;
         for (const BilingualText& words : {title, bodyLine1, bodyLine2}) {
             if (!line.empty()) line += ' ';
-            line += words.in(language_);
+            line += words.in(language());
         }
         if (!screen_.announce(line)) loop_.stop();
         showAgainIfBehind();
@@ -89,7 +93,6 @@ class Watch {
     PollMainLoop loop_;
     WatchScreen screen_;
     MainLoop::TimerHandle showingAgain_;
-    WidgetLanguage language_ = automaticLanguage(processEnvironment);
     UsageSession session_{loop_};
 };
 

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "headless/CommandLine.h"
+#include "headless/DumpValues.h"
 #include "headless/EndingSignals.h"
 #include "headless/JsonDump.h"
 #include "headless/Watch.h"
@@ -66,7 +67,7 @@ int forgetGone() {
     const ReadEndedBySignals read;
     const RuntimeLoadContext context = contextOf(read);
     ReaderCaches caches;
-    CodexUsageReader::readLocalUsage({.context = context, .userCodex = CodexFolders::ofUser()},
+    CodexUsageReader::readLocalUsage({.context = context, .userCodex = context.userCodex()},
                                      caches);
     const std::size_t count = caches.sessions.forgetGone();
     if (caches.sessions.save() != SessionUsageCache::Saving::done) {
@@ -106,6 +107,9 @@ int main(int argc, char** argv) {
     if (isGiven("--dump-json")) {
         dumpJSON(readEverything(), std::cout);
         return 0;
+    }
+    if (isGiven("--dump-values")) {
+        return dumpValues(dumpValuesRequest(arguments), std::cout, std::cerr);
     }
     if (isGiven("--watch")) return runWatch();
     const bool wantsHelp = isGiven("--help") || isGiven("-h");

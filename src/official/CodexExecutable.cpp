@@ -175,4 +175,15 @@ std::optional<fs::path> resolveCodexExecutablePath(const CodexSearch& search) {
     return firstAllowedCodexExecutablePath(installedPaths(search), isExecutableFile, isAllowed);
 }
 
+std::vector<fs::path> codexExecutablePaths(const CodexSearch& search) {
+    std::vector<fs::path> found;
+    for (const auto& paths : {fixedPaths(search), installedPaths(search)}) {
+        for (const fs::path& path : paths) {
+            if (!isExecutableFile(path) || !codexExecutableAccessIsAllowed(path, search)) continue;
+            if (std::ranges::find(found, path) == found.end()) found.push_back(path);
+        }
+    }
+    return found;
+}
+
 }  // namespace vantry::CodexUsageReader

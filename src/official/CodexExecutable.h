@@ -37,4 +37,8 @@ bool codexExecutableAccessIsAllowed(const std::filesystem::path& path, const Cod
 /// Homebrew and Volta install to, a newer version before an older one.
 std::optional<std::filesystem::path> resolveCodexExecutablePath(const CodexSearch& search);
 
+/// Every program that may be run, in the order in which they are preferred, without the choice;
+/// links that lead to one program give it once.
+std::vector<std::filesystem::path> codexExecutablePaths(const CodexSearch& search);
+
 }  // namespace vantry::CodexUsageReader

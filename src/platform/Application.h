@@ -6,6 +6,8 @@
 namespace vantry::application {
 
 inline constexpr std::string_view displayName = "Vantry";
+/// Under which the desktop knows it.
+inline constexpr std::string_view bundleIdentifier = "com.orvale.vantry.desktopapp";
 inline constexpr std::string_view version = "0.1.1";
 
 }  // namespace vantry::application

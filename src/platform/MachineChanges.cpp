@@ -4,7 +4,9 @@
 #include <ctime>
 #include <linux/netlink.h>
 #include <linux/rtnetlink.h>
+#include <sys/inotify.h>
 #include <sys/socket.h>
+#include <unistd.h>
 
 namespace vantry {
 
@@ -35,6 +37,22 @@ void takeNetworkChanges(const FileDescriptor& changes) {
     // What they say does not matter; a lost one is told by an error and is a change too.
     std::array<char, 8192> message{};
     while (::recv(changes.number(), message.data(), message.size(), MSG_DONTWAIT) > 0) {
+    }
+}
+
+FileDescriptor openFolderChanges(const std::filesystem::path& folder) {
+    FileDescriptor changes(::inotify_init1(IN_CLOEXEC | IN_NONBLOCK));
+    constexpr std::uint32_t events = IN_MOVED_TO | IN_CLOSE_WRITE | IN_DELETE;
+    if (!changes.isOpen() ||
+        ::inotify_add_watch(changes.number(), folder.c_str(), events | IN_ONLYDIR) < 0) {
+        return {};
+    }
+    return changes;
+}
+
+void takeFolderChanges(const FileDescriptor& changes) {
+    std::array<char, 4096> events{};
+    while (::read(changes.number(), events.data(), events.size()) > 0) {
     }
 }
 

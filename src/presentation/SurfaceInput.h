@@ -2,9 +2,9 @@
 
 #include "presentation/dashboard/DashboardNavigation.h"
 #include "presentation/format/Wording.h"
-#include "presentation/settings/MachineFacts.h"
 #include "refresh/UsageStoreState.h"
 #include "session/settings/AppSettings.h"
+#include "session/settings/MachineFacts.h"
 
 namespace vantry {
 

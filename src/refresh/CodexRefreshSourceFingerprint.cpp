@@ -234,7 +234,7 @@ std::optional<Value> CodexRefreshSourceFingerprint::captureLocalUsage(
 
 std::optional<Value> CodexRefreshSourceFingerprint::captureTaskBoard(
     const RuntimeLoadContext& context) {
-    return captureTaskBoardIn(CodexFolders::ofUser(), context);
+    return captureTaskBoardIn(context.userCodex(), context);
 }
 
 std::optional<Value> CodexRefreshSourceFingerprint::captureTaskBoardIn(

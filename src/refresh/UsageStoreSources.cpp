@@ -41,7 +41,7 @@ UsageStoreSources UsageStoreSources::real() {
         .readLocalUsage =
             [caches](const RuntimeLoadContext& context) {
                 return CodexUsageReader::readLocalUsage(
-                    {.context = context, .userCodex = CodexFolders::ofUser()}, *caches);
+                    {.context = context, .userCodex = context.userCodex()}, *caches);
             },
         .loadTaskBoard =
             [reader](const RuntimeLoadContext& context) {

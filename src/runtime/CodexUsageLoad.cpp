@@ -126,7 +126,7 @@ ReadSources ReadSources::real(std::shared_ptr<ReaderCaches> caches) {
     return {.appServer = readAppServer,
             .localUsage =
                 [caches = std::move(caches)](const RuntimeLoadContext& context) {
-                    return readLocalUsage({.context = context, .userCodex = CodexFolders::ofUser()},
+                    return readLocalUsage({.context = context, .userCodex = context.userCodex()},
                                           *caches);
                 },
             .taskBoard = [](const RuntimeLoadContext& context) { return readTaskBoard(context); }};

@@ -54,7 +54,7 @@ std::optional<RuntimeUsageSnapshot> loadKept(const RuntimeLoadContext& context) 
     const KeptAccount kept = keptAccount(context);
     UsageSnapshot snapshot = makeQuotaSnapshot(
         {.context = context, .appServer = kept.read, .isLoadingLocalUsage = true});
-    auto local = keptLocalUsage({.context = context, .userCodex = CodexFolders::ofUser()});
+    auto local = keptLocalUsage({.context = context, .userCodex = context.userCodex()});
     if (local) {
         auto hybrid = mergeCloudDailyUsage({.cloudDailyBuckets = snapshot.cloudDailyBuckets,
                                             .into = *std::move(local->local),

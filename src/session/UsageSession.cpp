@@ -3,8 +3,10 @@
 #include <memory>
 #include <utility>
 
+#include "platform/Application.h"
 #include "platform/MachineChanges.h"
 #include "session/DesktopWidgetSnapshotBuilder.h"
+#include "statistics/StatisticsTimeZonePreferenceStore.h"
 
 namespace vantry {
 
@@ -13,12 +15,17 @@ namespace {
 constexpr double zoneInterval = 60;   // seconds
 constexpr double sleepInterval = 10;  // seconds
 
-/// The machine's own sources, for reads that can be cancelled.
-UsageStoreSources sourcesOf(const Cancellation& cancellation) {
+std::filesystem::path preferenceFolder() {
+    return UserDirectories::current().config / application::displayName;
+}
+
+/// The machine's own sources, for reads that can be cancelled and find Codex where the user says.
+UsageStoreSources sourcesOf(const Cancellation& cancellation,
+                            std::function<Environment()> environment) {
     UsageStoreSources sources = UsageStoreSources::real();
-    sources.liveContext = [cancellation, live = std::move(sources.liveContext)](
+    sources.liveContext = [cancellation, environment = std::move(environment)](
                               Date now, const StatisticsTimeZonePreference& preference) {
-        RuntimeLoadContext context = live(now, preference);
+        RuntimeLoadContext context = RuntimeLoadContext::live(now, preference, environment());
         context.cancellation = cancellation;
         return context;
     };
@@ -27,7 +34,7 @@ UsageStoreSources sourcesOf(const Cancellation& cancellation) {
 
 }  // namespace
 
-UsageSession::UsageSession(MainLoop& loop)
+UsageSession::UsageSession(MainLoop& loop, std::function<void(WidgetSkin)> activateSkin)
     : loop_(loop),
       network_(openNetworkChanges()),
       slept_(secondsSlept()),
@@ -35,10 +42,13 @@ UsageSession::UsageSession(MainLoop& loop)
                   .onDesktopWidgetQueue = [this](auto task) { work_.write(std::move(task)); },
                   .onMainThread = [this](auto task) { loop_.post(std::move(task)); },
                   .reload = std::make_shared<NoDesktopWidgetReloadService>()}),
-      defaults_(UserDirectories::current().config / "Vantry", "Vantry"),
+      defaults_(preferenceFolder(), application::displayName),
+      settings_({.defaults = defaults_,
+                 .calendar = Calendar(TimeZone::system()),
+                 .activateSkin = std::move(activateSkin)}),
       store_({.loop = loop_,
               .runInBackground = [this](auto task) { work_.read(std::move(task)); },
-              .sources = sourcesOf(work_.cancellation()),
+              .sources = sourcesOf(work_.cancellation(), [this] { return environment(); }),
               .defaults = defaults_,
               .systemTimeZone = [] { return TimeZone::system(); },
               .publishDesktopRecord =
@@ -53,7 +63,31 @@ void UsageSession::start() {
         takeNetworkChanges(network_);
         store_.networkDidChange();
     });
+    watchPreferences();
     store_.start();
+}
+
+// A change of where Codex is asks for everything anew.
+void UsageSession::watchPreferences() {
+    settingsChanges_ = settings_.observe([this](const AppSettingsProperties& changed) {
+        if (changed.contains(AppSettingsProperty::codexHome) ||
+            changed.contains(AppSettingsProperty::codexProgram)) {
+            store_.refresh({.queueIfBusy = true});
+        }
+    });
+    std::error_code error;
+    std::filesystem::create_directories(preferenceFolder(), error);
+    preferences_ = openFolderChanges(preferenceFolder());
+    if (!preferences_.isOpen()) return;
+    preferencesWatch_ = loop_.watchReadable(preferences_.number(), [this] { readPreferences(); });
+}
+
+// What another Vantry stored; what this one did is known already.
+void UsageSession::readPreferences() {
+    takeFolderChanges(preferences_);
+    settings_.reload();
+    const auto zone = StatisticsTimeZonePreferenceStore::load(defaults_, zone_);
+    if (zone != store_.state().statisticsPreference) store_.updateStatisticsTimeZone(zone);
 }
 
 bool UsageSession::end() {
@@ -61,6 +95,8 @@ bool UsageSession::end() {
     zoneTimer_.reset();
     sleepTimer_.reset();
     networkWatch_.reset();
+    preferencesWatch_.reset();
+    settingsChanges_ = Subscription();
     defaults_.flush(BackgroundWork::endingTime);
     return work_.end();
 }

@@ -6,6 +6,7 @@
 #include "refresh/UsageStore.h"
 #include "session/BackgroundWork.h"
 #include "session/DesktopWidgetSnapshotPublisher.h"
+#include "session/settings/AppSettings.h"
 
 namespace vantry {
 
@@ -14,7 +15,9 @@ namespace vantry {
 /// machine does meanwhile. The thread of the loop, which turns for as long as this lives.
 class UsageSession {
   public:
-    explicit UsageSession(MainLoop& loop);
+    /// `activateSkin` is called with the skin before anybody hears of it.
+    explicit UsageSession(
+        MainLoop& loop, std::function<void(WidgetSkin)> activateSkin = [](WidgetSkin) {});
     UsageSession(const UsageSession&) = delete;
     UsageSession& operator=(const UsageSession&) = delete;
 
@@ -26,11 +29,17 @@ class UsageSession {
     bool end();
 
     UsageStore& store() { return store_; }
+    AppSettings& settings() { return settings_; }
     const UserDefaults& defaults() const { return defaults_; }
 
   private:
     void compareZone();
     void compareSleep();
+    void watchPreferences();
+    void readPreferences();
+    Environment environment() const {
+        return environmentOf(settings_.values(), processEnvironment);
+    }
 
     MainLoop& loop_;
     FileDescriptor network_;
@@ -39,10 +48,14 @@ class UsageSession {
     BackgroundWork work_;
     DesktopWidgetSnapshotPublisher publisher_;
     UserDefaults defaults_;
+    AppSettings settings_;
     UsageStore store_;
     MainLoop::TimerHandle zoneTimer_;
     MainLoop::TimerHandle sleepTimer_;
     MainLoop::WatchHandle networkWatch_;
+    FileDescriptor preferences_;
+    MainLoop::WatchHandle preferencesWatch_;
+    Subscription settingsChanges_;
 };
 
 }  // namespace vantry

@@ -18,6 +18,7 @@ RuntimeLoadContext RuntimeLoadContext::live(
                                                 : absolutePath(cacheOverride),
         .statistics = StatisticsContext(statisticsPreference, now, TimeZone::system(environment)),
         .movedCodex = CodexFolders::current(environment),
+        .usersCodex = CodexFolders::ofUser(environment),
         .chosenCodex = codex.empty() ? std::nullopt : std::optional<std::filesystem::path>(codex),
         .dataDirectory = cacheOverride.empty() ? directories.data / application::displayName
                                                : absolutePath(cacheOverride)};

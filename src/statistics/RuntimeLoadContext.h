@@ -21,6 +21,9 @@ struct RuntimeLoadContext {
     /// Where Codex's files lie, if not in the `.codex` of the home.
     std::optional<CodexFolders> movedCodex = {};
 
+    /// Those of the user himself, where an override of the home moved the others.
+    std::optional<CodexFolders> usersCodex = {};
+
     /// The codex that the user wants to be run, in place of one that is looked for.
     std::optional<std::filesystem::path> chosenCodex = {};
 
@@ -35,6 +38,8 @@ struct RuntimeLoadContext {
     }
 
     CodexFolders codex() const { return movedCodex.value_or(CodexFolders::below(homeDirectory)); }
+
+    CodexFolders userCodex() const { return usersCodex ? *usersCodex : CodexFolders::ofUser(); }
 
     /// The context of a real read: the user's directories, or those that VANTRY_HOME_OVERRIDE and
     /// VANTRY_CACHE_OVERRIDE name, Codex's folders, the program that VANTRY_CODEX_PATH names, and

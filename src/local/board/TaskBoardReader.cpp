@@ -184,7 +184,7 @@ TaskBoardRead readTaskBoardIn(const CodexFolders& codex, const RuntimeLoadContex
 }
 
 TaskBoardRead readTaskBoard(const RuntimeLoadContext& context) {
-    return readTaskBoardIn(CodexFolders::ofUser(), context);
+    return readTaskBoardIn(context.userCodex(), context);
 }
 
 }  // namespace vantry::CodexUsageReader

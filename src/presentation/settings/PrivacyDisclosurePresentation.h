@@ -3,7 +3,7 @@
 #include <string>
 
 #include "presentation/format/Action.h"
-#include "presentation/settings/MachineFacts.h"
+#include "session/settings/MachineFacts.h"
 
 namespace vantry {
 

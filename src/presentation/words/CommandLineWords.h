@@ -27,6 +27,17 @@ inline constexpr BilingualText dump{.zh = "读取一次，以 JSON 输出全部�
 inline constexpr BilingualText probe{
     .zh = "读取一次，以 JSON 输出状态与计数，不含标题与路径",
     .en = "read once and print states and counts as JSON, no titles"};
+inline constexpr BilingualText dumpValues{.zh = "以 JSON 输出每个界面所显示的全部内容",
+                                          .en = "print as JSON everything that any window shows"};
+inline constexpr BilingualText state{.zh = "改为输出一个示例状态",
+                                     .en = "of a made-up state instead of this machine"};
+inline constexpr BilingualText language{.zh = "以何种语言输出", .en = "in that language"};
+/// The name, and those that there are.
+inline constexpr BilingualText unknownState{.zh = "vantry: 没有名为 {} 的状态。可用：{}",
+                                            .en = "vantry: no state is called {}. There are: {}"};
+inline constexpr BilingualText unknownLanguage{
+    .zh = "vantry: 没有名为 {} 的语言。可用：zh en",
+    .en = "vantry: no language is called {}. There are: zh en"};
 inline constexpr BilingualText forgetGone{.zh = "清除已不存在的日志所留下的记录",
                                           .en = "forget what is kept of logs that are gone"};
 inline constexpr BilingualText selfTests{.zh = "--self-test-NAME 运行内置自检：",

@@ -44,4 +44,8 @@ struct MachineFacts {
     friend bool operator==(const MachineFacts&, const MachineFacts&) = default;
 };
 
+/// What can be found out without a desktop. Starts each program of Codex that is found, so that it
+/// says its version: blocks for as long as they take, three seconds each at most.
+MachineFacts gatherMachineFacts(const Environment& environment = processEnvironment);
+
 }  // namespace vantry
