@@ -79,17 +79,6 @@ class CardMaker {
         card.accessibleName = spoken(card, trend, days);
     }
 
-    static FigureSource sourceOf(UsageSourceQuality quality) {
-        switch (quality) {
-            case UsageSourceQuality::official:
-                return FigureSource::account;
-            case UsageSourceQuality::hybrid:
-                return FigureSource::accountAndComputer;
-            default:
-                return FigureSource::thisComputer;
-        }
-    }
-
     // The last week has days that nobody knows.
     static bool lacksDays(const UsageTrend& trend) {
         return std::ranges::any_of(trend.heatmapWeeks.back(), [](const UsageHeatmapDay& day) {
@@ -184,6 +173,17 @@ BilingualText basisWord(UsageSourceQuality quality) {
             break;
     }
     return UsageCardWords::threadBased;
+}
+
+FigureSource sourceOf(UsageSourceQuality quality) {
+    switch (quality) {
+        case UsageSourceQuality::official:
+            return FigureSource::account;
+        case UsageSourceQuality::hybrid:
+            return FigureSource::accountAndComputer;
+        default:
+            return FigureSource::thisComputer;
+    }
 }
 
 namespace OfficialLifetimeMenuPresentation {

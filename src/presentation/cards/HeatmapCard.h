@@ -97,6 +97,9 @@ HeatmapCard heatmapCard(const SurfaceInput& input, HeatmapDetail detail);
 /// The one word for what a trend is made of.
 BilingualText basisWord(UsageSourceQuality quality);
 
+/// Where days of that quality come from.
+FigureSource sourceOf(UsageSourceQuality quality);
+
 /// The account's total since it began.
 namespace OfficialLifetimeMenuPresentation {
 

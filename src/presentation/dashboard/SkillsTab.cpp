@@ -75,7 +75,7 @@ class TabMaker {
                 row.tooltip +=
                     " · " + words_(DashboardWords::lastLoaded, words_.moment(*skill.lastLoadedAt));
             }
-            row.share = size;
+            row.detail += " · " + size;
             finish(panel, std::move(row), input_.navigation.unfoldedSkillID,
                    breakdown(local).projectsBySkillID, loadWords);
         }

@@ -135,6 +135,9 @@ class TrendMaker {
             if (!panel_.points.back().tokens) ++unknown;
         }
         panel_.basis = words_(basisWord(trend.sourceQuality));
+        FigureOrigin origin = input_.localOrigin();
+        origin.source = sourceOf(trend.sourceQuality);
+        panel_.provenance = words_.provenance(origin);
         if (trend.sourceQuality == UsageSourceQuality::hybrid) {
             panel_.note = words_(DashboardWords::trendSources);
         }

@@ -39,9 +39,9 @@ std::int64_t dice(std::int64_t n) {
 }
 
 std::int64_t tokensOfDay(const SampleScale& scale, std::int64_t daysAgo) {
-    if (daysAgo >= scale.usedDays || dice(daysAgo) < 18) return 0;
+    if (daysAgo >= scale.usedDays || (daysAgo > 0 && dice(daysAgo) < 18)) return 0;
     // Multiplied last, so that tiny figures stay figures.
-    return std::max<std::int64_t>(scale.tokensOfDay / 100 * (20 + dice(daysAgo + 7) * 2),
+    return std::max<std::int64_t>(scale.tokensOfDay / 100 * (20 + dice(daysAgo + 3) * 2),
                                   scale.tokensOfDay > 0 ? 1 : 0);
 }
 
