@@ -79,6 +79,7 @@ const std::vector<SelfTestMode>& selfTestModes() {
           {"task board presentation", TaskBoardPresentationSelfTest::run},
           {"desktop widget snapshot", DesktopWidgetSnapshotSelfTest::run},
           {"watch lines", WatchLinesSelfTest::run},
+          {"palette", PaletteSelfTest::run},
           notBuilt("window animation clock"),
           notBuilt("dashboard navigation"),
           notBuilt("line chart geometry"),

@@ -18,6 +18,7 @@ namespace LocalAnalyticsSelfTest { bool run(); }
 namespace MainLoopSelfTest { bool run(); }
 namespace ModelUsageTrendSelfTest { bool run(); }
 namespace OfficialDailyUsageSelfTest { bool run(); }
+namespace PaletteSelfTest { bool run(); }
 namespace PersonalUsageSelfTest { bool run(); }
 namespace PlatformSelfTest { bool run(); }
 namespace ProjectUsageDetailSelfTest { bool run(); }
