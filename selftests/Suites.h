@@ -7,12 +7,14 @@ namespace vantry {
 namespace AgentUsageAggregatorSelfTest { bool run(); }
 namespace AppServerConversationSelfTest { bool run(); }
 namespace AppServerSessionSelfTest { bool run(); }
+namespace AppSingleInstanceSelfTest { bool run(); }
 namespace ApplicationStartSelfTest { bool run(); }
 namespace BoundedProcessRunnerSelfTest { bool run(); }
 namespace CodexExecutableSelfTest { bool run(); }
 namespace CodexSessionOpenerSelfTest { bool run(); }
 namespace DebugLogSelfTest { bool run(); }
 namespace DesktopWidgetSnapshotSelfTest { bool run(); }
+namespace InstallationIdentitySelfTest { bool run(); }
 namespace JSONDumpWriterSelfTest { bool run(); }
 namespace LocalAnalyticsSelfTest { bool run(); }
 namespace MainLoopSelfTest { bool run(); }
