@@ -69,8 +69,8 @@ const std::vector<SelfTestMode>& selfTestModes() {
           {"usage trend", UsageTrendSelfTest::run},
           {"local analytics", LocalAnalyticsSelfTest::run},
           {"codex project name parsing", CodexUsageReader::runCodexProjectNameParsingSelfTest},
-          notBuilt("status item"),
-          notBuilt("main window shortcut"),
+          {"status item", StatusItemPresentationSelfTest::run},
+          {"main window shortcut", MainWindowShortcutSelfTest::run},
           {"quota refresh fallback", QuotaRefreshFallbackSelfTest::run},
           {"refresh source fingerprint", RefreshSourceFingerprintSelfTest::run},
           {"usage store", UsageStoreSelfTest::run},
@@ -80,9 +80,11 @@ const std::vector<SelfTestMode>& selfTestModes() {
           {"desktop widget snapshot", DesktopWidgetSnapshotSelfTest::run},
           {"watch lines", WatchLinesSelfTest::run},
           {"palette", PaletteSelfTest::run},
-          notBuilt("window animation clock"),
-          notBuilt("dashboard navigation"),
-          notBuilt("line chart geometry"),
+          {"window animation clock", WindowAnimationClockPolicySelfTest::run},
+          {"dashboard navigation", DashboardNavigationSelfTest::run},
+          {"line chart geometry", UsageTrendLayoutSelfTest::run},
+          {"surfaces", SurfacesSelfTest::run},
+          {"window placement", WindowPlacementSelfTest::run},
           {"quota early recovery", QuotaEarlyRecoverySelfTest::run}}},
         {"--self-test-statistics-time-zone",
          {{"statistics time zone", StatisticsTimeZoneSelfTest::run}}},
@@ -97,7 +99,8 @@ const std::vector<SelfTestMode>& selfTestModes() {
         {"--self-test-project-usage-detail",
          {{"project usage detail", ProjectUsageDetailSelfTest::run}}},
         {"--self-test-debug-log", {{"debug log", DebugLogSelfTest::run}}},
-        {"--self-test-privacy-disclosure", {notBuilt("privacy disclosure")}}};
+        {"--self-test-privacy-disclosure",
+         {{"privacy disclosure", PrivacyDisclosureSelfTest::run}}}};
     return modes;
 }
 

@@ -40,8 +40,9 @@ TrayRing trayRing(int size, bool isThin) {
 
 std::vector<TrayMenuEntry> trayMenu(const std::vector<std::string>& figures,
                                     WidgetLanguage language) {
-    const auto entry = [&](const BilingualText& title, ActionKind kind) {
-        return TrayMenuEntry{.title = std::string(title.in(language)), .action = {.kind = kind}};
+    const auto entry = [&](const BilingualText& words, ActionKind kind) {
+        const std::string title(words.in(language));
+        return TrayMenuEntry{.title = title, .action = {.kind = kind, .title = title}};
     };
     const TrayMenuEntry separator{.isEnabled = false};
     std::vector<TrayMenuEntry> entries{
