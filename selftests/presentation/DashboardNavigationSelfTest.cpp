@@ -62,9 +62,10 @@ void checkStoredSettings(SelfTest& test) {
     // Another process, whose values are in the file.
     AppSettingsValues theirs = expected;
     theirs.themeMode = WidgetThemeMode::dark;
+    test.expect(defaults.flush(), "the file has ours");
     UserDefaults theirDefaults(directory.path(), "test");
     theirDefaults.setString("Vantry.interfaceThemeMode", "dark");
-    test.expect(defaults.flush() && theirDefaults.flush(), "the file has it");
+    test.expect(theirDefaults.flush(), "and theirs");
     changed.clear();
     settings.reload();
     settings.reload();

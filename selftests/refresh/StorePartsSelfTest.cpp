@@ -74,9 +74,11 @@ void checkFurtherReads(SelfTest& test) {
         loop.advance(1.5);
     }
     test.expect(all == 1, "a machine that cannot sleep is read once");
+    loop.advance(1);
+    test.expect(all == 2, "and again after the pause that its waking ends");
     reads.stop();
     loop.advance(1'000);
-    test.expect(quotas == 1 && all == 1, "nothing comes after the stop");
+    test.expect(quotas == 1 && all == 2, "nothing comes after the stop");
 }
 
 void checkChanges(SelfTest& test) {

@@ -99,8 +99,12 @@ void checkTimers(SelfTest& test) {
     world.pass(1);
     test.expect(world.fullReads == 2 && todayOf(*store) == 1 && quotaNumber(*store) == 2,
                 "a full refresh reads what the account says and keeps the rest");
+    store->refresh({});
+    world.settle();
+    test.expect(todayOf(*store) == 3, "who asks for a refresh gets everything read");
     ++world.revision;
     world.pass(60);
+    test.expect(!store->state().snapshot.localUsageIsStale, "beside the account's days");
     test.expect(world.localReads == 1 && world.boardReads == 1 &&
                     boardTokens(*store) == todayOf(*store) &&
                     store->state().snapshot.taskBoard->refreshedAt == world.readTimes.back(),
@@ -236,6 +240,9 @@ void checkOffline(SelfTest& test) {
         };
         world.appServer = AppServerReadState::failed;
         if (isKnown) world.signedIn = "A";
+        store->refreshQuota({});
+        world.settle();
+        test.expect(todayOf(*store).has_value(), "the logs' own figures are there for everybody");
         store->refresh({.queueIfBusy = true});
         world.settle();
         test.expect(shows(isKnown), "what the account has stays, marked, if it is known to be his");
@@ -262,6 +269,16 @@ void checkOffline(SelfTest& test) {
     world.pass(15);
     test.expect(world.fullReads == 4 && !store->state().snapshot.cloudDailyUsageIsStale,
                 "and reads once more when its network follows");
+    world.pass(10);
+    world.appServer = AppServerReadState::failed;
+    store->refresh({});
+    store->networkDidChange();
+    world.land();
+    world.appServer = AppServerReadState::responded;
+    world.loop.advance(2.5);
+    world.settle();
+    test.expect(world.fullReads == 6,
+                "a network that changes during a failing read is not forgotten");
 }
 
 void checkEarlyRecovery(SelfTest& test) {

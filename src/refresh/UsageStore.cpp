@@ -95,7 +95,6 @@ void UsageStore::showKept(const RuntimeUsageSnapshot& kept, const RuntimeLoadCon
     const bool isOfToday = sameStatisticsDay(
         today, {.resolvedIdentifier = context.statistics.resolvedIdentifier(), .now = context.now});
     if (!hasStarted_ || codex() != nullptr || !isOfToday) return;
-    invalidateAccountBoundState(kept.snapshot.accountIdentity);
     publishRuntime(kept, {.refreshedAt = context.now, .identity = today});
 }
 
