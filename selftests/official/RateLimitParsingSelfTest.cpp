@@ -53,6 +53,32 @@ void checkWindows(SelfTest& test) {
     }
 }
 
+void checkOtherLimits(SelfTest& test) {
+    const RateLimits read = limitsOf(
+        R"({"ordinaryUsageAllowed":false,"rateLimitsByLimitId":{
+            "spark":{"limitName":"Spark","primary":{"usedPercent":100,"windowDurationMins":300,"resetsAt":9},
+                     "secondary":{"usedPercent":101},"rateLimitReachedType":"rate_limit_reached"},
+            "empty":{"primary":null},"bad":7,
+            "codex":{"primary":{"usedPercent":1,"windowDurationMins":300},
+                     "secondary":{"usedPercent":2,"windowDurationMins":43200},"spendControlReached":true}}})");
+    const RateWindow month{.usedPercent = 2, .windowDurationMins = 43'200};
+    const RateWindow spark{.usedPercent = 100, .windowDurationMins = 300, .resetsAt = Date(9)};
+    const AccountLimits expected{.otherLimits = {{.id = "codex", .windows = {month}},
+                                                 {.id = "spark",
+                                                  .name = "Spark",
+                                                  .windows = {spark},
+                                                  .rateLimitReachedType = "rate_limit_reached"}},
+                                 .spendControlReached = true,
+                                 .ordinaryUsageAllowed = false};
+    test.expect(told(read) == "99 - -" && read.limits == expected,
+                "every other limit is kept, and one bad value costs that value alone");
+    std::string many = R"({"rateLimitsByLimitId":{)";
+    for (int i = 0; i < 100; ++i) {
+        many += fmt::format(R"({}"l{}":{{"primary":{{"usedPercent":1}}}})", i > 0 ? "," : "", i);
+    }
+    test.expect(limitsOf(many + "}}").limits.otherLimits.size() == 32, "but not without end");
+}
+
 void checkCredits(SelfTest& test) {
     using Case = std::tuple<const char*, std::optional<CreditsInfo>, const char*>;
     const auto withResets = [](std::optional<std::int64_t> resetCredits) {
@@ -104,7 +130,8 @@ void checkAccount(SelfTest& test) {
 }  // namespace
 
 bool runRateLimitParsingSelfTest() {
-    return SelfTest::run("rate limit parsing", {checkWindows, checkCredits, checkAccount});
+    return SelfTest::run("rate limit parsing",
+                         {checkWindows, checkOtherLimits, checkCredits, checkAccount});
 }
 
 }  // namespace vantry::CodexUsageReader

@@ -129,6 +129,11 @@ const std::vector<Expected>& expectedTexts() {
         {"logs-missing", "dashboard.diagnostics.0.morePaths", "另有 3 个", "3 more"},
         {"quota-used-up", "tray.image.track", "danger", "danger"},
         {"quota-used-up", "popover.quota.chosen.remaining", "剩余 0%", "0% left"},
+        {"other-limits", "popover.quota.limits.0.name", "codex 30天", "codex 30d"},
+        {"other-limits", "popover.quota.limits.1.remaining", "剩余 0%", "0% left"},
+        {"other-limits", "popover.quota.limits.1.reset", "1小时7分后恢复", "back in 1h 7m"},
+        {"other-limits", "popover.quota.stopped", "已达到限额：GPT-5.5 Spark",
+         "Limit reached: GPT-5.5 Spark"},
         {"huge-numbers", "popover.month.footer", "历史累计 9000000000.0B",
          "Lifetime 9000000000.0B"},
         {"tiny-numbers", "popover.month.footer", "历史累计 0", "Lifetime 0"}};

@@ -1,5 +1,8 @@
 #include "official/AccountParsing.h"
 
+#include <algorithm>
+#include <utility>
+
 #include "platform/Sha256.h"
 
 namespace vantry::CodexUsageReader {
@@ -8,6 +11,7 @@ namespace {
 
 constexpr std::int64_t fiveHourMinutes = 300;
 constexpr std::int64_t sevenDayMinutes = 10'080;
+constexpr std::size_t mostLimits = 32;
 
 JsonView firstObject(JsonView preferred, JsonView fallback) {
     return preferred.isObject() ? preferred : fallback;
@@ -28,6 +32,17 @@ std::optional<CreditsInfo> parseCredits(JsonView limit, JsonView result) {
                        .unlimited = credits["unlimited"].boolean().value_or(false),
                        .balance = ownedText(credits["balance"]),
                        .resetCredits = resetCredits};
+}
+
+AccountLimit parseLimit(std::string_view id, JsonView limit) {
+    AccountLimit parsed{.id = std::string(id),
+                        .name = ownedText(limit["limitName"]),
+                        .rateLimitReachedType = ownedText(limit["rateLimitReachedType"]),
+                        .spendControlReached = limit["spendControlReached"].boolean()};
+    for (const char* key : {"primary", "secondary"}) {
+        if (const auto window = parseRateWindow(limit[key])) parsed.windows.push_back(*window);
+    }
+    return parsed;
 }
 
 }  // namespace
@@ -58,16 +73,27 @@ RateLimits parseRateLimits(JsonView result) {
     }
     const JsonView limit =
         firstObject(result["rateLimitsByLimitId"]["codex"], result["rateLimits"]);
-    for (const char* key : {"primary", "secondary"}) {
-        const auto window = parseRateWindow(limit[key]);
-        if (!window) continue;
-        if (window->windowDurationMins == fiveHourMinutes && !limits.primary) {
-            limits.primary = window;
-        }
-        if (window->windowDurationMins == sevenDayMinutes && !limits.secondary) {
-            limits.secondary = window;
-        }
-    }
+    AccountLimit unslotted = parseLimit("codex", limit);
+    std::erase_if(unslotted.windows, [&](const RateWindow& window) {
+        auto* slot = window.windowDurationMins == fiveHourMinutes   ? &limits.primary
+                     : window.windowDurationMins == sevenDayMinutes ? &limits.secondary
+                                                                    : nullptr;
+        if (slot == nullptr || *slot) return false;
+        *slot = window;
+        return true;
+    });
+    limits.limits.rateLimitReachedType = std::exchange(unslotted.rateLimitReachedType, {});
+    limits.limits.spendControlReached = std::exchange(unslotted.spendControlReached, {});
+    limits.limits.ordinaryUsageAllowed = result["ordinaryUsageAllowed"].boolean();
+    std::vector<AccountLimit>& others = limits.limits.otherLimits;
+    if (!unslotted.windows.empty()) others.push_back(std::move(unslotted));
+    result["rateLimitsByLimitId"].forEachMember([&](std::string_view id, JsonView value) {
+        if (id == "codex") return true;
+        AccountLimit other = parseLimit(id, value);
+        if (!other.windows.empty() || other.isReached()) others.push_back(std::move(other));
+        return others.size() < mostLimits;
+    });
+    std::ranges::sort(others, {}, &AccountLimit::id);
     limits.credits = parseCredits(limit, result);
     return limits;
 }

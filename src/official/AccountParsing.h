@@ -23,6 +23,9 @@ struct RateLimits {
     std::optional<RateWindow> primary;    ///< the window of 300 minutes
     std::optional<RateWindow> secondary;  ///< the window of 10,080 minutes
     std::optional<CreditsInfo> credits;
+    /// Every other limit: those under other ids, and windows that fill no slot under "codex". At
+    /// most 32.
+    AccountLimits limits;
 };
 
 /// Windows are put into their slots by their length, wherever the service names them.

@@ -193,6 +193,7 @@ AppServerRead AppServerConversation::result() const {
         snapshot.primary = firstQuota_->primary;
         snapshot.secondary = firstQuota_->secondary;
         snapshot.credits = firstQuota_->credits;
+        snapshot.limits = firstQuota_->limits;
     }
     judgeAccount(read);
     return read;
@@ -216,6 +217,7 @@ void AppServerConversation::judgeAccount(AppServerRead& read) const {
     read.snapshot.primary = finalQuota_->primary;
     read.snapshot.secondary = finalQuota_->secondary;
     read.snapshot.credits = finalQuota_->credits;
+    read.snapshot.limits = finalQuota_->limits;
 }
 
 }  // namespace vantry

@@ -23,6 +23,7 @@ struct AppServerSnapshot {
     std::optional<RateWindow> primary;
     std::optional<RateWindow> secondary;
     std::optional<CreditsInfo> credits;
+    AccountLimits limits;
     std::optional<std::int64_t> officialLifetimeTokens;
     std::optional<Date> officialLifetimeCapturedAt;
     bool officialLifetimeIsStale = false;

@@ -11,10 +11,10 @@ template <>
 struct RecordFields<CodexUsageReader::KeptQuota> {
     using Quota = CodexUsageReader::KeptQuota;
     static constexpr std::tuple list{
-        field("version", &Quota::version),      field("accountIdentity", &Quota::accountIdentity),
-        field("account", &Quota::account),      field("primary", &Quota::primary),
-        field("secondary", &Quota::secondary),  field("credits", &Quota::credits),
-        field("capturedAt", &Quota::capturedAt)};
+        field("version", &Quota::version),     field("accountIdentity", &Quota::accountIdentity),
+        field("account", &Quota::account),     field("primary", &Quota::primary),
+        field("secondary", &Quota::secondary), field("credits", &Quota::credits),
+        field("limits", &Quota::limits),       field("capturedAt", &Quota::capturedAt)};
 };
 
 }  // namespace vantry
@@ -35,13 +35,15 @@ fs::path fileIn(const fs::path& cacheDirectory) {
 
 void keepQuota(const fs::path& cacheDirectory, const AppServerSnapshot& session, Date capturedAt) {
     const auto& identity = session.accountIdentity;
-    const bool hasWindow = session.primary || session.secondary;
+    const bool hasWindow =
+        session.primary || session.secondary || !session.limits.otherLimits.empty();
     if (cacheDirectory.empty() || !identity || identity->empty() || !hasWindow) return;
     const KeptQuota quota{.accountIdentity = *identity,
                           .account = session.account,
                           .primary = session.primary,
                           .secondary = session.secondary,
                           .credits = session.credits,
+                          .limits = session.limits,
                           .capturedAt = capturedAt};
     const auto document = writeJson(encode(quota, RecordForm::stored), JsonLayout::compact);
     if (!document) return;

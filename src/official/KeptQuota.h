@@ -19,6 +19,7 @@ struct KeptQuota {
     std::optional<RateWindow> primary;
     std::optional<RateWindow> secondary;
     std::optional<CreditsInfo> credits;
+    std::optional<AccountLimits> limits;  ///< absent in files of earlier versions
     Date capturedAt;
 
     friend bool operator==(const KeptQuota&, const KeptQuota&) = default;

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "platform/RecordFields.h"
 
@@ -45,6 +46,49 @@ struct RecordFields<CreditsInfo> {
     static constexpr std::tuple list{
         field("hasCredits", &CreditsInfo::hasCredits), field("unlimited", &CreditsInfo::unlimited),
         field("balance", &CreditsInfo::balance), field("resetCredits", &CreditsInfo::resetCredits)};
+};
+
+/// A limit beside the two windows that the plan is judged by: of a single model, or of another
+/// length.
+struct AccountLimit {
+    std::string id;                   ///< the service's own
+    std::optional<std::string> name;  ///< the service's words, which can be anything
+    std::vector<RateWindow> windows;
+    std::optional<std::string> rateLimitReachedType;
+    std::optional<bool> spendControlReached;
+
+    bool isReached() const { return rateLimitReachedType || spendControlReached.value_or(false); }
+
+    friend bool operator==(const AccountLimit&, const AccountLimit&) = default;
+};
+
+template <>
+struct RecordFields<AccountLimit> {
+    static constexpr std::tuple list{
+        field("id", &AccountLimit::id), field("name", &AccountLimit::name),
+        field("windows", &AccountLimit::windows),
+        field("rateLimitReachedType", &AccountLimit::rateLimitReachedType),
+        field("spendControlReached", &AccountLimit::spendControlReached)};
+};
+
+/// Whatever else stops an account: absent is not known.
+struct AccountLimits {
+    std::vector<AccountLimit> otherLimits;  ///< by id
+    std::optional<std::string>
+        rateLimitReachedType;  ///< of the plan's own limit, as the service says
+    std::optional<bool> spendControlReached;
+    std::optional<bool> ordinaryUsageAllowed;  ///< false: the account is stopped
+
+    friend bool operator==(const AccountLimits&, const AccountLimits&) = default;
+};
+
+template <>
+struct RecordFields<AccountLimits> {
+    static constexpr std::tuple list{
+        field("otherLimits", &AccountLimits::otherLimits),
+        field("rateLimitReachedType", &AccountLimits::rateLimitReachedType),
+        field("spendControlReached", &AccountLimits::spendControlReached),
+        field("ordinaryUsageAllowed", &AccountLimits::ordinaryUsageAllowed)};
 };
 
 /// What is kept of an account. Of its mail address only whether there was one.

@@ -30,6 +30,7 @@ struct UsageSnapshot {
     std::optional<RateWindow> primary;           ///< the 5-hour slot
     std::optional<RateWindow> secondary;         ///< the 7-day slot
     std::optional<CreditsInfo> credits;
+    AccountLimits limits;
     std::optional<std::int64_t> officialLifetimeTokens;
     std::optional<Date> officialLifetimeCapturedAt;
     bool officialLifetimeIsStale = false;
@@ -74,6 +75,13 @@ struct RecordFields<UsageSnapshot> {
         field("primary", &Snapshot::primary),
         field("secondary", &Snapshot::secondary),
         field("credits", &Snapshot::credits),
+        shownField<Snapshot>("otherLimits", [](const Snapshot& s) { return s.limits.otherLimits; }),
+        shownField<Snapshot>("rateLimitReachedType",
+                             [](const Snapshot& s) { return s.limits.rateLimitReachedType; }),
+        shownField<Snapshot>("spendControlReached",
+                             [](const Snapshot& s) { return s.limits.spendControlReached; }),
+        shownField<Snapshot>("ordinaryUsageAllowed",
+                             [](const Snapshot& s) { return s.limits.ordinaryUsageAllowed; }),
         field("officialLifetimeTokens", &Snapshot::officialLifetimeTokens),
         field("officialLifetimeCapturedAt", &Snapshot::officialLifetimeCapturedAt),
         field("officialLifetimeIsStale", &Snapshot::officialLifetimeIsStale),

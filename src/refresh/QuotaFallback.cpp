@@ -7,13 +7,14 @@ namespace vantry::QuotaRefreshFallbackPolicy {
 namespace {
 
 /// How much of a quota a side has.
-enum class Holding { nothing, otherWindow, plansWindow };
+enum class Holding { nothing, otherLimit, otherWindow, plansWindow };
 
 struct Side {
     const RuntimeUsageSnapshot* runtime = nullptr;
     std::optional<Date> capturedAt;
     std::optional<RateWindow> primary;
     std::optional<RateWindow> secondary;
+    AccountLimits limits;
     Holding holding = Holding::nothing;
 };
 
@@ -27,11 +28,19 @@ Side sideOf(const RuntimeUsageSnapshot& runtime, std::optional<Date> capturedAt,
               .capturedAt = capturedAt,
               .primary = running(runtime.snapshot.primary),
               .secondary = running(runtime.snapshot.secondary)};
+    side.limits = runtime.snapshot.limits;
+    bool hasOther = false;
+    for (AccountLimit& limit : side.limits.otherLimits) {
+        std::erase_if(limit.windows, [&](const RateWindow& window) { return !running(window); });
+        hasOther = hasOther || !limit.windows.empty();
+    }
     const bool isFiveHour = sides.kind == RuntimeQuotaWindowKind::fiveHour;
     if (isFiveHour ? side.primary : side.secondary) {
         side.holding = Holding::plansWindow;
     } else if (side.primary || side.secondary) {
         side.holding = Holding::otherWindow;
+    } else if (hasOther) {
+        side.holding = Holding::otherLimit;
     }
     return side;
 }
@@ -74,6 +83,7 @@ StandingQuota standingQuota(const QuotaSides& sides) {
     StandingQuota quota{.primary = standing.primary,
                         .secondary = standing.secondary,
                         .credits = (isNewer ? *shown.runtime : read).snapshot.credits,
+                        .limits = standing.limits,
                         .sourceLabel = standing.runtime->quotaSourceLabel,
                         .hasSelected = standing.holding == Holding::plansWindow};
     if (standing.holding != Holding::nothing) {

@@ -30,6 +30,7 @@ struct StandingQuota {
     std::optional<RateWindow> primary;    ///< if it still runs
     std::optional<RateWindow> secondary;  ///< likewise
     std::optional<CreditsInfo> credits;
+    AccountLimits limits;            ///< with those windows that still run
     std::optional<Date> capturedAt;  ///< absent without a window
     std::string sourceLabel;
     bool hasSelected = false;  ///< the plan's window is among them

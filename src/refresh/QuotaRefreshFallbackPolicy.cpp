@@ -43,6 +43,7 @@ void setQuota(RuntimeUsageSnapshot& into, StandingQuota quota) {
     into.snapshot.primary = quota.primary;
     into.snapshot.secondary = quota.secondary;
     into.snapshot.credits = std::move(quota.credits);
+    into.snapshot.limits = std::move(quota.limits);
     into.quotaCapturedAt = quota.capturedAt;
     into.quotaSourceLabel = std::move(quota.sourceLabel);
     if (quota.hasSelected) {

@@ -11,7 +11,7 @@ namespace {
 auto quotaOf(const RuntimeUsageSnapshot& runtime) {
     const UsageSnapshot& s = runtime.snapshot;
     return std::tie(runtime.status, runtime.quotaCapturedAt, runtime.quotaSourceLabel, s.account,
-                    s.accountIdentity, s.primary, s.secondary, s.credits);
+                    s.accountIdentity, s.primary, s.secondary, s.credits, s.limits);
 }
 
 auto usageOf(const RuntimeUsageSnapshot& runtime) {

@@ -28,8 +28,10 @@ void takeQuota(UsageSnapshot& into, const Parts<UsageSnapshot>& from) {
         into.primary = s->primary;
         into.secondary = s->secondary;
         into.credits = s->credits;
+        into.limits = s->limits;
     } else if (const auto* c = first(from, [](const auto& x) { return x.credits.has_value(); })) {
         into.credits = c->credits;
+        into.limits = c->limits;
     }
 }
 

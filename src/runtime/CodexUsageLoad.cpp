@@ -206,6 +206,7 @@ UsageSnapshot makeQuotaSnapshot(const QuotaSnapshotParts& parts) {
         .primary = official.primary,
         .secondary = official.secondary,
         .credits = official.credits,
+        .limits = official.limits,
         .officialLifetimeTokens = official.officialLifetimeTokens,
         .officialLifetimeCapturedAt = official.officialLifetimeCapturedAt,
         .officialLifetimeIsStale = official.officialLifetimeIsStale,

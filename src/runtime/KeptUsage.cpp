@@ -33,6 +33,7 @@ KeptAccount keptAccount(const RuntimeLoadContext& context) {
         session.primary = quota->primary;
         session.secondary = quota->secondary;
         session.credits = quota->credits;
+        session.limits = quota->limits.value_or(AccountLimits());
         kept.quotaCapturedAt = quota->capturedAt;
     }
     resolveOfficialDailyUsagePersistence(

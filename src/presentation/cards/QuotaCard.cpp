@@ -49,7 +49,9 @@ class CardMaker {
         const auto& other = isFiveHour ? snapshot.secondary : snapshot.primary;
         if (other) card.other = row(isFiveHour ? Kind::sevenDay : Kind::fiveHour, other);
         if (snapshot.credits && snapshot.credits->resetCredits) card.resetCredits = resetCredits();
+        card.stopped = stoppedText(snapshot, input_.settings.language);
         if (runtime_ != nullptr) {
+            card.limits = otherLimitLines(*runtime_, input_.now, input_.settings.language);
             for (const BilingualText& text : staleExplanations(*runtime_, input_.now)) {
                 card.explanations.push_back(words_(text));
             }
@@ -145,6 +147,7 @@ QuotaCard quotaCard(const SurfaceInput& input) {
 std::vector<std::string> QuotaCard::menuLines() const {
     std::vector<std::string> lines{chosen.accessibleName};
     if (other) lines.push_back(other->accessibleName);
+    if (!stopped.empty()) lines.push_back(stopped);
     return lines;
 }
 

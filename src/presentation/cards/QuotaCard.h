@@ -7,6 +7,7 @@
 #include "presentation/SurfaceInput.h"
 #include "presentation/format/Action.h"
 #include "presentation/format/Figure.h"
+#include "presentation/status/OtherLimits.h"
 
 namespace vantry {
 
@@ -50,6 +51,8 @@ struct QuotaCard {
     bool isClockwise = false;             ///< of the ring's arc
     std::optional<QuotaWindowRow> other;  ///< the account's other window
     std::optional<Figure> resetCredits;
+    std::vector<OtherLimitLine> limits;  ///< below the windows, a line each
+    std::string stopped;  ///< beside the ring: that the account is over a limit, whichever
     std::vector<std::string> explanations;  ///< of what is stale
     std::string provenance;
     std::string lastRead;
@@ -73,6 +76,8 @@ struct RecordFields<QuotaCard> {
                                      field("isClockwise", &Card::isClockwise),
                                      field("other", &Card::other),
                                      field("resetCredits", &Card::resetCredits),
+                                     field("limits", &Card::limits),
+                                     field("stopped", &Card::stopped),
                                      field("explanations", &Card::explanations),
                                      field("provenance", &Card::provenance),
                                      field("lastRead", &Card::lastRead),

@@ -178,6 +178,21 @@ const std::vector<std::pair<std::string_view, Make>>& makers() {
              addEverything(sample);
              addQuota(sample, 100, 100);
          }},
+        {"other-limits",
+         [](Sample& sample) {
+             addEverything(sample);
+             AccountLimits& limits = sample.snapshot().limits;
+             limits.otherLimits = {{.id = "codex",
+                                    .windows = {{.usedPercent = 12,
+                                                 .windowDurationMins = 43'200,
+                                                 .resetsAt = sample.shown.now + 900'000}}},
+                                   {.id = "codex_spark",
+                                    .name = "GPT-5.5 Spark",
+                                    .windows = {{.usedPercent = 100,
+                                                 .windowDurationMins = 300,
+                                                 .resetsAt = sample.shown.now + 4'000}},
+                                    .rateLimitReachedType = "rate_limit_reached"}};
+         }},
         {"narrow-window",
          [](Sample& sample) {
              addEverything(sample);

@@ -8,6 +8,7 @@
 #include "presentation/format/Countdown.h"
 #include "presentation/format/StatisticsDateFormatting.h"
 #include "presentation/format/TokenFormatter.h"
+#include "presentation/status/OtherLimits.h"
 #include "presentation/status/RuntimeMenuSummary.h"
 #include "presentation/words/TimeWords.h"
 #include "presentation/words/WatchWords.h"
@@ -74,6 +75,14 @@ class LineMaker {
         const auto& other = isFiveHour ? snapshot_.secondary : snapshot_.primary;
         addWindow(selected.kind, selected.window);
         if (other) addWindow(isFiveHour ? Kind::sevenDay : Kind::fiveHour, other);
+        for (const OtherLimitLine& line : otherLimitLines(runtime_, view_.now, view_.language)) {
+            std::string part = line.name + " " + line.remaining;
+            if (!line.reset.empty()) part += word(WatchWords::between) + line.reset;
+            parts_.push_back(std::move(part));
+        }
+        if (std::string stopped = stoppedText(snapshot_, view_.language); !stopped.empty()) {
+            parts_.push_back(std::move(stopped));
+        }
     }
 
     void addWindow(RuntimeQuotaWindowKind kind, const std::optional<RateWindow>& window) {

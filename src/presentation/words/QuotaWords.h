@@ -27,6 +27,23 @@ inline constexpr BilingualText windowHasEnded{.zh = "该额度周期已结束，
                                               .en = "This window has ended; the next read tells."};
 /// The window's name, what is left, and the reset.
 inline constexpr BilingualText spoken{.zh = "{}，{}，{}", .en = "{}, {}, {}"};
+/// How long until a window begins anew.
+inline constexpr BilingualText inTime{.zh = "{}后恢复", .en = "back in {}"};
+inline constexpr BilingualText reached{.zh = "已用完", .en = "used up"};
+inline constexpr BilingualText limitReached{.zh = "已达到套餐限额",
+                                            .en = "The plan's limit is reached"};
+inline constexpr BilingualText creditsDepleted{.zh = "工作区点数已用完",
+                                               .en = "The workspace's credits are used up"};
+inline constexpr BilingualText workspaceLimitReached{
+    .zh = "已达到工作区用量上限", .en = "The workspace's usage limit is reached"};
+inline constexpr BilingualText spendingReached{.zh = "已达到支出上限",
+                                               .en = "The spending limit is reached"};
+inline constexpr BilingualText usageNotAllowed{.zh = "Codex 目前不允许继续使用",
+                                               .en = "Codex allows no use for now"};
+inline constexpr BilingualText anyLimitReached{.zh = "已达到账号限额",
+                                               .en = "A limit of the account is reached"};
+/// The limit's name.
+inline constexpr BilingualText otherReached{.zh = "已达到限额：{}", .en = "Limit reached: {}"};
 inline constexpr BilingualText refresh{.zh = "立即刷新", .en = "Refresh now"};
 inline constexpr BilingualText refreshing{.zh = "正在刷新…", .en = "Refreshing…"};
 /// When the last read was.

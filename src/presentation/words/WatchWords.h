@@ -15,6 +15,7 @@ inline constexpr BilingualText fiveHours{.zh = "5 小时", .en = "5h"};
 inline constexpr BilingualText sevenDays{.zh = "7 天", .en = "7d"};
 /// The window's name and a percentage.
 inline constexpr BilingualText left{.zh = "{} 剩余 {:.0f}%", .en = "{} {:.0f}% left"};
+inline constexpr BilingualText between{.zh = "，", .en = ", "};
 inline constexpr BilingualText backIn{.zh = "，{}后恢复", .en = ", back in {}"};
 
 inline constexpr BilingualText today{.zh = "今日 {}", .en = "today {}"};
