@@ -111,8 +111,8 @@ void checkKeys(SelfTest& test) {
         R"(account accountIdentity cloudDailyBuckets cloudDailyUsageAttempted cloudDailyUsageCapturedAt
 cloudDailyUsageIsStale credits hybridReadMessages local localReadMessages localUsageCapturedAt
 localUsageIsStale localUsageReadStatus messages officialLifetimeCapturedAt
-officialLifetimeIsStale officialLifetimeTokens officialUsageReadStatus primary readerState
-refreshedAt secondary taskBoard / displayName quotaSourceLabel scope snapshot status
+officialLifetimeIsStale officialLifetimeTokens officialUsageReadStatus ordinaryUsageAllowed
+otherLimits primary rateLimitReachedType readerState refreshedAt secondary spendControlReached taskBoard / displayName quotaSourceLabel scope snapshot status
 usageSourceLabel / remainingPercent resetsAt usedPercent windowDurationMins / balance hasCredits
 resetCredits unlimited / emailPresent planType type / appServer isLoading localDependencyFailure
 / dailyBuckets detailedUsage gaps lastUpdatedAt lifetimeTokens modelUsage projectBoard recentThreads
