@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "presentation/cards/HeatmapCard.h"
 #include "presentation/format/TokenFormatter.h"
 #include "presentation/words/FigureWords.h"
 #include "presentation/words/TimeWords.h"
@@ -99,6 +100,10 @@ GoalsCard goalsCard(const SurfaceInput& input) {
     const BilingualText& notRead =
         local == nullptr ? FigureWords::notReadYet : FigureWords::notKnownHere;
     const PersonalUsagePreferences& goals = input.settings.personalUsagePreferences;
+    FigureOrigin origin = input.localOrigin();
+    if (local != nullptr && local->usageTrend) {
+        origin.source = sourceOf(local->usageTrend->sourceQuality);
+    }
     return {
         .title = words(UsageCardWords::goals),
         .today = goalRow({.label = UsageCardWords::today,
@@ -114,7 +119,7 @@ GoalsCard goalsCard(const SurfaceInput& input) {
                          .reason = totals.todayTokens ? UsageCardWords::weekIncomplete : notRead},
                         words),
         .renewal = renewalFigure(input, words),
-        .provenance = words.provenance(input.localOrigin())};
+        .provenance = words.provenance(origin)};
 }
 
 }  // namespace vantry

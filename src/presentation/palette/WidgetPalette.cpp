@@ -94,8 +94,14 @@ class Maker {
         set(Role::dataZero, at(Role::surfaceTrack));
         set(Role::dataFlowParticle, mixed(white, brand_.highlight, 0.12));
         addStatus();
-        set(Role::ringArcStart, readable(brand_.highlight, graphicContrast));
-        set(Role::ringArcEnd, readable(brand_.secondary, graphicContrast));
+        // Pale colours would turn grey on the way to black: on light surfaces the strong one comes
+        // in first.
+        const double strength = isDark_ ? 0 : 0.5;
+        const auto ring = [&](const RingRGBColor& color) {
+            return readable(mixed(color, brand_.secondaryStrong, strength), graphicContrast);
+        };
+        set(Role::ringArcStart, ring(brand_.highlight));
+        set(Role::ringArcEnd, ring(brand_.secondary));
         return colors_;
     }
 

@@ -35,7 +35,7 @@ TrayRing trayRing(int size, bool isThin) {
     const double diameter = side - 2 * inset;
     return {.diameter = diameter,
             .lineWidth = lineWidth,
-            .digitHeight = std::floor((diameter - 2 * lineWidth) * 0.56)};
+            .digitHeight = std::floor((diameter - 2 * lineWidth) * 0.48)};
 }
 
 std::vector<TrayMenuEntry> trayMenu(const std::vector<std::string>& figures,
