@@ -46,7 +46,7 @@ struct Walk {
         if (const auto* text = std::get_if<std::string>(&value.storage())) {
             test.expect(
                 text->find('{') == std::string::npos && text->find("nan") == std::string::npos,
-                where + path + " has a gap: " + *text);
+                fmt::format("{}{} has a gap: {}", where, path, *text));
         } else if (const auto* list = std::get_if<JsonValue::Array>(&value.storage())) {
             for (std::size_t i = 0; i < list->size(); ++i)
                 visit((*list)[i], fmt::format("{}.{}", path, i));
@@ -64,7 +64,9 @@ struct Walk {
             test.expect(!isMissing || !is("tooltip", "") || is("label", "Next renewal") ||
                             is("label", "下次续费"),
                         where + path + " is missing and says not why");
-            for (const auto& [name, member] : *members) visit(member, path + "." + name);
+            for (const auto& [name, member] : *members) {
+                visit(member, fmt::format("{}.{}", path, name));
+            }
         }
     }
 };

@@ -16,7 +16,7 @@ namespace {
 constexpr std::size_t hoursOfDay = 24;
 
 std::string hourTooltip(const HourPoint& point, const Wording& words) {
-    const std::string hour = fmt::format("{:02}:00", point.hour);
+    std::string hour = fmt::format("{:02}:00", point.hour);
     const std::string today = TokenFormatter::format(point.today);
     const std::string average = TokenFormatter::format(point.average);
     if (point.today && point.average) {

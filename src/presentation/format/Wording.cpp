@@ -43,7 +43,7 @@ std::string Wording::comingMoment(Date date) const {
 }
 
 std::string Wording::provenance(const FigureOrigin& origin) const {
-    const std::string source = [&] {
+    std::string source = [&] {
         switch (origin.source) {
             case FigureSource::account:
                 return (*this)(FigureWords::account);

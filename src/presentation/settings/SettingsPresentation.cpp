@@ -110,6 +110,7 @@ class SettingsMaker {
                    option(Mode::light, values_.themeMode, Words::light),
                    option(Mode::dark, values_.themeMode, Words::dark)});
         std::vector<Option> skins;
+        skins.reserve(EnumTexts<WidgetSkin>::table.size());
         for (const auto& [skin, id] : EnumTexts<WidgetSkin>::table) {
             skins.push_back(option(skin, values_.skin, Words::skinName(skin)));
         }
